@@ -1,0 +1,118 @@
+// kx::ThinRunner: a single-threaded poll loop with sockets and one-shot timers.
+//
+// Sockets are registered with a callback that runs when poll reports the
+// requested events.  Timers are one-shot and identified by (object, member
+// callback): arming the same pair again replaces the pending one, and
+// removeTimer cancels it.  A callback may add or remove sockets and timers,
+// including its own; removal takes effect at once.
+//
+// Not thread-safe: every call comes from the thread that runs the loop.
+#ifndef KX_RUNNER_H_
+#define KX_RUNNER_H_
+
+#include <poll.h>
+
+#include <cstdint>
+#include <cstring>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace kx {
+
+class ThinRunner {
+ public:
+  // Milliseconds of a monotonic clock; replaceable so tests control time.
+  using Clock = std::function<uint64_t()>;
+
+  // The most recently constructed runner becomes the process's runner
+  // (getRunner) until it is destroyed.
+  ThinRunner();
+  virtual ~ThinRunner();
+  ThinRunner(const ThinRunner&) = delete;
+  ThinRunner& operator=(const ThinRunner&) = delete;
+
+  // Registers fd; callback(fd, revents) runs when poll reports any of
+  // events (POLLIN = 1, ...).  Replaces an earlier registration of fd.  The
+  // runner does not own fd.
+  template <class T>
+  void addSocket(int fd, T* obj, void (T::*cb)(int, int), int events) {
+    addSocketFn(fd, [obj, cb](int f, int ev) { (obj->*cb)(f, ev); }, events);
+  }
+  void addSocketFn(int fd, std::function<void(int, int)> cb, int events);
+  void removeSocket(int fd);
+
+  // Arms a one-shot timer that calls (obj->*cb)() after ms milliseconds.
+  template <class T>
+  void addTimer(T* obj, void (T::*cb)(), unsigned ms) {
+    addTimerFn(obj, keyOf(cb), [obj, cb]() { (obj->*cb)(); }, ms);
+  }
+  template <class T>
+  void removeTimer(T* obj, void (T::*cb)()) {
+    removeTimerFn(obj, keyOf(cb));
+  }
+  template <class T>
+  bool hasTimer(T* obj, void (T::*cb)()) const {
+    return hasTimerFn(obj, keyOf(cb));
+  }
+  void addTimerFn(const void* obj, const std::string& key, std::function<void()> fn,
+                  unsigned ms);
+  void removeTimerFn(const void* obj, const std::string& key);
+  bool hasTimerFn(const void* obj, const std::string& key) const;
+
+  // Leave run() after ms milliseconds with nothing to do (no socket event,
+  // no timer fired); 0 = never leave on idleness.
+  virtual void setupLeave(unsigned ms);
+  // Runs until stop() or the idle limit; returns 0.
+  virtual int run();
+  // One iteration: waits at most maxWaitMs (bounded by the next timer) for
+  // socket events, dispatches them, then fires due timers.  Returns the
+  // number of callbacks run.
+  int runOnce(int maxWaitMs);
+  // Makes run() return after the current iteration.  Safe from a signal
+  // handler.
+  void stop();
+
+  void setClock(Clock clock);
+  uint64_t nowMs() const;
+
+ protected:
+  // Hook for subclasses: runs before each poll (the bus dispatches queued
+  // messages here).
+  virtual void beforePoll() {}
+
+ private:
+  template <class F>
+  static std::string keyOf(F f) {
+    std::string k(sizeof f, '\0');
+    std::memcpy(&k[0], &f, sizeof f);
+    return k;
+  }
+  struct Socket;
+  struct Timer;
+  std::map<int, std::function<void(int, int)>> socketCbs_;
+  std::map<int, int> socketEvents_;
+  std::vector<Timer*> timers_;  // sorted by deadline, then by arming order
+  uint64_t timerSeq_ = 0;
+  unsigned leaveMs_ = 0;
+  volatile int stopFlag_ = 0;
+  Clock clock_;
+  int fireDueTimers();
+};
+
+// The process's runner (see ThinRunner()); null when none exists.
+ThinRunner* getRunner();
+
+template <class T>
+void addTimer(T* obj, void (T::*cb)(), unsigned ms) {
+  if (ThinRunner* r = getRunner()) r->addTimer(obj, cb, ms);
+}
+template <class T>
+void removeTimer(T* obj, void (T::*cb)()) {
+  if (ThinRunner* r = getRunner()) r->removeTimer(obj, cb);
+}
+
+}  // namespace kx
+
+#endif  // KX_RUNNER_H_

@@ -12,11 +12,13 @@
 
 #include <poll.h>
 
+#include <csignal>
 #include <cstdint>
 #include <cstring>
 #include <functional>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace kx {
@@ -89,16 +91,33 @@ class ThinRunner {
     std::memcpy(&k[0], &f, sizeof f);
     return k;
   }
-  struct Socket;
-  struct Timer;
-  std::map<int, std::function<void(int, int)>> socketCbs_;
-  std::map<int, int> socketEvents_;
-  std::vector<Timer*> timers_;  // sorted by deadline, then by arming order
+  struct Socket {
+    std::function<void(int, int)> cb;
+    int events;
+    // Tells a registration from a later one of the same fd number, so a
+    // callback that removes and re-adds an fd does not get a stale event.
+    uint64_t generation;
+  };
+  struct Timer {
+    const void* obj;
+    std::string key;
+    std::function<void()> fn;
+  };
+  // Timers ordered by (deadline, arming sequence): ties fire in arming order.
+  using TimerOrder = std::pair<uint64_t, uint64_t>;
+  using TimerId = std::pair<const void*, std::string>;
+  std::map<int, Socket> sockets_;
+  std::map<TimerOrder, Timer> timers_;
+  std::map<TimerId, TimerOrder> timerIndex_;
   uint64_t timerSeq_ = 0;
+  uint64_t socketGeneration_ = 0;
   unsigned leaveMs_ = 0;
-  volatile int stopFlag_ = 0;
+  volatile sig_atomic_t stopFlag_ = 0;
+  // Self-pipe: stop() writes a byte so a sleeping poll wakes at once.
+  int wakeFds_[2] = {-1, -1};
   Clock clock_;
   int fireDueTimers();
+  int waitTimeMs(int maxWaitMs) const;
 };
 
 // The process's runner (see ThinRunner()); null when none exists.

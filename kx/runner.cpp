@@ -1,0 +1,196 @@
+#include "kx/runner.h"
+
+#include <fcntl.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <limits>
+#include <mutex>
+#include <vector>
+
+namespace kx {
+
+namespace {
+
+// Live runners, most recent last.  getRunner() answers the last one, so a
+// runner created for a nested scope hands the role back when it goes.
+std::mutex& registryMutex() {
+  static std::mutex m;
+  return m;
+}
+std::vector<ThinRunner*>& registry() {
+  static std::vector<ThinRunner*> runners;
+  return runners;
+}
+
+uint64_t monotonicMs() {
+  timespec ts{};
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec) / 1000000u;
+}
+
+// poll() takes an int; longer waits are cut and simply loop again.
+constexpr uint64_t kMaxPollWaitMs = 1u << 30;
+
+}  // namespace
+
+ThinRunner::ThinRunner() : clock_(monotonicMs) {
+  if (pipe2(wakeFds_, O_NONBLOCK | O_CLOEXEC) != 0) {
+    std::fprintf(stderr, "kx: cannot create the runner's wake-up pipe: %s\n", std::strerror(errno));
+    wakeFds_[0] = wakeFds_[1] = -1;
+  }
+  std::lock_guard<std::mutex> lock(registryMutex());
+  registry().push_back(this);
+}
+
+ThinRunner::~ThinRunner() {
+  {
+    std::lock_guard<std::mutex> lock(registryMutex());
+    auto& r = registry();
+    for (auto it = r.begin(); it != r.end(); ++it) {
+      if (*it == this) {
+        r.erase(it);
+        break;
+      }
+    }
+  }
+  if (wakeFds_[0] >= 0) close(wakeFds_[0]);
+  if (wakeFds_[1] >= 0) close(wakeFds_[1]);
+}
+
+ThinRunner* getRunner() {
+  std::lock_guard<std::mutex> lock(registryMutex());
+  auto& r = registry();
+  return r.empty() ? nullptr : r.back();
+}
+
+void ThinRunner::addSocketFn(int fd, std::function<void(int, int)> cb, int events) {
+  if (fd < 0) return;
+  sockets_[fd] = Socket{std::move(cb), events, ++socketGeneration_};
+}
+
+void ThinRunner::removeSocket(int fd) { sockets_.erase(fd); }
+
+void ThinRunner::addTimerFn(const void* obj, const std::string& key, std::function<void()> fn,
+                            unsigned ms) {
+  removeTimerFn(obj, key);
+  TimerOrder order{nowMs() + ms, ++timerSeq_};
+  timers_.emplace(order, Timer{obj, key, std::move(fn)});
+  timerIndex_.emplace(TimerId{obj, key}, order);
+}
+
+void ThinRunner::removeTimerFn(const void* obj, const std::string& key) {
+  auto it = timerIndex_.find(TimerId{obj, key});
+  if (it == timerIndex_.end()) return;
+  timers_.erase(it->second);
+  timerIndex_.erase(it);
+}
+
+bool ThinRunner::hasTimerFn(const void* obj, const std::string& key) const {
+  return timerIndex_.count(TimerId{obj, key}) != 0;
+}
+
+void ThinRunner::setupLeave(unsigned ms) { leaveMs_ = ms; }
+
+void ThinRunner::setClock(Clock clock) { clock_ = clock ? std::move(clock) : Clock(monotonicMs); }
+
+uint64_t ThinRunner::nowMs() const { return clock_(); }
+
+void ThinRunner::stop() {
+  // Only async-signal-safe operations: a flag store and write(2).
+  stopFlag_ = 1;
+  if (wakeFds_[1] >= 0) {
+    const char byte = 1;
+    ssize_t n = write(wakeFds_[1], &byte, 1);
+    (void)n;  // a full pipe already wakes the loop
+  }
+}
+
+int ThinRunner::waitTimeMs(int maxWaitMs) const {
+  uint64_t wait = maxWaitMs < 0 ? std::numeric_limits<uint64_t>::max()
+                                : static_cast<uint64_t>(maxWaitMs);
+  if (!timers_.empty()) {
+    uint64_t deadline = timers_.begin()->first.first;
+    uint64_t now = nowMs();
+    uint64_t untilTimer = deadline > now ? deadline - now : 0;
+    if (untilTimer < wait) wait = untilTimer;
+  }
+  if (wait == std::numeric_limits<uint64_t>::max()) return -1;
+  return static_cast<int>(wait < kMaxPollWaitMs ? wait : kMaxPollWaitMs);
+}
+
+int ThinRunner::runOnce(int maxWaitMs) {
+  beforePoll();
+
+  std::vector<pollfd> fds;
+  std::vector<uint64_t> generations;
+  fds.reserve(sockets_.size() + 1);
+  generations.reserve(sockets_.size());
+  for (const auto& s : sockets_) {
+    fds.push_back(pollfd{s.first, static_cast<short>(s.second.events), 0});
+    generations.push_back(s.second.generation);
+  }
+  if (wakeFds_[0] >= 0) fds.push_back(pollfd{wakeFds_[0], POLLIN, 0});
+
+  int wait = stopFlag_ ? 0 : waitTimeMs(maxWaitMs);
+  int ready = poll(fds.data(), fds.size(), wait);
+  int ran = 0;
+  if (ready > 0) {
+    for (size_t i = 0; i < generations.size(); ++i) {
+      if (fds[i].revents == 0) continue;
+      // An earlier callback of this round may have removed or replaced it.
+      auto it = sockets_.find(fds[i].fd);
+      if (it == sockets_.end() || it->second.generation != generations[i]) continue;
+      // Copy: the callback may remove its own registration.
+      std::function<void(int, int)> cb = it->second.cb;
+      cb(fds[i].fd, fds[i].revents);
+      ++ran;
+    }
+    if (wakeFds_[0] >= 0 && fds.back().revents != 0) {
+      char buf[64];
+      while (read(wakeFds_[0], buf, sizeof buf) > 0) {
+      }
+    }
+  } else if (ready < 0 && errno != EINTR) {
+    std::fprintf(stderr, "kx: poll failed: %s\n", std::strerror(errno));
+  }
+  return ran + fireDueTimers();
+}
+
+int ThinRunner::fireDueTimers() {
+  // Timers armed by the callbacks of this round wait for the next one, so a
+  // timer that re-arms itself with 0 ms cannot starve the loop.
+  const uint64_t lastSeq = timerSeq_;
+  const uint64_t now = nowMs();
+  int fired = 0;
+  for (;;) {
+    auto it = timers_.begin();
+    while (it != timers_.end() && it->first.first <= now && it->first.second > lastSeq) ++it;
+    if (it == timers_.end() || it->first.first > now) break;
+    std::function<void()> fn = std::move(it->second.fn);
+    timerIndex_.erase(TimerId{it->second.obj, it->second.key});
+    timers_.erase(it);
+    fn();
+    ++fired;
+  }
+  return fired;
+}
+
+int ThinRunner::run() {
+  uint64_t idleSince = nowMs();
+  while (!stopFlag_) {
+    int wait = -1;
+    if (leaveMs_ != 0) {
+      uint64_t idle = nowMs() - idleSince;
+      if (idle >= leaveMs_) break;
+      wait = static_cast<int>(leaveMs_ - idle);
+    }
+    if (runOnce(wait) > 0) idleSince = nowMs();
+  }
+  stopFlag_ = 0;
+  return 0;
+}
+
+}  // namespace kx

@@ -74,13 +74,18 @@ class InStream {
   std::size_t size() const { return data_.size(); }
 
  private:
+  enum class Header { kOk, kFailed, kOverflow };
+
   // Reads the length at pos; on success stores it and moves pos past it.
+  // Malformed lengths are logged, running out of data is not.
   bool readLen(std::size_t* pos, std::uint32_t* len) const;
-  // Steps over the tag at the cursor and reads the length: on success the
-  // content's start and length; overflow_msg is logged when the content
-  // runs past the data.  Doesn't move the cursor.
-  bool readHeader(std::size_t* start, std::uint32_t* len,
-                  const char* overflow_msg) const;
+  // Steps over the tag at the cursor and reads the length.  kOk: the
+  // content's start and length; kOverflow: the content runs past the data
+  // (for the caller to log); kFailed: no length.  Doesn't move the cursor.
+  Header readHeader(std::size_t* start, std::uint32_t* len) const;
+  // readHeader, logging overflow_msg on kOverflow.
+  bool readContent(std::size_t* start, std::uint32_t* len,
+                   const char* overflow_msg) const;
 
   std::vector<std::uint8_t> data_;
   std::vector<std::size_t> seq_ends_;  // end offsets of entered values

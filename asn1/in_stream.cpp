@@ -1,0 +1,240 @@
+#include "asn1/in_stream.h"
+
+#include <climits>
+#include <cstdio>
+#include <string>
+
+#include "asn1/ber.h"
+
+namespace {
+
+void log(const char* text) { std::printf("SNMP InStream: %s\n", text); }
+
+// Unsigned content of up to four octets has a leading 0 as a fifth.
+constexpr std::uint32_t kMaxIntOctets = 4;
+constexpr std::uint32_t kMaxUnsignedIntOctets = 5;
+constexpr std::uint32_t kMaxCounter64Octets = 8;
+constexpr unsigned int kOidGroupBits = 7;
+constexpr std::uint8_t kOidMoreBit = 0x80;
+constexpr std::uint8_t kOidGroupMask = 0x7F;
+
+}  // namespace
+
+InStream::InStream(const unsigned char* data, unsigned int len)
+    : data_(data, data + len) {}
+
+int InStream::getType() const {
+  return cursor_ < data_.size() ? data_[cursor_] : -1;
+}
+
+bool InStream::readLen(std::size_t* pos, std::uint32_t* len) const {
+  std::size_t p = *pos;
+  if (p >= data_.size()) return false;
+  const std::uint8_t first = data_[p++];
+  if (first < ber::kLongLengthBit) {
+    *len = first;
+    *pos = p;
+    return true;
+  }
+  if (first == ber::kIndefiniteLength) {
+    log("we don't support indefinite lengths");
+    return false;
+  }
+  const unsigned int count = first & ~ber::kLongLengthBit;
+  if (count > ber::kMaxLengthOctets) {
+    log("we can't support data lengths that long");
+    return false;
+  }
+  if (count > data_.size() - p) {
+    log("malformed in getLen");
+    return false;
+  }
+  std::uint32_t value = 0;
+  for (unsigned int i = 0; i < count; ++i) value = (value << 8) | data_[p++];
+  *len = value;
+  *pos = p;
+  return true;
+}
+
+int InStream::getLen() {
+  std::size_t pos = cursor_;
+  std::uint32_t len = 0;
+  if (!readLen(&pos, &len) || len > INT_MAX) return -1;
+  cursor_ = pos;
+  return static_cast<int>(len);
+}
+
+InStream::Header InStream::readHeader(std::size_t* start,
+                                      std::uint32_t* len) const {
+  if (cursor_ >= data_.size()) return Header::kFailed;
+  std::size_t pos = cursor_ + 1;  // the tag is not looked at
+  std::uint32_t n = 0;
+  if (!readLen(&pos, &n)) return Header::kFailed;
+  *start = pos;
+  *len = n;
+  return n > data_.size() - pos ? Header::kOverflow : Header::kOk;
+}
+
+bool InStream::readContent(std::size_t* start, std::uint32_t* len,
+                           const char* overflow_msg) const {
+  const Header h = readHeader(start, len);
+  if (h == Header::kOverflow) log(overflow_msg);
+  return h == Header::kOk;
+}
+
+int InStream::enterSeq() {
+  std::size_t start = 0;
+  std::uint32_t len = 0;
+  if (readHeader(&start, &len) != Header::kOk) return -1;
+  seq_ends_.push_back(start + len);
+  cursor_ = start;
+  return static_cast<int>(len);
+}
+
+void InStream::exitSeq() {
+  if (seq_ends_.empty()) {
+    log("exitSeq when seqEndp is empty!");
+    return;
+  }
+  cursor_ = seq_ends_.back();
+  seq_ends_.pop_back();
+}
+
+bool InStream::atSeqEnd() const {
+  const std::size_t end = seq_ends_.empty() ? data_.size() : seq_ends_.back();
+  return cursor_ >= end;
+}
+
+bool InStream::getInt(int* value) {
+  std::size_t start = 0;
+  std::uint32_t len = 0;
+  if (!readContent(&start, &len, "get int overflow of message")) return false;
+  if (len > kMaxUnsignedIntOctets) {
+    log("I don't support such large integers");
+    return false;
+  }
+  std::size_t p = start;
+  std::uint32_t v = 0;
+  if (len == kMaxUnsignedIntOctets) {
+    if (data_[p] != 0) {
+      log("I don't support such large integers 2");
+      return false;
+    }
+    ++p;  // the leading 0 of an unsigned value
+  } else if (len > 0 && (data_[p] & 0x80) != 0) {
+    v = 0xFFFFFFFFu;  // sign extension
+  }
+  for (; p < start + len; ++p) v = (v << 8) | data_[p];
+  *value = static_cast<int>(v);
+  cursor_ = start + len;
+  return true;
+}
+
+bool InStream::get64(unsigned long long* value) {
+  std::size_t start = 0;
+  std::uint32_t len = 0;
+  if (!readContent(&start, &len, "get 64 overflow of message")) return false;
+  if (len > kMaxCounter64Octets) {
+    log("invalig counter64 size");
+    return false;
+  }
+  unsigned long long v = 0;
+  for (std::size_t p = start; p < start + len; ++p) v = (v << 8) | data_[p];
+  *value = v;
+  cursor_ = start + len;
+  return true;
+}
+
+bool InStream::getString(std::string* value) {
+  std::size_t start = 0;
+  std::uint32_t len = 0;
+  if (!readContent(&start, &len, "get string overflow of message")) {
+    return false;
+  }
+  value->assign(data_.begin() + start, data_.begin() + start + len);
+  cursor_ = start + len;
+  return true;
+}
+
+bool InStream::getOID(OID* value) {
+  std::size_t start = 0;
+  std::uint32_t len = 0;
+  const Header h = readHeader(&start, &len);
+  if (h == Header::kOverflow) {
+    std::printf("SNMP InStream: get oid overflow of message%zu %u %zu\n",
+                start, len, data_.size());
+  }
+  if (h != Header::kOk) return false;
+
+  OID oid;
+  std::size_t p = start;
+  if (len == 0) {
+    oid = {0, 0};
+  } else {
+    const std::uint8_t first = data_[p++];
+    oid.push_back(first / ber::kFirstArcFactor);
+    oid.push_back(first % ber::kFirstArcFactor);
+    // The remaining count goes negative when the last arc of the content is
+    // unterminated: that arc goes on into the following bytes, but never
+    // past the end of the data.
+    long remaining = static_cast<long>(len) - 1;
+    while (remaining > 0) {
+      unsigned int arc = 0;
+      std::uint8_t b = 0;
+      do {
+        if (p >= data_.size()) {
+          log("malformed oid");
+          return false;
+        }
+        b = data_[p++];
+        --remaining;
+        arc = (arc << kOidGroupBits) | (b & kOidGroupMask);
+      } while ((b & kOidMoreBit) != 0);
+      oid.push_back(arc);
+    }
+  }
+  *value = std::move(oid);
+  cursor_ = p;
+  return true;
+}
+
+bool InStream::getNull() {
+  std::size_t start = 0;
+  std::uint32_t len = 0;
+  const Header h = readHeader(&start, &len);
+  if (h == Header::kFailed) return false;
+  if (len != 0) {
+    log("malformed null");
+    return false;
+  }
+  cursor_ = start;
+  return true;
+}
+
+bool InStream::getBits(std::vector<unsigned char>* value) {
+  std::size_t start = 0;
+  std::uint32_t len = 0;
+  if (!readContent(&start, &len, "get bits overflow of message")) return false;
+  if (len == 0 || data_[start] > ber::kMaxUnusedBits) {
+    log("Invalid bitstring");
+    return false;
+  }
+  value->assign(data_.begin() + start, data_.begin() + start + len);
+  cursor_ = start + len;
+  return true;
+}
+
+int InStream::getVersion() {
+  if (!version_read_) {
+    version_read_ = true;
+    int version = -1;
+    if (enterSeq() < 0 || !getInt(&version)) version = -1;
+    version_ = version;
+  }
+  return version_;
+}
+
+void InStream::reset() {
+  seq_ends_.clear();
+  cursor_ = 0;
+}

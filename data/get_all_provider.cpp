@@ -1,0 +1,91 @@
+#include "data/get_all_provider.h"
+
+#include <iostream>
+#include <utility>
+
+#include "data/bus.h"
+#include "data/paging.h"
+#include "data/single_provider.h"
+#include "data/table_provider_client.h"
+#include "engine/data.h"
+
+GetAllProvider::GetAllProvider() : CacheUpdateTimeout(kProviderIdleTicks, kProviderAgeTicks) {}
+
+GetAllProvider::~GetAllProvider() {
+  for (Data* record : cache_) delete record;
+}
+
+void GetAllProvider::addSource(Convert convert, std::vector<unsigned int> const& path,
+                               unsigned int getAllArgument) {
+  sources_.push_back(Source{path, convert, getAllArgument});
+}
+
+void GetAllProvider::subscribe(TableProviderClient* client) { clients_.push_back(client); }
+
+void GetAllProvider::updateTables() { accessData(); }
+
+void GetAllProvider::fetchSource(Source const& source) {
+  kx::message request;
+  request.setCommand(kx::kCmdGetAll);
+  request.setDstPath(source.path);
+  request.setU32(kx::kGetAllArg, source.getAllArgument);
+  kx::message previous;
+  for (unsigned page = 0; page < kMaxListPages; ++page) {
+    kx::message copy = request;
+    if (previous.has(kx::kContinue)) copy.setU32(kx::kContinue, previous.getU32(kx::kContinue));
+    kx::message reply = busExchange(copy);
+    // A failed page ends this list; what was gathered so far is kept.
+    if (kx::isError(reply)) return;
+    if (const std::vector<kx::message>* objects = reply.findMessageArray(kx::kObjects)) {
+      for (const kx::message& object : *objects)
+        if (source.convert) source.convert(object, &cache_);
+    }
+    if (!reply.has(kx::kContinue)) return;
+    previous = std::move(reply);
+  }
+}
+
+void GetAllProvider::updateCache() {
+  for (const Source& source : sources_) {
+    fetchSource(source);
+    // Every record so far is offered again after each source; a later
+    // record with the same index replaces the earlier row.
+    for (TableProviderClient* client : clients_)
+      for (Data* record : cache_) client->change(record);
+  }
+}
+
+void GetAllProvider::clearCache() {
+  for (TableProviderClient* client : clients_) client->clear();
+  for (Data* record : cache_) delete record;
+  cache_.clear();
+}
+
+bool GetAllProvider::setData(Data* record) {
+  bool accepted = false;
+  for (const Source& source : sources_) {
+    kx::message request;
+    request.setCommand(kx::kCmdSetObj);
+    request.setDstPath(source.path);
+    if (record) record->reverseBuild(request);
+    kx::message reply = busExchange(request);
+    if (kx::isError(reply))
+      std::cerr << kx::getError(reply) << '\n';
+    else
+      accepted = true;
+  }
+  return accepted;
+}
+
+bool GetAllProvider::getCountCMD(unsigned int& count) {
+  count = 0;
+  for (const Source& source : sources_) {
+    kx::message request;
+    request.setCommand(kx::kCmdCount);
+    request.setDstPath(source.path);
+    kx::message reply = busExchange(request);
+    if (kx::isError(reply) || !reply.has(kx::kCount)) return false;
+    count += reply.getU32(kx::kCount);
+  }
+  return true;
+}

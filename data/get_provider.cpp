@@ -1,0 +1,30 @@
+#include "data/get_provider.h"
+
+#include <iostream>
+
+#include "data/bus.h"
+#include "engine/data.h"
+
+GetProvider::GetProvider(Convert convert, std::vector<unsigned int> const& path,
+                         unsigned int getCmd, unsigned int setCmd)
+    : path_(path), getCmd_(getCmd), setCmd_(setCmd), convert_(convert) {}
+
+Data* GetProvider::getData() {
+  kx::message request;
+  request.setCommand(getCmd_);
+  request.setDstPath(path_);
+  kx::message reply = busExchange(request);
+  if (kx::isError(reply)) {
+    std::cerr << "GetProvider::getData error: " << kx::getError(reply) << '\n';
+    reply = kx::message();
+  }
+  return convert_ ? convert_(reply) : nullptr;
+}
+
+bool GetProvider::setData(Data* record) {
+  kx::message request;
+  request.setCommand(setCmd_);
+  request.setDstPath(path_);
+  if (record) record->reverseBuild(request);
+  return !kx::isError(busExchange(request));
+}

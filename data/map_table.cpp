@@ -1,0 +1,52 @@
+#include "data/map_table.h"
+
+#include "data/table_provider.h"
+#include "engine/packer.h"
+
+MapTable::MapTable(TableProvider* provider) : provider_(provider) {
+  if (provider_) provider_->subscribe(this);
+}
+
+Data* MapTable::get(OID const& index) {
+  if (provider_) provider_->updateTables();
+  auto it = rows_.find(index);
+  return it == rows_.end() ? nullptr : it->second;
+}
+
+std::pair<OID, Data*> MapTable::getNext(OID const& index) {
+  if (provider_) provider_->updateTables();
+  auto it = rows_.upper_bound(index);
+  if (it == rows_.end()) return {OID(), nullptr};
+  return {it->first, it->second};
+}
+
+bool MapTable::set(OID const&, Data* record) {
+  if (provider_) provider_->setData(record);
+  return false;
+}
+
+unsigned int MapTable::count() {
+  unsigned int n = 0;
+  if (provider_ && provider_->getCountCMD(n)) return n;
+  if (provider_) provider_->updateTables();
+  return static_cast<unsigned int>(rows_.size());
+}
+
+void MapTable::addIndex(Packer* packer) { indexes_.push_back(packer); }
+
+OID MapTable::getKey(Data const* record) const {
+  OID key;
+  for (Packer* packer : indexes_) key += packer->getAsKey(record);
+  return key;
+}
+
+void MapTable::storeKey(Data* record, OID const& index) const {
+  OID rest = index;
+  for (Packer* packer : indexes_) rest = packer->setFromKey(record, rest);
+}
+
+void MapTable::clear() { rows_.clear(); }
+
+void MapTable::change(Data* record) { rows_[getKey(record)] = record; }
+
+void MapTable::remove(Data* record) { rows_.erase(getKey(record)); }

@@ -17,6 +17,8 @@
 
 namespace kx {
 
+class MessageCodec;
+
 // Value types, as they appear in the top five bits of a key.
 enum : uint32_t {
   kTypeBool = 0x00000000,
@@ -188,11 +190,14 @@ class message {
   static bool decode(const void* data, size_t len, message& out);
 
  private:
+  friend class MessageCodec;
   struct Field;
   std::vector<Field> fields_;
   Field* find(uint32_t key);
   const Field* find(uint32_t key) const;
   Field& slot(uint32_t key);
+  // Adds f or replaces the value of the field with its key.
+  void assign(Field&& f);
 };
 
 // An error reply with the code and text.

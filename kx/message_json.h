@@ -25,9 +25,14 @@ bool setFieldFromJson(message& out, uint32_t key, const nlohmann::json& v, std::
 // Converts a JSON object to a message; err names the offending key.
 bool messageFromJson(const nlohmann::json& j, message& out, std::string& err);
 // Bare text forms as typed on a command line: "15", "192.0.2.1", "true",
-// "text", "4c:5e:0c:00:00:01"; arrays and messages as JSON.
+// "text", "4c:5e:0c:00:00:01"; arrays and messages as JSON.  Like
+// setFieldFromJson, err gets the reason only (the caller knows the key).
 bool setFieldFromText(message& out, uint32_t key, const std::string& text, std::string& err);
+// The JSON form (object keys come out sorted).  String fields that are not
+// valid UTF-8 get U+FFFD for each bad byte, so dump() never throws.
 nlohmann::json messageToJson(const message& m);
+// One line of JSON text with the fields in insertion order (message::dump).
+std::string dumpText(const message& m);
 std::string keyText(uint32_t key);  // "0x08fe0001"
 
 }  // namespace kx

@@ -1,0 +1,361 @@
+#include "kx/message_json.h"
+
+#include <arpa/inet.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <limits>
+
+namespace kx {
+
+using nlohmann::json;
+
+namespace {
+
+constexpr uint32_t kU32Max = std::numeric_limits<uint32_t>::max();
+
+// A short, quoted rendering of an offending value for error texts.
+std::string shown(const json& v) {
+  constexpr size_t kMaxShown = 40;
+  std::string s = v.dump(-1, ' ', false, json::error_handler_t::replace);
+  if (s.size() > kMaxShown) s = s.substr(0, kMaxShown) + "...";
+  return s;
+}
+
+// Only decimal digits: strtoul alone would accept signs, spaces and hex.
+bool parseDecimal(const std::string& t, uint64_t max, uint64_t& out) {
+  if (t.empty() || t.size() > 20) return false;
+  for (char c : t)
+    if (c < '0' || c > '9') return false;
+  errno = 0;
+  const unsigned long long v = std::strtoull(t.c_str(), nullptr, 10);
+  if (errno == ERANGE || v > max) return false;
+  out = v;
+  return true;
+}
+
+bool parseDottedQuad(const std::string& t, uint32_t& out) {
+  in_addr a{};
+  // inet_pton takes exactly four decimal octets (no shorthand forms).
+  if (inet_pton(AF_INET, t.c_str(), &a) != 1) return false;
+  out = ntohl(a.s_addr);
+  return true;
+}
+
+bool hexDigit(char c, uint8_t& v) {
+  if (c >= '0' && c <= '9') v = c - '0';
+  else if (c >= 'a' && c <= 'f') v = c - 'a' + 10;
+  else if (c >= 'A' && c <= 'F') v = c - 'A' + 10;
+  else return false;
+  return true;
+}
+
+// "4c:5e:0c" or "4c5e0c"; colons only between whole octets.
+bool parseHex(const std::string& t, message::raw& out) {
+  message::raw bytes;
+  size_t i = 0;
+  while (i < t.size()) {
+    uint8_t hi, lo;
+    if (i + 1 >= t.size() || !hexDigit(t[i], hi) || !hexDigit(t[i + 1], lo)) return false;
+    bytes.push_back(static_cast<uint8_t>(hi << 4 | lo));
+    i += 2;
+    if (i < t.size() && t[i] == ':') {
+      ++i;
+      if (i == t.size()) return false;  // trailing colon
+    }
+  }
+  out = std::move(bytes);
+  return true;
+}
+
+std::string hexText(const message::raw& r) {
+  static const char kDigits[] = "0123456789abcdef";
+  std::string s;
+  for (size_t i = 0; i < r.size(); ++i) {
+    if (i) s.push_back(':');
+    s.push_back(kDigits[r[i] >> 4]);
+    s.push_back(kDigits[r[i] & 0xf]);
+  }
+  return s;
+}
+
+// JSON text must be UTF-8; a string field may hold any bytes (names typed
+// by users, octets from the network).  Invalid sequences become U+FFFD so
+// that dumping the JSON never fails.
+std::string validUtf8(const std::string& s) {
+  std::string out;
+  out.reserve(s.size());
+  size_t i = 0;
+  while (i < s.size()) {
+    const uint8_t c = static_cast<uint8_t>(s[i]);
+    size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xe ? 3 : (c >> 3) == 0x1e ? 4 : 0;
+    bool ok = n != 0 && i + n <= s.size();
+    uint32_t cp = n == 1 ? c : n == 2 ? (c & 0x1f) : n == 3 ? (c & 0x0f) : (c & 0x07);
+    for (size_t k = 1; ok && k < n; ++k) {
+      const uint8_t d = static_cast<uint8_t>(s[i + k]);
+      ok = (d & 0xc0) == 0x80;
+      cp = cp << 6 | (d & 0x3f);
+    }
+    // Overlong forms, surrogates and code points past U+10FFFF are invalid.
+    if (ok && ((n == 2 && cp < 0x80) || (n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000) ||
+               (cp >= 0xd800 && cp <= 0xdfff) || cp > 0x10ffff))
+      ok = false;
+    if (ok) {
+      out.append(s, i, n);
+      i += n;
+    } else {
+      out.append("\xef\xbf\xbd");
+      ++i;
+    }
+  }
+  return out;
+}
+
+const char* expected(uint32_t scalarType) {
+  switch (scalarType) {
+    case kTypeBool: return "a bool (true or false)";
+    case kTypeU32: return "a u32 (number or dotted quad)";
+    case kTypeU64: return "a u64 (number)";
+    case kTypeString: return "a string";
+    case kTypeRaw: return "raw bytes (hex, colons allowed)";
+    case kTypeMessage: return "a message (object)";
+    default: return "a known type";
+  }
+}
+
+// Forward: a nested message value.
+bool messageFrom(const json& j, message& out, std::string& err);
+
+bool u32From(const json& v, uint32_t& out) {
+  if (v.is_number_unsigned()) {
+    if (v.get<uint64_t>() > kU32Max) return false;
+    out = static_cast<uint32_t>(v.get<uint64_t>());
+    return true;
+  }
+  if (v.is_number_integer()) return false;  // negative
+  if (v.is_string()) return parseDottedQuad(v.get_ref<const std::string&>(), out);
+  return false;
+}
+
+bool u64From(const json& v, uint64_t& out) {
+  if (!v.is_number_unsigned()) return false;
+  out = v.get<uint64_t>();
+  return true;
+}
+
+bool rawFrom(const json& v, message::raw& out) {
+  return v.is_string() && parseHex(v.get_ref<const std::string&>(), out);
+}
+
+// One scalar of the given type.  err gets the reason on failure, without
+// the key (the caller prefixes it).
+template <typename T>
+bool scalarFrom(const json& v, uint32_t scalarType, T& out, std::string& err);
+
+template <>
+bool scalarFrom(const json& v, uint32_t t, bool& out, std::string& err) {
+  if (v.is_boolean()) return out = v.get<bool>(), true;
+  err = std::string("expected ") + expected(t) + ", got " + shown(v);
+  return false;
+}
+template <>
+bool scalarFrom(const json& v, uint32_t t, uint32_t& out, std::string& err) {
+  if (u32From(v, out)) return true;
+  err = std::string("expected ") + expected(t) + ", got " + shown(v);
+  return false;
+}
+template <>
+bool scalarFrom(const json& v, uint32_t t, uint64_t& out, std::string& err) {
+  if (u64From(v, out)) return true;
+  err = std::string("expected ") + expected(t) + ", got " + shown(v);
+  return false;
+}
+template <>
+bool scalarFrom(const json& v, uint32_t t, std::string& out, std::string& err) {
+  if (v.is_string()) return out = v.get<std::string>(), true;
+  err = std::string("expected ") + expected(t) + ", got " + shown(v);
+  return false;
+}
+template <>
+bool scalarFrom(const json& v, uint32_t t, message::raw& out, std::string& err) {
+  if (rawFrom(v, out)) return true;
+  err = std::string("expected ") + expected(t) + ", got " + shown(v);
+  return false;
+}
+template <>
+bool scalarFrom(const json& v, uint32_t t, message& out, std::string& err) {
+  if (!v.is_object()) {
+    err = std::string("expected ") + expected(t) + ", got " + shown(v);
+    return false;
+  }
+  return messageFrom(v, out, err);
+}
+
+template <typename T>
+bool arrayFrom(const json& v, uint32_t scalarType, std::vector<T>& out, std::string& err) {
+  if (!v.is_array()) {
+    err = std::string("expected an array of ") + expected(scalarType) + ", got " + shown(v);
+    return false;
+  }
+  out.clear();
+  out.reserve(v.size());
+  for (size_t i = 0; i < v.size(); ++i) {
+    T e{};
+    std::string why;
+    if (!scalarFrom(v[i], scalarType, e, why)) {
+      err = "element " + std::to_string(i) + ": " + why;
+      return false;
+    }
+    out.push_back(std::move(e));
+  }
+  return true;
+}
+
+bool messageFrom(const json& j, message& out, std::string& err) {
+  if (!j.is_object()) {
+    err = "expected a message (object), got " + shown(j);
+    return false;
+  }
+  message m;
+  for (auto it = j.begin(); it != j.end(); ++it) {
+    uint32_t key;
+    if (!parseKey(it.key(), key)) {
+      err = "\"" + validUtf8(it.key()) + "\": not a typed key (like \"0x08fe0001\")";
+      return false;
+    }
+    std::string why;
+    if (!setFieldFromJson(m, key, it.value(), why)) {
+      // Nested failures already start with their own key.
+      err = keyText(key) + (why.rfind("0x", 0) == 0 ? " > " : ": ") + why;
+      return false;
+    }
+  }
+  out = std::move(m);
+  return true;
+}
+
+}  // namespace
+
+std::string keyText(uint32_t key) {
+  char buf[11];
+  std::snprintf(buf, sizeof buf, "0x%08x", key);
+  return buf;
+}
+
+bool parseKey(const std::string& text, uint32_t& key) {
+  uint64_t v;
+  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
+    if (text.size() > 10) return false;
+    v = 0;
+    for (size_t i = 2; i < text.size(); ++i) {
+      uint8_t d;
+      if (!hexDigit(text[i], d)) return false;
+      v = v << 4 | d;
+    }
+  } else if (!parseDecimal(text, kU32Max, v)) {
+    return false;
+  }
+  const uint32_t k = static_cast<uint32_t>(v);
+  switch (keyType(k)) {
+    case kTypeBool: case kTypeU32: case kTypeU64: case kTypeString: case kTypeMessage:
+    case kTypeRaw: case kArrayBit | kTypeU32: case kArrayBit | kTypeU64:
+    case kArrayBit | kTypeString: case kArrayBit | kTypeMessage: case kArrayBit | kTypeRaw:
+      key = k;
+      return true;
+    default:
+      return false;  // a type tag that no field can have
+  }
+}
+
+bool setFieldFromJson(message& out, uint32_t key, const json& v, std::string& err) {
+  const uint32_t type = keyType(key);
+  const uint32_t scalar = type & ~kArrayBit;
+  bool ok = false;
+  switch (type) {
+    case kTypeBool: { bool x; if ((ok = scalarFrom(v, scalar, x, err))) out.setBool(key, x); break; }
+    case kTypeU32: { uint32_t x; if ((ok = scalarFrom(v, scalar, x, err))) out.setU32(key, x); break; }
+    case kTypeU64: { uint64_t x; if ((ok = scalarFrom(v, scalar, x, err))) out.setU64(key, x); break; }
+    case kTypeString: { std::string x; if ((ok = scalarFrom(v, scalar, x, err))) out.setString(key, x); break; }
+    case kTypeRaw: { message::raw x; if ((ok = scalarFrom(v, scalar, x, err))) out.setRaw(key, x); break; }
+    case kTypeMessage: { message x; if ((ok = scalarFrom(v, scalar, x, err))) out.setMessage(key, x); break; }
+    case kArrayBit | kTypeU32: { std::vector<uint32_t> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setU32Array(key, x); break; }
+    case kArrayBit | kTypeU64: { std::vector<uint64_t> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setU64Array(key, x); break; }
+    case kArrayBit | kTypeString: { std::vector<std::string> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setStringArray(key, x); break; }
+    case kArrayBit | kTypeRaw: { std::vector<message::raw> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setRawArray(key, x); break; }
+    case kArrayBit | kTypeMessage: { std::vector<message> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setMessageArray(key, x); break; }
+    default: err = "unknown type tag in key " + keyText(key); break;
+  }
+  return ok;
+}
+
+bool messageFromJson(const json& j, message& out, std::string& err) {
+  return messageFrom(j, out, err);
+}
+
+bool setFieldFromText(message& out, uint32_t key, const std::string& text, std::string& err) {
+  const uint32_t type = keyType(key);
+  json v;
+  if ((type & kArrayBit) || type == kTypeMessage) {
+    v = json::parse(text, nullptr, false);
+    if (v.is_discarded()) {
+      err = std::string("expected JSON (") + (type == kTypeMessage ? "an object" : "an array") +
+            "), got \"" + validUtf8(text) + "\"";
+      return false;
+    }
+  } else if (type == kTypeBool) {
+    if (text == "true" || text == "1") v = true;
+    else if (text == "false" || text == "0") v = false;
+    else v = text;
+  } else if (type == kTypeU32 || type == kTypeU64) {
+    uint64_t n;
+    v = parseDecimal(text, std::numeric_limits<uint64_t>::max(), n) ? json(n) : json(text);
+  } else {
+    v = text;  // string and raw are taken as typed
+  }
+  return setFieldFromJson(out, key, v, err);
+}
+
+namespace {
+
+// Json is nlohmann::json (keys sorted) or ordered_json (insertion order).
+template <typename Json>
+Json toJson(const message& m) {
+  Json j = Json::object();
+  for (size_t i = 0; i < m.size(); ++i) {
+    const uint32_t key = m.keyAt(i);
+    Json& v = j[keyText(key)];
+    switch (keyType(key)) {
+      case kTypeBool: v = m.getBool(key); break;
+      case kTypeU32: v = m.getU32(key); break;
+      case kTypeU64: v = m.getU64(key); break;
+      case kTypeString: v = validUtf8(*m.findString(key)); break;
+      case kTypeRaw: v = hexText(*m.findRaw(key)); break;
+      case kTypeMessage: v = toJson<Json>(*m.findMessage(key)); break;
+      case kArrayBit | kTypeU32: v = *m.findU32Array(key); break;
+      case kArrayBit | kTypeU64: v = m.getU64Array(key); break;
+      case kArrayBit | kTypeString:
+        v = Json::array();
+        for (const std::string& s : m.getStringArray(key)) v.push_back(validUtf8(s));
+        break;
+      case kArrayBit | kTypeRaw:
+        v = Json::array();
+        for (const message::raw& r : m.getRawArray(key)) v.push_back(hexText(r));
+        break;
+      case kArrayBit | kTypeMessage:
+        v = Json::array();
+        for (const message& e : *m.findMessageArray(key)) v.push_back(toJson<Json>(e));
+        break;
+      default: break;
+    }
+  }
+  return j;
+}
+
+}  // namespace
+
+nlohmann::json messageToJson(const message& m) { return toJson<json>(m); }
+
+std::string dumpText(const message& m) { return toJson<nlohmann::ordered_json>(m).dump(); }
+
+}  // namespace kx

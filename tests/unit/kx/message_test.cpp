@@ -1,0 +1,245 @@
+#include "kx/message.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+namespace kx {
+namespace {
+
+// A message with one field of every type, nested messages included.
+message everyType() {
+  message inner;
+  inner.setU32(u32_id(1), 7);
+  inner.setString(string_id(2), "inner");
+  message m;
+  m.setBool(bool_id(1), true);
+  m.setBool(bool_id(2), false);
+  m.setU32(u32_id(3), 0xdeadbeef);
+  m.setU64(u64_id(4), 0x0123456789abcdefULL);
+  m.setString(string_id(5), std::string("with\0nul", 8));
+  m.setString(string_id(6), "");
+  m.setRaw(raw_id(7), message::raw{0x00, 0xff, 0x10});
+  m.setRaw(raw_id(8), nullptr, 0);
+  m.setMessage(message_id(9), inner);
+  m.setMessage(message_id(10), message());
+  m.setU32Array(u32_array_id(11), {1, 2, 0xffffffff});
+  m.setU32Array(u32_array_id(12), {});
+  m.setU64Array(u64_array_id(13), {0, ~0ULL});
+  m.setStringArray(string_array_id(14), {"a", "", "ccc"});
+  m.setRawArray(raw_array_id(15), {{1}, {}, {2, 3}});
+  m.setMessageArray(message_array_id(16), {inner, message(), inner});
+  return m;
+}
+
+message roundTrip(const message& m) {
+  const std::string bytes = m.encode();
+  message out;
+  EXPECT_TRUE(message::decode(bytes.data(), bytes.size(), out));
+  return out;
+}
+
+TEST(Message, GettersReturnWhatSettersStored) {
+  const message m = everyType();
+  EXPECT_EQ(m.size(), 16u);
+  EXPECT_TRUE(m.getBool(bool_id(1)));
+  EXPECT_FALSE(m.getBool(bool_id(2), true));
+  EXPECT_EQ(m.getU32(u32_id(3)), 0xdeadbeefu);
+  EXPECT_EQ(m.getU64(u64_id(4)), 0x0123456789abcdefULL);
+  EXPECT_EQ(m.getString(string_id(5)), std::string("with\0nul", 8));
+  EXPECT_EQ(m.getRaw(raw_id(7)), (message::raw{0x00, 0xff, 0x10}));
+  EXPECT_EQ(m.getMessage(message_id(9)).getString(string_id(2)), "inner");
+  EXPECT_EQ(m.getU32Array(u32_array_id(11)), (std::vector<uint32_t>{1, 2, 0xffffffff}));
+  EXPECT_EQ(m.getU64Array(u64_array_id(13)), (std::vector<uint64_t>{0, ~0ULL}));
+  EXPECT_EQ(m.getStringArray(string_array_id(14)), (std::vector<std::string>{"a", "", "ccc"}));
+  EXPECT_EQ(m.getRawArray(raw_array_id(15)).size(), 3u);
+  ASSERT_NE(m.findMessageArray(message_array_id(16)), nullptr);
+  EXPECT_EQ(m.findMessageArray(message_array_id(16))->size(), 3u);
+}
+
+TEST(Message, AbsentOrMistypedKeysGiveTheDefault) {
+  const message m = everyType();
+  EXPECT_EQ(m.getU32(u32_id(99), 42), 42u);
+  EXPECT_EQ(m.getString(string_id(99), "def"), "def");
+  // Field 3 is a u32; asking for id 3 with another type finds nothing.
+  EXPECT_EQ(m.getU64(u64_id(3), 5), 5u);
+  EXPECT_EQ(m.findString(string_id(3)), nullptr);
+  EXPECT_FALSE(m.has(string_id(3)));
+  EXPECT_TRUE(m.getRaw(raw_id(99)).empty());
+  EXPECT_TRUE(m.getMessage(message_id(99)).empty());
+  EXPECT_EQ(m.findU32Array(u32_array_id(99)), nullptr);
+}
+
+TEST(Message, SettingAnExistingKeyReplacesInPlace) {
+  message m;
+  m.setU32(u32_id(1), 1);
+  m.setString(string_id(2), "two");
+  m.setU32(u32_id(3), 3);
+  m.setString(string_id(2), "deux");
+  ASSERT_EQ(m.size(), 3u);
+  EXPECT_EQ(m.keyAt(0), u32_id(1));
+  EXPECT_EQ(m.keyAt(1), string_id(2));
+  EXPECT_EQ(m.keyAt(2), u32_id(3));
+  EXPECT_EQ(m.getString(string_id(2)), "deux");
+  // Same id, other type: a second field.
+  m.setU64(u64_id(1), 9);
+  EXPECT_EQ(m.size(), 4u);
+  EXPECT_EQ(m.getU32(u32_id(1)), 1u);
+  m.erase(string_id(2));
+  EXPECT_EQ(m.size(), 3u);
+  EXPECT_EQ(m.keyAt(1), u32_id(3));
+  m.clear();
+  EXPECT_TRUE(m.empty());
+}
+
+TEST(Message, SettingFromAValueInsideTheSameMessage) {
+  message m;
+  m.setString(string_id(1), std::string(100, 'x'));
+  // Adding fields may move the stored ones; the argument is a reference
+  // into the message itself.
+  for (uint32_t i = 2; i < 40; ++i) m.setString(string_id(i), *m.findString(string_id(1)));
+  EXPECT_EQ(m.getString(string_id(39)), std::string(100, 'x'));
+  message outer;
+  outer.setMessage(message_id(1), everyType());
+  outer.setMessage(message_id(2), *outer.findMessage(message_id(1)));
+  outer.merge(*outer.findMessage(message_id(2)));
+  EXPECT_EQ(outer.getMessage(message_id(2)), everyType());
+  EXPECT_EQ(outer.size(), 18u);
+}
+
+TEST(Message, MismatchedSetterKeyIsIgnored) {
+  message m;
+  EXPECT_DEBUG_DEATH(m.setU32(string_id(1), 5), "type tag");
+  EXPECT_FALSE(m.has(string_id(1)));
+  EXPECT_FALSE(m.has(u32_id(1)));
+}
+
+TEST(Message, MessageArrayIsCreatedOnFirstUse) {
+  message m;
+  m.messageArray(kObjects).push_back(everyType());
+  m.messageArray(kObjects).push_back(message());
+  EXPECT_EQ(m.getMessageArray(kObjects).size(), 2u);
+  EXPECT_EQ(m.getMessageArray(kObjects)[0], everyType());
+}
+
+TEST(Message, MergeReplacesAndAppends) {
+  message a, b;
+  a.setU32(u32_id(1), 1);
+  a.setU32(u32_id(2), 2);
+  b.setU32(u32_id(2), 20);
+  b.setString(string_id(3), "three");
+  a.merge(b);
+  EXPECT_EQ(a.size(), 3u);
+  EXPECT_EQ(a.getU32(u32_id(2)), 20u);
+  EXPECT_EQ(a.keyAt(2), string_id(3));
+}
+
+TEST(Message, EqualityIgnoresFieldOrderButNotValues) {
+  message a, b;
+  a.setU32(u32_id(1), 1);
+  a.setString(string_id(2), "x");
+  b.setString(string_id(2), "x");
+  b.setU32(u32_id(1), 1);
+  EXPECT_EQ(a, b);
+  b.setU32(u32_id(1), 2);
+  EXPECT_NE(a, b);
+  b.setU32(u32_id(1), 1);
+  b.setBool(bool_id(3), false);
+  EXPECT_NE(a, b);
+  EXPECT_EQ(everyType(), everyType());
+  message c = everyType();
+  c.messageArray(message_array_id(16))[1].setU32(u32_id(1), 0);
+  EXPECT_NE(c, everyType());
+}
+
+// The wire value has the first octet most significant; the agent's form
+// has the first octet first in memory.
+TEST(Message, Be32ConvertsBetweenWireAndNetworkOrder) {
+  in_addr a{};
+  ASSERT_EQ(inet_pton(AF_INET, "192.0.2.1", &a), 1);
+  message m;
+  m.setBe32(be32_id(5), a.s_addr);
+  EXPECT_EQ(m.getU32(u32_id(5)), 0xC0000201u);
+  EXPECT_EQ(m.getBe32(be32_id(5)), a.s_addr);
+  const uint8_t* bytes = reinterpret_cast<const uint8_t*>(&a.s_addr);
+  EXPECT_EQ(bytes[0], 192);
+  EXPECT_EQ(bytes[3], 1);
+  m.setU32(u32_id(6), 0xC0000201);
+  const uint32_t agent = m.getBe32(be32_id(6));
+  EXPECT_EQ(std::memcmp(&agent, &a.s_addr, 4), 0);
+  EXPECT_EQ(m.getBe32(be32_id(7), 0x1234), 0x1234u);
+}
+
+TEST(Message, ErrorReplies) {
+  const message e = errorMsg(kErrRefused, "bad value");
+  EXPECT_TRUE(isError(e));
+  EXPECT_EQ(getErrorCode(e), kErrRefused);
+  EXPECT_EQ(getError(e), "bad value");
+  message ok;
+  ok.setU32(kObjId, 1);
+  EXPECT_FALSE(isError(ok));
+  EXPECT_EQ(getErrorCode(ok), 0u);
+  EXPECT_EQ(getError(ok), "");
+}
+
+TEST(MessageDump, OneLineWithTypedKeysInInsertionOrder) {
+  message inner;
+  inner.setBool(bool_id(0xe), true);
+  message m;
+  m.setU32(kObjId, 1);
+  m.setRaw(raw_id(0x3e9), message::raw{0x4c, 0x5e, 0x0c});
+  m.setString(string_id(6), "ether1");
+  m.setMessage(message_id(1), inner);
+  m.setU32Array(kDstPath, {20, 0});
+  EXPECT_EQ(m.dump(),
+            "{\"0x08fe0001\":1,\"0x300003e9\":\"4c:5e:0c\",\"0x20000006\":\"ether1\","
+            "\"0x28000001\":{\"0x0000000e\":true},\"0x88ff0001\":[20,0]}");
+  EXPECT_EQ(message().dump(), "{}");
+}
+
+TEST(MessageCodec, RoundTripsEveryType) {
+  const message m = everyType();
+  const message out = roundTrip(m);
+  EXPECT_EQ(out, m);
+  // Order survives too.
+  for (size_t i = 0; i < m.size(); ++i) EXPECT_EQ(out.keyAt(i), m.keyAt(i));
+  EXPECT_EQ(roundTrip(message()), message());
+}
+
+TEST(MessageCodec, RoundTripsLargeArrays) {
+  message m;
+  std::vector<uint32_t> nums(20000);
+  for (size_t i = 0; i < nums.size(); ++i) nums[i] = static_cast<uint32_t>(i * 7919);
+  m.setU32Array(u32_array_id(1), nums);
+  std::vector<message> rows(2000);
+  for (size_t i = 0; i < rows.size(); ++i) {
+    rows[i].setU32(kObjId, static_cast<uint32_t>(i));
+    rows[i].setString(string_id(6), "row" + std::to_string(i));
+  }
+  m.setMessageArray(kObjects, rows);
+  m.setString(string_id(2), std::string(100000, 'z'));
+  EXPECT_EQ(roundTrip(m), m);
+}
+
+TEST(MessageCodec, ExactByteLayout) {
+  message m;
+  m.setU32(u32_id(1), 0x11223344);
+  m.setString(string_id(2), "ab");
+  m.setBool(bool_id(3), true);
+  const std::string expect(
+      "\x03\x00\x00\x00"
+      "\x01\x00\x00\x08" "\x44\x33\x22\x11"
+      "\x02\x00\x00\x20" "\x02\x00\x00\x00" "ab"
+      "\x03\x00\x00\x00" "\x01",
+      4 + 8 + 10 + 5);
+  EXPECT_EQ(m.encode(), expect);
+  std::string appended = "xy";
+  m.encode(appended);
+  EXPECT_EQ(appended, "xy" + expect);
+}
+
+}  // namespace
+}  // namespace kx

@@ -1,0 +1,89 @@
+#include "agent/snmp_looper.h"
+
+#include <cstdio>
+
+#include "agent/community_keep.h"
+#include "kx/clock.h"
+
+SnmpLooper* snmpLooper = nullptr;
+
+namespace {
+
+// The bus looper takes thirteen construction parameters; the agent passes
+// them all as zero.
+constexpr size_t kLooperParams = 13;
+// Format version of the settings store.
+constexpr unsigned kStoreVersion = 5;
+
+// Bus access policies of the agent's service.
+constexpr uint32_t kPolicies[][2] = {{1, 128}, {100, 704}};
+
+}  // namespace
+
+SnmpLooper::SnmpLooper()
+    : kx::Looper(kServiceId, std::vector<unsigned>(kLooperParams, 0)),
+      store(kStorePath, kStoreVersion),
+      community(CommunityKeep::kDefaultName) {
+  std::fprintf(stderr, "communityKeep = new CommunityKeep;\n");
+  CommunityKeep* keep = new CommunityKeep;
+  communityKeep = keep;
+  std::fprintf(stderr, "communityKeep->init();\n");
+  keep->init();
+  std::fprintf(stderr, "addHandler(snmp::ID_COMMUNITIES, communityKeep);\n");
+  addHandler(CommunityKeep::ID_COMMUNITIES, keep);
+
+  startUptime = kx::getUptime();
+  startJiffies = kx::getJiffies();
+  trapCommunity = 0xffffffff;
+  timeWindow = 15;
+  trapVersion = 0;
+  trapTarget = 0;
+  snmpLooper = this;
+}
+
+SnmpLooper::~SnmpLooper() {
+  disable();
+  removeHandler(kServiceId, CommunityKeep::ID_COMMUNITIES);
+  delete communityKeep;
+  communityKeep = nullptr;
+  if (snmpLooper == this) snmpLooper = nullptr;
+}
+
+void SnmpLooper::init() {
+  for (const auto& policy : kPolicies) addPolicy(policy[0], policy[1]);
+
+  kx::message stored;
+  if (store.load(kSettingsObject, stored)) {
+    community = stored.getString(kCommunity);
+    contact = stored.getString(kContact);
+    location = stored.getString(kLocation);
+    // A stored object without a time window means none, not the default.
+    timeWindow = stored.getU32(kTimeWindow, 0);
+    trapTarget = stored.getBe32(kTrapTarget, 0);
+    trapVersion = stored.getU32(kTrapVersion, 0);
+    trapCommunity = stored.getU32(kTrapCommunity, 0xffffffff);
+    if (stored.has(kTrapGenerators)) trapGenerators = stored.getU32Array(kTrapGenerators);
+    engineBoots = stored.getU32(kEngineBoots, 0) + 1;
+    std::printf("engineBoots = %u\n", engineBoots);
+    // Held as text until engine ID formatting joins the agent; the
+    // communities' keys are regenerated here once it does.
+    engineID = stored.getString(kEngineId);
+    enableSetting = stored.getBool(kEnabled, false);
+    // Persist the new boot count before the first request is served.
+    store.save(kSettingsObject, getConfig());
+  }
+
+  if (enableSetting) {
+    enable();
+  } else {
+    setupLeave(kIdleLeaveMs);
+  }
+}
+
+void SnmpLooper::startup() {
+  bool wanted = false;
+  for (uint32_t id : trapGenerators) wanted = wanted || id == kStartupTrapGenerator;
+  if (!wanted) return;
+  // The start-up trap is sent from here through the common trap path once
+  // trap sending joins the agent.
+}

@@ -1,0 +1,131 @@
+// SnmpLooper: the agent's event loop, settings object and UDP service.
+//
+// One instance per process.  It is the bus looper of the agent's service
+// (34): its own command slots serve the agent settings (get/set record,
+// generator listing, trap requests), and it registers the community keeper
+// as handler 1.  It also owns the UDP socket on which SNMP requests arrive
+// and answers them through createReply.  Everything runs on the thread that
+// calls run(); nothing here is thread-safe.
+#ifndef AGENT_SNMP_LOOPER_H_
+#define AGENT_SNMP_LOOPER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "kx/looper.h"
+#include "kx/message.h"
+#include "kx/store.h"
+
+class SnmpLooper : public kx::Looper {
+ public:
+  // The agent's service id on the bus.
+  static constexpr uint32_t kServiceId = 34;
+  // Platform path of the settings store; the settings are object 0.
+  static constexpr const char* kStorePath = "/sarn/store/snmpd";
+  static constexpr uint32_t kSettingsObject = 0;
+  static constexpr uint16_t kDefaultServicePort = 161;
+  static constexpr uint16_t kDefaultTrapPort = 162;
+  // Idle time after which a disabled agent's loop may leave.
+  static constexpr unsigned kIdleLeaveMs = 1000;
+  // Generator id of the start-up trap in trapGenerators.
+  static constexpr uint32_t kStartupTrapGenerator = 0x0abc0001;
+
+  // Settings fields, in the order getConfig writes them.
+  static constexpr uint32_t kCommunity = 0x20000004;
+  static constexpr uint32_t kContact = 0x20000002;
+  static constexpr uint32_t kLocation = 0x20000003;
+  static constexpr uint32_t kEngineId = 0x2000000a;
+  static constexpr uint32_t kTimeWindow = 0x0800000e;
+  static constexpr uint32_t kTrapTarget = 0x08000010;  // big-endian IPv4
+  static constexpr uint32_t kTrapVersion = 0x08000012;
+  static constexpr uint32_t kTrapCommunity = 0x08000011;
+  static constexpr uint32_t kTrapGenerators = 0x88000013;
+  static constexpr uint32_t kEngineBoots = 0x0800000d;
+  static constexpr uint32_t kEnabled = 0x00000001;
+
+  // Bus commands of the agent beyond the generic ones.
+  static constexpr uint32_t kCmdListGenerators = 100;
+  // Entries of the generator list.
+  static constexpr uint32_t kGeneratorName = 0x20fe0010;
+
+  // Creates the community keeper (published as `communityKeep`, loaded from
+  // its store, registered as handler 1) and publishes this looper as
+  // `snmpLooper`.  Settings are not read until init().
+  SnmpLooper();
+  // Closes the service socket and deletes the community keeper.
+  ~SnmpLooper() override;
+
+  // Loads the settings from the store.  With a stored settings object it
+  // bumps engineBoots, prints "engineBoots = N" on standard output and
+  // writes the settings back at once; without one the constructor's
+  // defaults stay and nothing is written.  Then enables the service if it
+  // is wanted, or lets the loop leave after kIdleLeaveMs idle.
+  void init();
+
+  // Opens, binds and registers the UDP service socket on servicePort.  No
+  // effect when already enabled.  On failure logs "cannot create service
+  // connection" and stays disabled.
+  void enable();
+  // Unregisters and closes the socket and lets the loop leave when idle.
+  // No effect when not enabled.
+  void disable();
+
+  // Socket callback: reads one datagram and sends the reply, if any, from
+  // the local address the request arrived on.
+  void receive(int fd, int events);
+  // One-shot timer armed at start: raises the start-up trap when that
+  // generator is enabled.
+  void startup();
+
+  // The settings as one message (the bus record and the stored object).
+  kx::message getConfig() const;
+
+  // Settings commands of the bus.
+  kx::message cmdGet(const kx::message& msg) override;
+  // Applies every field present, in a fixed order, then persists the whole
+  // settings object.  Never refuses.
+  kx::message cmdSet(const kx::message& msg) override;
+  kx::message cmdUnknown(const kx::message& msg, uint32_t code) override;
+  // The settings, whatever the id.
+  kx::message getObject(uint32_t id) override;
+
+  kx::Store store;
+  int sock = 0;
+  bool enabled = false;
+  uint32_t engineBoots = 0;
+  uint32_t startUptime = 0;
+  uint32_t timeWindow = 15;
+  // The local engine ID.  Held as its configured text until engine ID
+  // formatting joins the agent.
+  std::string engineID;
+  std::string community;
+  std::string contact;
+  std::string location;
+  std::string spare1;
+  std::string spare2;
+  uint32_t startJiffies = 0;
+  uint32_t trapCommunity = 0xffffffff;
+  uint32_t trapVersion = 0;
+  // Network order in memory.
+  uint32_t trapTarget = 0;
+  std::vector<uint32_t> trapGenerators;
+  bool enableSetting = false;
+
+  // Where the service listens and where traps go; set before init() to
+  // run without privileges.
+  uint16_t servicePort = kDefaultServicePort;
+  uint16_t trapPort = kDefaultTrapPort;
+};
+
+// The process's looper, set by its constructor; null before and after.
+extern SnmpLooper* snmpLooper;
+
+// Size of the receive buffer: the largest datagram the service reads.
+constexpr size_t kReceiveBufferSize = 0x10000;
+// The one receive buffer, shared by all requests: each is decoded (the
+// request context copies it), answered and sent before the next is read.
+extern unsigned char c_buf[kReceiveBufferSize];
+
+#endif  // AGENT_SNMP_LOOPER_H_

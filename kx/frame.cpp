@@ -1,0 +1,104 @@
+#include "kx/frame.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <time.h>
+
+#include <cerrno>
+
+#include "kx/message.h"
+
+namespace kx {
+
+namespace frame {
+
+void putHeader(uint8_t* out, bool more) {
+  out[0] = kMagic;
+  out[1] = more ? kMoreFlag : 0;
+  out[2] = 0;
+  out[3] = 0;
+}
+
+}  // namespace frame
+
+uint64_t monotonicNowMs() {
+  timespec ts{};
+  clock_gettime(CLOCK_MONOTONIC, &ts);
+  return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec) / 1000000u;
+}
+
+FrameAssembler::Result FrameAssembler::feed(const uint8_t* packet, size_t len) {
+  if (complete_) {
+    buf_.clear();
+    complete_ = false;
+  }
+  if (len < frame::kHeaderSize || packet[0] != frame::kMagic ||
+      (packet[1] & ~frame::kMoreFlag) != 0 || packet[2] != 0 || packet[3] != 0) {
+    buf_.clear();
+    return Result::kBad;
+  }
+  const size_t payload = len - frame::kHeaderSize;
+  if (payload > kMaxMessageSize - buf_.size()) {
+    buf_.clear();
+    return Result::kBad;
+  }
+  buf_.append(reinterpret_cast<const char*>(packet) + frame::kHeaderSize, payload);
+  if (packet[1] & frame::kMoreFlag) return Result::kPartial;
+  complete_ = true;
+  return Result::kComplete;
+}
+
+namespace {
+
+// Waits until fd can take more bytes or the deadline passes.
+SendStatus waitWritable(int fd, uint64_t deadlineMs) {
+  for (;;) {
+    uint64_t now = monotonicNowMs();
+    if (now >= deadlineMs) return SendStatus::kTimeout;
+    uint64_t left = deadlineMs - now;
+    pollfd p{fd, POLLOUT, 0};
+    int r = poll(&p, 1, static_cast<int>(left > 1u << 30 ? 1u << 30 : left));
+    if (r < 0 && errno == EINTR) continue;
+    if (r < 0) return SendStatus::kFailed;
+    if (r == 0) continue;  // loop re-checks the deadline
+    if (p.revents & POLLOUT) return SendStatus::kOk;
+    if (p.revents & (POLLHUP | POLLERR)) return SendStatus::kPeerGone;
+    return SendStatus::kFailed;
+  }
+}
+
+}  // namespace
+
+SendStatus sendFramed(int fd, const std::string& bytes, uint64_t deadlineMs) {
+  size_t off = 0;
+  do {
+    const size_t chunk = bytes.size() - off < frame::kMaxPayload ? bytes.size() - off
+                                                                 : frame::kMaxPayload;
+    const bool more = off + chunk < bytes.size();
+    uint8_t header[frame::kHeaderSize];
+    frame::putHeader(header, more);
+    iovec iov[2] = {{header, sizeof header},
+                    {const_cast<char*>(bytes.data()) + off, chunk}};
+    msghdr mh{};
+    mh.msg_iov = iov;
+    mh.msg_iovlen = 2;
+    for (;;) {
+      ssize_t n = sendmsg(fd, &mh, MSG_NOSIGNAL | MSG_DONTWAIT);
+      if (n >= 0) break;
+      if (errno == EINTR) continue;
+      if (errno == EAGAIN || errno == EWOULDBLOCK) {
+        SendStatus s = waitWritable(fd, deadlineMs);
+        if (s != SendStatus::kOk) return s;
+        continue;
+      }
+      if (errno == EPIPE || errno == ECONNRESET || errno == ENOTCONN || errno == ECONNREFUSED)
+        return SendStatus::kPeerGone;
+      return SendStatus::kFailed;
+    }
+    off += chunk;
+  } while (off < bytes.size());
+  return SendStatus::kOk;
+}
+
+}  // namespace kx

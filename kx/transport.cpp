@@ -1,0 +1,435 @@
+#include "kx/transport.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cinttypes>
+#include <cstdio>
+#include <cstring>
+
+#include "kx/handler.h"
+#include "kx/looper.h"
+#include "kx/paths.h"
+
+namespace kx {
+
+namespace {
+
+// Packets read per readiness report of one connection, so a busy peer
+// cannot starve the others (a 1 MiB message is 17 packets).
+constexpr int kMaxPacketsPerWake = 64;
+
+void stripTransportFields(message& m) {
+  m.erase(kRequestId);
+  m.erase(kReplyFlag);
+}
+
+bool isAbsentError(int err) { return err == ENOENT || err == ECONNREFUSED; }
+
+}  // namespace
+
+std::string pathText(const std::vector<uint32_t>& path) {
+  std::string s = "[";
+  for (size_t i = 0; i < path.size(); ++i) {
+    if (i) s += ',';
+    s += std::to_string(path[i]);
+  }
+  return s + "]";
+}
+
+Transport::Transport(Looper& looper) : looper_(looper), rx_(frame::kMaxPacket) {}
+
+Transport::~Transport() {
+  for (auto& c : conns_) {
+    looper_.removeSocket(c.first);
+    ::close(c.first);
+  }
+  for (auto& l : listeners_) {
+    looper_.removeSocket(l.second.fd);
+    ::close(l.second.fd);
+    // A forked child that inherited this object must not remove the
+    // parent's socket file.
+    if (l.second.pid == getpid()) ::unlink(l.second.path.c_str());
+  }
+}
+
+std::string Transport::socketPath(uint32_t service) {
+  return rootPath(kBusDir) + "/" + std::to_string(service);
+}
+
+bool Transport::listen(uint32_t service) {
+  if (listening(service)) return true;
+  const std::string dir = rootPath(kBusDir);
+  if (!makeDirs(dir)) {
+    std::fprintf(stderr, "kx: cannot create the bus directory %s: %s\n", dir.c_str(),
+                 std::strerror(errno));
+    return false;
+  }
+  const std::string path = socketPath(service);
+  sockaddr_un addr{};
+  addr.sun_family = AF_UNIX;
+  if (path.size() >= sizeof addr.sun_path) {
+    std::fprintf(stderr, "kx: cannot listen for service %u: socket path %s is too long\n", service,
+                 path.c_str());
+    return false;
+  }
+  std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+  int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    std::fprintf(stderr, "kx: cannot listen for service %u: %s\n", service, std::strerror(errno));
+    return false;
+  }
+  // A file left by a process that died is stale: replace it.
+  ::unlink(path.c_str());
+  if (::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0 ||
+      ::chmod(path.c_str(), 0660) != 0 || ::listen(fd, SOMAXCONN) != 0) {
+    std::fprintf(stderr, "kx: cannot listen for service %u at %s: %s\n", service, path.c_str(),
+                 std::strerror(errno));
+    ::close(fd);
+    return false;
+  }
+  listeners_[service] = Listener{fd, path, static_cast<int>(getpid())};
+  looper_.addSocketFn(fd, [this, fd, service](int, int) { onAccept(fd, service); }, POLLIN);
+  return true;
+}
+
+void Transport::onAccept(int listenFd, uint32_t service) {
+  for (;;) {
+    int fd = ::accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
+    if (fd < 0) {
+      if (errno == EINTR) continue;
+      if (errno != EAGAIN && errno != EWOULDBLOCK)
+        std::fprintf(stderr, "kx: accept for service %u failed: %s\n", service,
+                     std::strerror(errno));
+      return;
+    }
+    const uint64_t serial = ++nextSerial_;
+    conns_.emplace(fd, Connection{fd, serial, false, service, FrameAssembler()});
+    looper_.addSocketFn(
+        fd, [this, fd, serial](int, int ev) { onReadable(fd, serial, ev); }, POLLIN);
+  }
+}
+
+Transport::Connection* Transport::find(int fd, uint64_t serial) {
+  auto it = conns_.find(fd);
+  if (it == conns_.end() || it->second.serial != serial) return nullptr;
+  return &it->second;
+}
+
+Transport::Connection* Transport::outgoing(uint32_t service, int* err) {
+  auto o = outgoing_.find(service);
+  if (o != outgoing_.end()) return &conns_.at(o->second);
+  const std::string path = socketPath(service);
+  sockaddr_un addr{};
+  addr.sun_family = AF_UNIX;
+  if (path.size() >= sizeof addr.sun_path) {
+    *err = ENAMETOOLONG;
+    return nullptr;
+  }
+  std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+  int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (fd < 0) {
+    *err = errno;
+    return nullptr;
+  }
+  int r;
+  do {
+    r = ::connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr);
+  } while (r != 0 && errno == EINTR);
+  if (r != 0) {
+    *err = errno;
+    ::close(fd);
+    return nullptr;
+  }
+  const uint64_t serial = ++nextSerial_;
+  auto it = conns_.emplace(fd, Connection{fd, serial, true, service, FrameAssembler()}).first;
+  outgoing_[service] = fd;
+  // Events of subscriptions and late replies come back on this connection.
+  looper_.addSocketFn(
+      fd, [this, fd, serial](int, int ev) { onReadable(fd, serial, ev); }, POLLIN);
+  return &it->second;
+}
+
+std::string Transport::describe(const Connection& c) const {
+  return (c.outgoing ? "service " : "a client of service ") + std::to_string(c.service);
+}
+
+void Transport::closeConnection(int fd) {
+  auto it = conns_.find(fd);
+  if (it == conns_.end()) return;
+  if (wait_ && wait_->fd == fd && wait_->serial == it->second.serial) wait_->gone = true;
+  if (it->second.outgoing) {
+    auto o = outgoing_.find(it->second.service);
+    if (o != outgoing_.end() && o->second == fd) outgoing_.erase(o);
+  }
+  looper_.removeSocket(fd);
+  ::close(fd);
+  conns_.erase(it);
+  // Subscriptions made over this connection have nobody to go to any more.
+  looper_.dropSubscriber(fd);
+  for (auto& h : looper_.handlers_)
+    if (h.second != &looper_) h.second->dropSubscriber(fd);
+}
+
+void Transport::onReadable(int fd, uint64_t serial, int /*revents*/) {
+  // A hang-up or error shows up as end of file or an error from recv.
+  readPackets(fd, serial, kMaxPacketsPerWake);
+}
+
+bool Transport::readPackets(int fd, uint64_t serial, int maxPackets) {
+  for (int i = 0; i < maxPackets; ++i) {
+    Connection* c = find(fd, serial);
+    if (!c) return false;
+    ssize_t n = ::recv(fd, rx_.data(), rx_.size(), MSG_DONTWAIT | MSG_TRUNC);
+    if (n < 0) {
+      if (errno == EINTR) continue;
+      if (errno == EAGAIN || errno == EWOULDBLOCK) return true;
+      std::fprintf(stderr, "kx: connection to %s failed: %s\n", describe(*c).c_str(),
+                   std::strerror(errno));
+      closeConnection(fd);
+      return false;
+    }
+    if (n == 0) {  // the peer closed (no empty packets are ever sent)
+      closeConnection(fd);
+      return false;
+    }
+    FrameAssembler::Result r = FrameAssembler::Result::kBad;
+    if (static_cast<size_t>(n) <= rx_.size()) r = c->assembler.feed(rx_.data(), n);
+    if (r == FrameAssembler::Result::kPartial) continue;
+    message m;
+    if (r == FrameAssembler::Result::kBad ||
+        !message::decode(c->assembler.message().data(), c->assembler.message().size(), m)) {
+      std::fprintf(stderr, "kx: undecodable message from %s; connection dropped\n",
+                   describe(*c).c_str());
+      if (wait_ && wait_->fd == fd && wait_->serial == serial) wait_->bad = true;
+      closeConnection(fd);
+      return false;
+    }
+    onMessage(fd, serial, std::move(m));
+    if (wait_ && wait_->done) return true;
+  }
+  return true;
+}
+
+void Transport::onMessage(int fd, uint64_t serial, message&& msg) {
+  if (msg.getBool(kReplyFlag)) {
+    // Only the waiting exchange takes replies; a reply that comes after
+    // its exchange timed out has nobody to go to.
+    if (wait_ && wait_->fd == fd && wait_->serial == serial &&
+        msg.getU32(kRequestId) == wait_->requestId) {
+      wait_->reply = std::move(msg);
+      wait_->done = true;
+    }
+    return;
+  }
+  // While an exchange waits, and behind anything already queued, requests
+  // and events wait their turn: handlers are never re-entered.
+  if (wait_ || !queue_.empty()) {
+    queue_.push_back(Incoming{fd, serial, std::move(msg)});
+    return;
+  }
+  dispatch(Incoming{fd, serial, std::move(msg)});
+}
+
+void Transport::dispatch(Incoming in) {
+  message& msg = in.msg;
+  const bool wantsReply = msg.has(kRequestId);
+  const uint32_t requestId = msg.getU32(kRequestId);
+  msg.erase(kRequestId);
+  std::vector<uint32_t> dst = msg.dstPath();
+  if (dst.empty() && in.fd >= 0) {
+    if (Connection* c = find(in.fd, in.serial); c && !c->outgoing) dst = {c->service};
+  }
+  Handler* h = dst.empty() ? nullptr : looper_.findHandler(dst[0], dst.size() > 1 ? dst[1] : 0);
+  message reply;
+  if (h) {
+    reply = h->handle(msg, in.fd);
+  } else {
+    std::fprintf(stderr, "kx: no handler for %s (command 0x%x)\n", pathText(dst).c_str(),
+                 msg.command());
+    reply = errorMsg(kErrNoHandler, "no such handler");
+  }
+  if (!wantsReply) return;
+  Connection* c = find(in.fd, in.serial);
+  if (!c) return;  // the requester went away meanwhile
+  reply.setU32(kRequestId, requestId);
+  reply.setBool(kReplyFlag, true);
+  writeMessage(*c, reply, monotonicNowMs() + kSendTimeoutMs);
+}
+
+void Transport::dispatchQueued() {
+  // A handler that runs a nested loop must not start a second drain.
+  if (dispatching_ || wait_) return;
+  dispatching_ = true;
+  // A handler's exchange sets wait_ only for its own duration; whatever it
+  // queues is picked up by this loop afterwards.
+  while (!queue_.empty()) {
+    Incoming in = std::move(queue_.front());
+    queue_.pop_front();
+    dispatch(std::move(in));
+  }
+  dispatching_ = false;
+}
+
+bool Transport::writeMessage(Connection& c, const message& msg, uint64_t deadlineMs) {
+  std::string bytes = msg.encode();
+  if (bytes.size() > kMaxMessageSize) {
+    std::fprintf(stderr, "kx: message of %zu bytes for %s is too large; not sent\n", bytes.size(),
+                 describe(c).c_str());
+    return false;
+  }
+  SendStatus s = sendFramed(c.fd, bytes, deadlineMs);
+  if (s == SendStatus::kOk) return true;
+  std::fprintf(stderr, "kx: sending to %s failed (%s); connection dropped\n", describe(c).c_str(),
+               s == SendStatus::kTimeout ? "timeout" : "peer gone");
+  closeConnection(c.fd);
+  return false;
+}
+
+message Transport::localExchange(message msg) {
+  msg.erase(kRequestId);
+  std::vector<uint32_t> dst = msg.dstPath();
+  Handler* h = looper_.findHandler(dst[0], dst.size() > 1 ? dst[1] : 0);
+  if (!h) {
+    std::fprintf(stderr, "kx: no handler for %s (command 0x%x)\n", pathText(dst).c_str(),
+                 msg.command());
+    return errorMsg(kErrNoHandler, "no such handler");
+  }
+  message reply = h->handle(msg, -1);
+  stripTransportFields(reply);
+  return reply;
+}
+
+message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint32_t>& srcPath) {
+  ++exchangesSent_;
+  if (++nextRequestId_ == 0) ++nextRequestId_;  // 0 would read as "no request id"
+  const uint32_t requestId = nextRequestId_;
+  msg.setU32Array(kSrcPath, srcPath);
+  msg.setU32(kRequestId, requestId);
+  const std::vector<uint32_t> dst = msg.dstPath();
+  const uint32_t cmd = msg.command();
+  if (dst.empty()) {
+    std::fprintf(stderr, "kx: request without a destination path (command 0x%x)\n", cmd);
+    return errorMsg(kErrNoService, "no destination path");
+  }
+  if (listening(dst[0])) return localExchange(msg);
+
+  const std::string bytes = msg.encode();
+  if (bytes.size() > kMaxMessageSize) {
+    std::fprintf(stderr, "kx: request of %zu bytes for %s is too large; not sent\n", bytes.size(),
+                 pathText(dst).c_str());
+    return errorMsg(kErrBadMessage, "message too large");
+  }
+  const uint64_t deadline = monotonicNowMs() + static_cast<uint64_t>(timeoutMs > 0 ? timeoutMs : 0);
+  int fd = -1;
+  uint64_t serial = 0;
+  for (int attempt = 0;; ++attempt) {
+    int err = 0;
+    Connection* c = outgoing(dst[0], &err);
+    if (!c) {
+      std::fprintf(stderr, "kx: no service %u on the bus (%s)\n", dst[0], std::strerror(err));
+      return errorMsg(kErrNoService, "no such service");
+    }
+    fd = c->fd;
+    serial = c->serial;
+    SendStatus s = sendFramed(fd, bytes, deadline);
+    if (s == SendStatus::kOk) break;
+    closeConnection(fd);
+    // The cached connection outlived the service's previous process.
+    if (s == SendStatus::kPeerGone && attempt == 0) continue;
+    if (s == SendStatus::kTimeout) {
+      std::fprintf(stderr, "kx: no reply from %s within %d ms (command 0x%x)\n",
+                   pathText(dst).c_str(), timeoutMs, cmd);
+      return errorMsg(kErrTimeout, "timeout");
+    }
+    std::fprintf(stderr, "kx: service %u went away (command 0x%x)\n", dst[0], cmd);
+    return errorMsg(kErrPeerGone, "peer gone");
+  }
+
+  Wait w;
+  w.fd = fd;
+  w.serial = serial;
+  w.requestId = requestId;
+  Wait* outer = wait_;
+  wait_ = &w;
+  while (!w.done && !w.gone && !w.bad) {
+    const uint64_t now = monotonicNowMs();
+    if (now >= deadline) break;
+    const uint64_t left = deadline - now;
+    pollfd p{fd, POLLIN, 0};
+    int r = ::poll(&p, 1, static_cast<int>(left > 1u << 30 ? 1u << 30 : left));
+    if (r <= 0) continue;  // time-out or EINTR: the loop re-checks the deadline
+    readPackets(fd, serial, kMaxPacketsPerWake);
+  }
+  wait_ = outer;
+
+  if (w.done) {
+    stripTransportFields(w.reply);
+    return std::move(w.reply);
+  }
+  if (w.bad) return errorMsg(kErrBadMessage, "undecodable reply");  // logged when read
+  if (w.gone) {
+    std::fprintf(stderr, "kx: service %u closed the connection before replying (command 0x%x)\n",
+                 dst[0], cmd);
+    return errorMsg(kErrPeerGone, "peer gone");
+  }
+  std::fprintf(stderr, "kx: no reply from %s within %d ms (command 0x%x)\n", pathText(dst).c_str(),
+               timeoutMs, cmd);
+  return errorMsg(kErrTimeout, "timeout");
+}
+
+bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath,
+                     bool quietIfAbsent) {
+  const std::vector<uint32_t> dst = msg.dstPath();
+  if (dst.empty()) {
+    std::fprintf(stderr, "kx: message without a destination path (command 0x%x)\n",
+                 msg.command());
+    return false;
+  }
+  message m = msg;
+  if (!m.has(kSrcPath)) m.setU32Array(kSrcPath, srcPath);
+  stripTransportFields(m);  // no request id: the receiver sends no reply
+  if (listening(dst[0])) {
+    queue_.push_back(Incoming{-1, 0, std::move(m)});
+    return true;
+  }
+  const std::string bytes = m.encode();
+  if (bytes.size() > kMaxMessageSize) {
+    std::fprintf(stderr, "kx: message of %zu bytes for %s is too large; not sent\n", bytes.size(),
+                 pathText(dst).c_str());
+    return false;
+  }
+  const uint64_t deadline = monotonicNowMs() + kSendTimeoutMs;
+  for (int attempt = 0;; ++attempt) {
+    int err = 0;
+    Connection* c = outgoing(dst[0], &err);
+    if (!c) {
+      if (!(quietIfAbsent && isAbsentError(err)))
+        std::fprintf(stderr, "kx: no service %u on the bus (%s)\n", dst[0], std::strerror(err));
+      return false;
+    }
+    const int fd = c->fd;
+    SendStatus s = sendFramed(fd, bytes, deadline);
+    if (s == SendStatus::kOk) return true;
+    closeConnection(fd);
+    if (s == SendStatus::kPeerGone && attempt == 0) continue;
+    std::fprintf(stderr, "kx: sending to service %u failed (%s)\n", dst[0],
+                 s == SendStatus::kTimeout ? "timeout" : "peer gone");
+    return false;
+  }
+}
+
+bool Transport::sendOn(int connection, const message& msg) {
+  if (connection < 0) return send(msg, {});
+  auto it = conns_.find(connection);
+  if (it == conns_.end()) return false;
+  message m = msg;
+  stripTransportFields(m);
+  return writeMessage(it->second, m, monotonicNowMs() + kSendTimeoutMs);
+}
+
+}  // namespace kx

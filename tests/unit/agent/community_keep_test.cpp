@@ -1,0 +1,287 @@
+#include "agent/community_keep.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "agent_test_util.h"
+#include "kx/looper.h"
+#include "kx/store.h"
+
+namespace {
+
+using agent_test::TempRoot;
+
+constexpr uint32_t kNoStart = 0xffffffff;
+
+// A keeper registered as handler 1 of a looper of the agent's service, as
+// the daemon runs it; requests go through the generic dispatch.
+class CommunityKeepTest : public ::testing::Test {
+ protected:
+  void SetUp() override { start(); }
+  void TearDown() override { stop(); }
+
+  void start() {
+    looper = std::make_unique<kx::Looper>(34);
+    keep = std::make_unique<CommunityKeep>();
+    keep->init();
+    looper->addHandler(CommunityKeep::ID_COMMUNITIES, keep.get());
+  }
+  void stop() {
+    if (looper) looper->removeHandler(34, CommunityKeep::ID_COMMUNITIES);
+    keep.reset();
+    looper.reset();
+  }
+
+  kx::message request(uint32_t cmd, kx::message m = kx::message()) {
+    m.setCommand(cmd);
+    return keep->handle(m);
+  }
+  kx::message add(const std::string& name) {
+    kx::message m;
+    m.setString(CommunityKeep::kName, name);
+    return request(kx::kCmdAddObj, m);
+  }
+  kx::message getAll(uint32_t start, uint32_t count) {
+    kx::message m;
+    if (start != kNoStart) m.setU32(kx::kContinue, start);
+    if (count) m.setU32(kx::kPageSize, count);
+    return request(kx::kCmdGetAll, m);
+  }
+  std::vector<std::string> names() const {
+    std::vector<std::string> out;
+    for (auto* item : keep->items) out.push_back(item->name);
+    return out;
+  }
+  kx::Store store() const { return kx::Store(CommunityKeep::kStorePath, 5); }
+
+  TempRoot root;
+  std::unique_ptr<kx::Looper> looper;
+  std::unique_ptr<CommunityKeep> keep;
+};
+
+TEST_F(CommunityKeepTest, FirstStartCreatesOneReadOnlyHarborForAnySource) {
+  ASSERT_EQ(keep->items.size(), 1u);
+  const CommunityKeep::Item& item = *keep->items[0];
+  EXPECT_EQ(item.id, 0u);
+  EXPECT_EQ(item.name, "harbor");
+  EXPECT_TRUE(item.readAccess);
+  EXPECT_FALSE(item.writeAccess);
+  EXPECT_EQ(item.address, 0u);
+  EXPECT_EQ(item.addressMask, 0u);
+  EXPECT_EQ(item.security, 0u);
+
+  kx::message stored;
+  ASSERT_TRUE(store().load(0, stored));
+  EXPECT_EQ(store().ids(), std::vector<uint32_t>{0});
+  EXPECT_EQ(stored, CommunityKeep::getCfg(item));
+}
+
+TEST_F(CommunityKeepTest, StoredCommunitiesAreLoadedInStoreOrderWithoutDefault) {
+  stop();
+  kx::Store s = store();
+  s.remove(0);
+  kx::message a, b;
+  a.setU32(kx::kObjId, 7);
+  a.setString(CommunityKeep::kName, "seven");
+  b.setU32(kx::kObjId, 3);
+  b.setString(CommunityKeep::kName, "three");
+  b.setBool(CommunityKeep::kWriteAccess, true);
+  s.save(7, a);
+  s.save(3, b);
+  start();
+
+  EXPECT_EQ(names(), (std::vector<std::string>{"three", "seven"}));
+  EXPECT_TRUE(keep->items[0]->writeAccess);
+  // Loaded ids are taken: a new community gets the lowest free one.
+  EXPECT_EQ(add("fresh").getU32(kx::kObjId, kNoStart), 0u);
+  EXPECT_EQ(add("fresher").getU32(kx::kObjId, kNoStart), 1u);
+  EXPECT_EQ(add("freshest").getU32(kx::kObjId, kNoStart), 2u);
+  EXPECT_EQ(add("four").getU32(kx::kObjId, kNoStart), 4u);
+}
+
+TEST_F(CommunityKeepTest, ConfigCarriesAddressesBigEndianAndKeepsAbsentFields) {
+  CommunityKeep::Item item;
+  kx::message m;
+  m.setU32(kx::kObjId, 9);
+  m.setString(CommunityKeep::kName, "ops");
+  m.setU32(CommunityKeep::kAddress, 0xC0000200);      // 192.0.2.0
+  m.setU32(CommunityKeep::kAddressMask, 0xFFFFFF00);  // 255.255.255.0
+  m.setBool(CommunityKeep::kWriteAccess, true);
+  m.setString(CommunityKeep::kAuthPassword, "authpass1");
+  m.setU32(CommunityKeep::kSecurity, 2);
+  CommunityKeep::setAllCfg(item, m);
+
+  EXPECT_EQ(item.id, 9u);
+  EXPECT_EQ(item.address, inet_addr("192.0.2.0"));
+  EXPECT_EQ(item.addressMask, inet_addr("255.255.255.0"));
+  EXPECT_TRUE(item.writeAccess);
+  EXPECT_FALSE(item.readAccess);
+  EXPECT_EQ(item.security, 2u);
+
+  kx::message cfg = CommunityKeep::getCfg(item);
+  EXPECT_EQ(cfg.getU32(CommunityKeep::kAddress), 0xC0000200u);
+  EXPECT_EQ(cfg.getU32(CommunityKeep::kAddressMask), 0xFFFFFF00u);
+  EXPECT_EQ(cfg.getString(CommunityKeep::kAuthPassword), "authpass1");
+
+  // setCfg leaves the id alone and fields that are absent untouched.
+  kx::message change;
+  change.setU32(kx::kObjId, 77);
+  change.setBool(CommunityKeep::kReadAccess, true);
+  CommunityKeep::setCfg(item, change);
+  EXPECT_EQ(item.id, 9u);
+  EXPECT_TRUE(item.readAccess);
+  EXPECT_EQ(item.name, "ops");
+  EXPECT_EQ(item.address, inet_addr("192.0.2.0"));
+  EXPECT_EQ(item.authPassword, "authpass1");
+}
+
+TEST_F(CommunityKeepTest, GetAllPagesByTwentyWithContinuation) {
+  for (int i = 1; i < 25; ++i) ASSERT_FALSE(kx::isError(add("c" + std::to_string(i))));
+  ASSERT_EQ(keep->items.size(), 25u);
+
+  for (uint32_t count : {0u, 21u, 500u}) {
+    kx::message page = getAll(kNoStart, count);
+    ASSERT_FALSE(kx::isError(page));
+    const auto* objs = page.findMessageArray(kx::kObjects);
+    ASSERT_NE(objs, nullptr);
+    EXPECT_EQ(objs->size(), 20u) << "count " << count;
+    EXPECT_EQ(objs->front().getString(CommunityKeep::kName), "harbor");
+    EXPECT_EQ(page.getU32(kx::kContinue, kNoStart), keep->items[20]->id);
+  }
+
+  kx::message small = getAll(kNoStart, 3);
+  EXPECT_EQ(small.findMessageArray(kx::kObjects)->size(), 3u);
+  EXPECT_EQ(small.getU32(kx::kContinue, kNoStart), keep->items[3]->id);
+
+  kx::message rest = getAll(keep->items[20]->id, 0);
+  ASSERT_EQ(rest.findMessageArray(kx::kObjects)->size(), 5u);
+  EXPECT_EQ(rest.findMessageArray(kx::kObjects)->back().getString(CommunityKeep::kName), "c24");
+  EXPECT_FALSE(rest.has(kx::kContinue));
+
+  kx::message exact = getAll(keep->items[5]->id, 20);
+  EXPECT_EQ(exact.findMessageArray(kx::kObjects)->size(), 20u);
+  EXPECT_FALSE(exact.has(kx::kContinue));
+
+  kx::message bad = getAll(4242, 0);
+  EXPECT_TRUE(kx::isError(bad));
+  EXPECT_EQ(kx::getErrorCode(bad), 0xfe000bu);
+  EXPECT_EQ(kx::getError(bad), "");
+}
+
+TEST_F(CommunityKeepTest, SetObjRenamesAndStoresButRefusesAnotherItemsName) {
+  const uint32_t id = add("ops").getU32(kx::kObjId);
+
+  kx::message own;
+  own.setU32(kx::kObjId, id);
+  own.setString(CommunityKeep::kName, "ops");
+  own.setBool(CommunityKeep::kWriteAccess, true);
+  own.setU32(CommunityKeep::kAddress, 0x0A000001);
+  EXPECT_FALSE(kx::isError(request(kx::kCmdSetObj, own)));
+  EXPECT_TRUE(keep->findById(id)->writeAccess);
+  EXPECT_EQ(keep->findById(id)->address, inet_addr("10.0.0.1"));
+  kx::message stored;
+  ASSERT_TRUE(store().load(id, stored));
+  EXPECT_TRUE(stored.getBool(CommunityKeep::kWriteAccess));
+  EXPECT_EQ(stored.getU32(CommunityKeep::kAddress), 0x0A000001u);
+
+  kx::message clash;
+  clash.setU32(kx::kObjId, id);
+  clash.setString(CommunityKeep::kName, "harbor");
+  clash.setBool(CommunityKeep::kReadAccess, false);
+  kx::message refused = request(kx::kCmdSetObj, clash);
+  EXPECT_EQ(kx::getErrorCode(refused), 0xfe0006u);
+  EXPECT_EQ(kx::getError(refused), "community with such name already exists");
+  // Nothing of a refused change is applied.
+  EXPECT_EQ(keep->findById(id)->name, "ops");
+  ASSERT_TRUE(store().load(id, stored));
+  EXPECT_EQ(stored.getString(CommunityKeep::kName), "ops");
+
+  kx::message unknown;
+  unknown.setU32(kx::kObjId, 999);
+  unknown.setString(CommunityKeep::kName, "x");
+  EXPECT_EQ(kx::getErrorCode(request(kx::kCmdSetObj, unknown)), 0xfe0004u);
+}
+
+TEST_F(CommunityKeepTest, AddObjChecksTheNameAndHonoursAnExplicitId) {
+  kx::message noName = request(kx::kCmdAddObj);
+  EXPECT_EQ(kx::getErrorCode(noName), 0xfe0005u);
+  EXPECT_EQ(kx::getError(noName), "missing community name");
+
+  kx::message empty = add("");
+  EXPECT_EQ(kx::getErrorCode(empty), 0xfe0006u);
+  EXPECT_EQ(kx::getError(empty), "empty script name");
+
+  kx::message dup = add("harbor");
+  EXPECT_EQ(kx::getErrorCode(dup), 0xfe0006u);
+  EXPECT_EQ(kx::getError(dup), "community with such name already exists");
+  EXPECT_EQ(keep->items.size(), 1u);
+
+  kx::message withId;
+  withId.setU32(kx::kObjId, 1);
+  withId.setString(CommunityKeep::kName, "one");
+  withId.setBool(CommunityKeep::kReadAccess, true);
+  kx::message reply = request(kx::kCmdAddObj, withId);
+  ASSERT_FALSE(kx::isError(reply));
+  EXPECT_EQ(reply.getU32(kx::kObjId, kNoStart), 1u);
+  EXPECT_TRUE(keep->findById(1)->readAccess);
+  EXPECT_TRUE(store().has(1));
+  // The explicit id is reserved: the next plain add skips it.
+  EXPECT_EQ(add("two").getU32(kx::kObjId, kNoStart), 2u);
+
+  kx::message taken;
+  taken.setU32(kx::kObjId, 2);
+  taken.setString(CommunityKeep::kName, "clash");
+  EXPECT_EQ(kx::getErrorCode(request(kx::kCmdAddObj, taken)), 0xfe0006u);
+  EXPECT_EQ(keep->findById(2)->name, "two");
+  EXPECT_EQ(names(), (std::vector<std::string>{"harbor", "one", "two"}));
+}
+
+TEST_F(CommunityKeepTest, RemoveObjForgetsTheItemAndFreesItsId) {
+  const uint32_t id = add("gone").getU32(kx::kObjId);
+  add("stays");
+
+  kx::message rm;
+  rm.setU32(kx::kObjId, id);
+  EXPECT_FALSE(kx::isError(request(kx::kCmdRemoveObj, rm)));
+  EXPECT_EQ(names(), (std::vector<std::string>{"harbor", "stays"}));
+  EXPECT_FALSE(store().has(id));
+
+  kx::message obj = keep->getObject(id);
+  EXPECT_EQ(obj.getU32(kx::kObjId, kNoStart), id);
+  EXPECT_EQ(obj.getU32(kx::kObjGone), 1u);
+  EXPECT_EQ(kx::getErrorCode(request(kx::kCmdGetObj, rm)), 0xfe0004u);
+  EXPECT_EQ(kx::getErrorCode(request(kx::kCmdRemoveObj, rm)), 0xfe0004u);
+
+  EXPECT_EQ(add("again").getU32(kx::kObjId, kNoStart), id);
+}
+
+TEST_F(CommunityKeepTest, ChangesSurviveANewKeeperOverTheSameStore) {
+  const uint32_t ops = add("ops").getU32(kx::kObjId);
+  const uint32_t tmp = add("tmp").getU32(kx::kObjId);
+  kx::message set;
+  set.setU32(kx::kObjId, ops);
+  set.setBool(CommunityKeep::kWriteAccess, true);
+  set.setU32(CommunityKeep::kAddressMask, 0xFF000000);
+  request(kx::kCmdSetObj, set);
+  kx::message rm;
+  rm.setU32(kx::kObjId, tmp);
+  request(kx::kCmdRemoveObj, rm);
+  const kx::message before = CommunityKeep::getCfg(*keep->findById(ops));
+
+  stop();
+  start();
+  EXPECT_EQ(names(), (std::vector<std::string>{"harbor", "ops"}));
+  ASSERT_NE(keep->findById(ops), nullptr);
+  EXPECT_EQ(CommunityKeep::getCfg(*keep->findById(ops)), before);
+  EXPECT_EQ(keep->findById(ops)->addressMask, inet_addr("255.0.0.0"));
+
+  kx::message get;
+  get.setU32(kx::kObjId, ops);
+  EXPECT_EQ(request(kx::kCmdGetObj, get).getString(CommunityKeep::kName), "ops");
+}
+
+}  // namespace

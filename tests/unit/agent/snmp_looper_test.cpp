@@ -1,0 +1,272 @@
+#include "agent/snmp_looper.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "agent/community_keep.h"
+#include "agent_test_util.h"
+#include "kx/store.h"
+
+namespace {
+
+using agent_test::StreamCapture;
+using agent_test::TempRoot;
+
+// A UDP port nobody listens on right now.
+uint16_t freePort() {
+  int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a;
+  std::memset(&a, 0, sizeof a);
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  socklen_t len = sizeof a;
+  ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+  ::close(fd);
+  return ntohs(a.sin_port);
+}
+
+uint16_t boundPort(int fd) {
+  sockaddr_in a;
+  socklen_t len = sizeof a;
+  if (::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len) != 0) return 0;
+  return ntohs(a.sin_port);
+}
+
+// True when a socket without SO_REUSEADDR can take the port.
+bool portIsFree(uint16_t port) {
+  int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a;
+  std::memset(&a, 0, sizeof a);
+  a.sin_family = AF_INET;
+  a.sin_port = htons(port);
+  const bool ok = ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
+  ::close(fd);
+  return ok;
+}
+
+class SnmpLooperTest : public ::testing::Test {
+ protected:
+  kx::Store settingsStore() const { return kx::Store(SnmpLooper::kStorePath, 5); }
+
+  // A looper as the daemon starts it, with its service on a free port.
+  std::unique_ptr<SnmpLooper> startLooper() {
+    auto loop = std::make_unique<SnmpLooper>();
+    loop->servicePort = port;
+    loop->init();
+    return loop;
+  }
+
+  kx::message stored() const {
+    kx::message m;
+    settingsStore().load(SnmpLooper::kSettingsObject, m);
+    return m;
+  }
+
+  TempRoot root;
+  uint16_t port = freePort();
+};
+
+TEST_F(SnmpLooperTest, ConstructionCreatesAndRegistersTheCommunityKeeper) {
+  StreamCapture err(2);
+  auto loop = std::make_unique<SnmpLooper>();
+  EXPECT_EQ(err.text(),
+            "communityKeep = new CommunityKeep;\n"
+            "communityKeep->init();\n"
+            "addHandler(snmp::ID_COMMUNITIES, communityKeep);\n");
+  EXPECT_EQ(snmpLooper, loop.get());
+  ASSERT_NE(communityKeep, nullptr);
+  EXPECT_EQ(loop->findHandler(34, 1), dynamic_cast<kx::Handler*>(communityKeep));
+  EXPECT_EQ(communityKeep->items.size(), 1u);
+  EXPECT_EQ(loop->params(), std::vector<unsigned>(13, 0));
+  EXPECT_EQ(loop->serviceId(), 34u);
+
+  loop.reset();
+  EXPECT_EQ(snmpLooper, nullptr);
+  EXPECT_EQ(communityKeep, nullptr);
+}
+
+TEST_F(SnmpLooperTest, WithoutStoredSettingsDefaultsStayAndNothingIsWritten) {
+  StreamCapture out(1);
+  auto loop = startLooper();
+  EXPECT_EQ(out.text(), "");
+  EXPECT_FALSE(settingsStore().has(SnmpLooper::kSettingsObject));
+
+  EXPECT_EQ(loop->engineBoots, 0u);
+  EXPECT_EQ(loop->timeWindow, 15u);
+  EXPECT_EQ(loop->community, "harbor");
+  EXPECT_EQ(loop->trapCommunity, 0xffffffffu);
+  EXPECT_FALSE(loop->enabled);
+  EXPECT_FALSE(loop->enableSetting);
+  EXPECT_EQ(loop->policies(),
+            (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
+}
+
+TEST_F(SnmpLooperTest, EveryInitBumpsAndPersistsEngineBoots) {
+  kx::message seed;
+  seed.setU32(SnmpLooper::kEngineBoots, 7);
+  seed.setString(SnmpLooper::kContact, "noc@example.net");
+  seed.setU32(SnmpLooper::kTrapTarget, 0xC0000201);
+  settingsStore().save(SnmpLooper::kSettingsObject, seed);
+
+  {
+    StreamCapture out(1);
+    auto loop = startLooper();
+    EXPECT_EQ(out.text(), "engineBoots = 8\n");
+    EXPECT_EQ(loop->engineBoots, 8u);
+    EXPECT_EQ(loop->contact, "noc@example.net");
+    EXPECT_EQ(loop->trapTarget, inet_addr("192.0.2.1"));
+    // A stored object without these keys means none, not the defaults.
+    EXPECT_EQ(loop->timeWindow, 0u);
+    EXPECT_EQ(loop->community, "");
+    EXPECT_EQ(loop->trapCommunity, 0xffffffffu);
+    EXPECT_EQ(stored(), loop->getConfig());
+  }
+  auto again = startLooper();
+  EXPECT_EQ(again->engineBoots, 9u);
+  EXPECT_EQ(stored().getU32(SnmpLooper::kEngineBoots), 9u);
+  EXPECT_EQ(stored().getU32(SnmpLooper::kTrapTarget), 0xC0000201u);
+}
+
+TEST_F(SnmpLooperTest, ConfigListsEveryKeyInOrder) {
+  auto loop = startLooper();
+  const kx::message cfg = loop->getConfig();
+  const std::vector<uint32_t> order = {0x20000004, 0x20000002, 0x20000003, 0x2000000a,
+                                       0x0800000e, 0x08000010, 0x08000012, 0x08000011,
+                                       0x88000013, 0x0800000d, 0x00000001};
+  ASSERT_EQ(cfg.size(), order.size());
+  for (size_t i = 0; i < order.size(); ++i) EXPECT_EQ(cfg.keyAt(i), order[i]) << i;
+  EXPECT_EQ(loop->getObject(1234), cfg);
+}
+
+TEST_F(SnmpLooperTest, SetEnabledOnlyOpensTheSocketAndKeepsTheRest) {
+  kx::message seed;
+  seed.setString(SnmpLooper::kLocation, "rack 4");
+  seed.setU32(SnmpLooper::kTrapCommunity, 3);
+  seed.setU32Array(SnmpLooper::kTrapGenerators, {0});
+  seed.setU32(SnmpLooper::kEngineBoots, 1);
+  settingsStore().save(SnmpLooper::kSettingsObject, seed);
+  auto loop = startLooper();
+  const kx::message before = stored();
+  ASSERT_FALSE(loop->enabled);
+
+  kx::message set;
+  set.setBool(SnmpLooper::kEnabled, true);
+  set.setCommand(kx::kCmdSet);
+  EXPECT_FALSE(kx::isError(loop->handle(set)));
+
+  EXPECT_TRUE(loop->enabled);
+  EXPECT_EQ(boundPort(loop->sock), port);
+  EXPECT_FALSE(portIsFree(port));
+  kx::message expected = before;
+  expected.setBool(SnmpLooper::kEnabled, true);
+  EXPECT_EQ(stored(), expected);
+  EXPECT_EQ(loop->location, "rack 4");
+
+  // Enabling again keeps the same socket; disabling closes it once.
+  const int sock = loop->sock;
+  loop->enable();
+  EXPECT_EQ(loop->sock, sock);
+  set.setBool(SnmpLooper::kEnabled, false);
+  loop->handle(set);
+  EXPECT_FALSE(loop->enabled);
+  EXPECT_TRUE(portIsFree(port));
+  loop->disable();
+  EXPECT_FALSE(loop->enabled);
+  EXPECT_FALSE(stored().getBool(SnmpLooper::kEnabled, true));
+}
+
+TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
+  auto loop = startLooper();
+  kx::message set;
+  set.setU32Array(kx::kSrcPath, {12, 3});
+  set.setString(SnmpLooper::kContact, "ops");
+  set.setU32(SnmpLooper::kTimeWindow, 150);
+  set.setU32(SnmpLooper::kTrapTarget, 0x0A000002);
+  set.setU32(SnmpLooper::kTrapVersion, 1);
+  set.setU32Array(SnmpLooper::kTrapGenerators, {2, 2, 0x0abc0001});
+  set.setU32(SnmpLooper::kEngineBoots, 41);
+  set.setString(SnmpLooper::kEngineId, "edge-1");
+
+  StreamCapture err(2);
+  EXPECT_TRUE(loop->cmdSet(set).empty());
+  EXPECT_NE(err.text().find("cmd_set from 12\n"), std::string::npos);
+
+  EXPECT_EQ(loop->trapGenerators, (std::vector<uint32_t>{2, 0x0abc0001}));
+  EXPECT_EQ(loop->trapTarget, inet_addr("10.0.0.2"));
+  EXPECT_EQ(loop->timeWindow, 150u);
+  EXPECT_EQ(loop->engineBoots, 41u);
+  EXPECT_EQ(loop->community, "harbor");
+  EXPECT_FALSE(loop->enabled);
+
+  const kx::message saved = stored();
+  EXPECT_EQ(saved, loop->getConfig());
+  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators),
+            (std::vector<uint32_t>{2, 0x0abc0001}));
+  EXPECT_EQ(saved.getU32(SnmpLooper::kTrapTarget), 0x0A000002u);
+  EXPECT_EQ(saved.getString(SnmpLooper::kEngineId), "edge-1");
+}
+
+TEST_F(SnmpLooperTest, GetNamesTheSenderOrCallsTheRequestBogonymous) {
+  auto loop = startLooper();
+  {
+    StreamCapture err(2);
+    EXPECT_EQ(loop->cmdGet(kx::message()), loop->getConfig());
+    EXPECT_EQ(err.text(), "bogonymous cmd_get request\n");
+  }
+  {
+    kx::message empty;
+    empty.setU32Array(kx::kSrcPath, {});
+    StreamCapture err(2);
+    loop->cmdGet(empty);
+    EXPECT_EQ(err.text(), "bogonymous cmd_get request\n");
+  }
+  kx::message from;
+  from.setU32Array(kx::kSrcPath, {20, 1});
+  StreamCapture err(2);
+  EXPECT_EQ(loop->cmdGet(from), loop->getConfig());
+  EXPECT_EQ(err.text(), "cmd_get from 20\n");
+}
+
+TEST_F(SnmpLooperTest, GeneratorListStartsWithTheStartupTrap) {
+  auto loop = startLooper();
+  kx::message list = loop->cmdUnknown(kx::message(), 100);
+  const auto* entries = list.findMessageArray(kx::kObjects);
+  ASSERT_NE(entries, nullptr);
+  ASSERT_GE(entries->size(), 1u);
+  EXPECT_EQ(entries->front().getU32(kx::kObjId), 0x0abc0001u);
+  EXPECT_EQ(entries->front().getString(SnmpLooper::kGeneratorName), "start-trap");
+
+  EXPECT_TRUE(loop->cmdUnknown(kx::message(), 0x4242).empty());
+}
+
+TEST_F(SnmpLooperTest, BusyPortLeavesTheServiceDisabledButWanted) {
+  // A socket bound without SO_REUSEADDR keeps the port from the agent.
+  int blocker = ::socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a;
+  std::memset(&a, 0, sizeof a);
+  a.sin_family = AF_INET;
+  a.sin_port = htons(port);
+  ASSERT_EQ(::bind(blocker, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+
+  auto loop = startLooper();
+  kx::message set;
+  set.setBool(SnmpLooper::kEnabled, true);
+  StreamCapture err(2);
+  loop->cmdSet(set);
+  EXPECT_EQ(err.text(), "cannot create service connection\n");
+  EXPECT_FALSE(loop->enabled);
+  EXPECT_TRUE(loop->enableSetting);
+  EXPECT_TRUE(stored().getBool(SnmpLooper::kEnabled));
+  ::close(blocker);
+}
+
+}  // namespace

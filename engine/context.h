@@ -1,0 +1,52 @@
+// Context: the state of one request, from the received bytes to the
+// finished response.  One per datagram, on the receive path's stack.
+#ifndef ENGINE_CONTEXT_H_
+#define ENGINE_CONTEXT_H_
+
+#include <cstdint>
+#include <string>
+
+#include "asn1/in_stream.h"
+#include "asn1/oid.h"
+#include "asn1/out_stream.h"
+
+class Context {
+ public:
+  // Number of v3 report kinds (unsupported level, not in time window,
+  // unknown user, unknown engine ID, wrong digest).
+  static constexpr unsigned kV3ReportKinds = 5;
+  // Reports sent so far, by kind; served as the usmStats counters.
+  static uint32_t v3counters[kV3ReportKinds];
+
+  // Copies len bytes of data into the input stream; data may be reused at
+  // once.
+  Context(unsigned char* data, unsigned len);
+
+  // The OID being worked on: the requested name, then (after the MIB
+  // lookup) the instance part below the matched leaf.  A SET keeps the full
+  // requested name here.
+  OID oid;
+  // SET only: the requested name, shortened arc by arc while looking for a
+  // leaf.
+  OID setPrefix;
+  // SET only: the arcs taken off the prefix, in order.  Not cleared between
+  // the bindings of one request.
+  OID setSuffix;
+  // The name being answered: the matched leaf's key, extended by the
+  // instance.
+  OID name;
+  // Community string (v1/v2c) or user name (v3).
+  std::string community;
+  InStream in;
+  OutStream out;
+  // Raised by PathNotExists::apply; ends the binding loop.
+  uint8_t error = 0;
+  // The request PDU's third field: error-status, or non-repeaters.
+  int32_t requestField1 = 0;
+  // The request PDU's fourth field: error-index, or max-repetitions.
+  int32_t requestField2 = 0;
+  // Report kind of a v3 request answered with a Report.
+  uint32_t v3ReportKind = 0;
+};
+
+#endif  // ENGINE_CONTEXT_H_

@@ -1,0 +1,25 @@
+#include "sim/history_service.h"
+
+#include <vector>
+
+namespace sim {
+
+kx::message HistoryService::serve(uint32_t cmd, const kx::message& req) {
+  kx::message reply;
+  if (cmd == kx::kCmdGetAll) {
+    reply.setMessageArray(kx::kObjects, std::vector<kx::message>(entries_.begin(), entries_.end()));
+    return reply;
+  }
+  if (cmd == kx::kCmdCount) {
+    reply.setU32(kx::kCount, static_cast<uint32_t>(entries_.size()));
+    return reply;
+  }
+  kx::message entry = objectFields(req);
+  entry.setU32(kx::kObjId, nextId_++);
+  entry.setU32(kHistoryCommand, cmd);
+  entries_.push_back(std::move(entry));
+  if (entries_.size() > kMaxHistory) entries_.pop_front();
+  return reply;
+}
+
+}  // namespace sim

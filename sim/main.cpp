@@ -1,0 +1,205 @@
+// kxsim: serves the bus services of a scenario file until SIGTERM/SIGINT.
+#include <sys/prctl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "kx/paths.h"
+#include "sim/journal.h"
+#include "sim/process_plan.h"
+#include "sim/scenario.h"
+#include "sim/server.h"
+#include "sim/sim_clock.h"
+
+namespace {
+
+constexpr int kExitOk = 0;
+constexpr int kExitFailed = 1;  // could not serve: a socket, the journal, a child
+constexpr int kExitUsage = 2;   // bad command line or scenario
+// How often kxsim looks for a service process that ended.
+constexpr unsigned kReapMs = 500;
+
+const char kUsage[] =
+    "usage: kxsim [--root DIR] [--journal FILE] SCENARIO.json\n"
+    "\n"
+    "Serves the bus services of a simulated router, as the scenario file\n"
+    "describes them, until SIGTERM or SIGINT (then exits 0).\n"
+    "\n"
+    "  --root DIR      take platform paths (the bus directory) below DIR;\n"
+    "                  default: $SARN_ROOT, else /\n"
+    "  --journal FILE  append every bus message received to FILE, one JSON\n"
+    "                  object per line\n"
+    "  -h, --help      print this help\n"
+    "\n"
+    "Exit status: 0 after SIGTERM/SIGINT, 1 when a service cannot be served,\n"
+    "2 for a bad command line or scenario.  Format: docs/scenario.md.\n";
+
+// The signal handler's only reach into the program.
+volatile std::sig_atomic_t g_stop = 0;
+sim::Server* g_server = nullptr;
+
+void onSignal(int) {
+  g_stop = 1;
+  if (g_server) g_server->stop();
+}
+
+void installSignals() {
+  struct sigaction sa;
+  std::memset(&sa, 0, sizeof sa);
+  sa.sa_handler = onSignal;
+  sigemptyset(&sa.sa_mask);
+  sigaction(SIGTERM, &sa, nullptr);
+  sigaction(SIGINT, &sa, nullptr);
+  std::signal(SIGPIPE, SIG_IGN);
+}
+
+struct Options {
+  std::string root;
+  std::string journal;
+  std::string scenario;
+};
+
+// Returns -1 to go on, else the exit code.
+int parseOptions(int argc, char** argv, Options& o) {
+  for (int i = 1; i < argc; ++i) {
+    std::string a = argv[i];
+    auto value = [&](const std::string& name, std::string& out) {
+      if (a.rfind(name + "=", 0) == 0) {
+        out = a.substr(name.size() + 1);
+        return true;
+      }
+      if (a != name) return false;
+      if (i + 1 >= argc) {
+        std::fprintf(stderr, "kxsim: %s needs a value (see kxsim --help)\n", name.c_str());
+        std::exit(kExitUsage);
+      }
+      out = argv[++i];
+      return true;
+    };
+    if (a == "-h" || a == "--help") {
+      std::fputs(kUsage, stdout);
+      return kExitOk;
+    }
+    if (value("--root", o.root) || value("--journal", o.journal)) continue;
+    if (a.size() > 1 && a[0] == '-') {
+      std::fprintf(stderr, "kxsim: unknown option %s (see kxsim --help)\n", a.c_str());
+      return kExitUsage;
+    }
+    if (!o.scenario.empty()) {
+      std::fprintf(stderr, "kxsim: one scenario file only, got %s and %s\n", o.scenario.c_str(),
+                   a.c_str());
+      return kExitUsage;
+    }
+    o.scenario = a;
+  }
+  if (o.scenario.empty()) {
+    std::fprintf(stderr, "kxsim: a scenario file is needed (see kxsim --help)\n");
+    return kExitUsage;
+  }
+  return -1;
+}
+
+std::string idList(const std::vector<uint32_t>& ids) {
+  std::string s;
+  for (uint32_t id : ids) s += (s.empty() ? "" : ", ") + std::to_string(id);
+  return s;
+}
+
+// Serves ids in this process until stopped; returns the exit code.
+int serve(const sim::Scenario& scenario, const std::vector<uint32_t>& ids, sim::Journal& journal,
+          const sim::SimClock& clock, std::vector<pid_t>* children) {
+  sim::Server server(scenario, ids, clock, journal, g_stop);
+  std::string err;
+  if (!server.start(err)) {
+    std::fprintf(stderr, "kxsim: %s\n", err.c_str());
+    return kExitFailed;
+  }
+  int code = kExitOk;
+  if (children) {
+    server.every(kReapMs, [&]() {
+      for (pid_t& pid : *children) {
+        int status = 0;
+        if (pid > 0 && waitpid(pid, &status, WNOHANG) == pid) {
+          std::fprintf(stderr, "kxsim: a service process (pid %d) stopped; stopping\n", pid);
+          pid = -1;  // reaped: never signalled or waited for again
+          code = kExitFailed;
+          g_stop = 1;
+        }
+      }
+    });
+  }
+  if (!ids.empty()) std::printf("kxsim: serving services %s\n", idList(ids).c_str());
+  std::fflush(stdout);
+  g_server = &server;
+  server.run();
+  g_server = nullptr;
+  return code;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options opt;
+  int early = parseOptions(argc, argv, opt);
+  if (early >= 0) return early;
+
+  sim::Scenario scenario;
+  std::string err;
+  if (!sim::loadScenario(opt.scenario, scenario, err)) {
+    std::fprintf(stderr, "%s\n", err.c_str());
+    return kExitUsage;
+  }
+  if (!opt.root.empty()) kx::setRoot(opt.root);
+  if (!kx::makeDirs(kx::rootPath(kx::kBusDir))) {
+    std::fprintf(stderr, "kxsim: cannot create the bus directory %s\n",
+                 kx::rootPath(kx::kBusDir).c_str());
+    return kExitFailed;
+  }
+  sim::Journal journal;
+  if (!opt.journal.empty() && !journal.open(opt.journal, err)) {
+    std::fprintf(stderr, "kxsim: cannot open the journal %s\n", err.c_str());
+    return kExitFailed;
+  }
+  installSignals();
+  sim::RealClock clock;
+
+  sim::ProcessPlan plan = sim::planProcesses(scenario);
+  std::vector<pid_t> children;
+  for (const auto& ids : plan.others) {
+    std::fflush(nullptr);
+    pid_t pid = fork();
+    if (pid < 0) {
+      std::fprintf(stderr, "kxsim: fork: %s\n", std::strerror(errno));
+      g_stop = 1;
+      break;
+    }
+    if (pid == 0) {
+      // A child must not outlive kxsim, however kxsim ends.
+      prctl(PR_SET_PDEATHSIG, SIGTERM);
+      if (getppid() == 1) _exit(kExitFailed);
+      int code = serve(scenario, ids, journal, clock, nullptr);
+      std::fflush(nullptr);
+      _exit(code);
+    }
+    children.push_back(pid);
+  }
+  int code = g_stop ? kExitFailed : serve(scenario, plan.main, journal, clock, &children);
+  for (pid_t pid : children) {
+    if (pid > 0) kill(pid, SIGTERM);
+  }
+  for (pid_t pid : children) {
+    int status = 0;
+    if (pid > 0 && waitpid(pid, &status, 0) == pid && code == kExitOk &&
+        !(WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
+      code = kExitFailed;
+    }
+  }
+  return code;
+}

@@ -1,0 +1,201 @@
+#include "sim/scenario.h"
+
+#include <algorithm>
+#include <cctype>
+#include <fstream>
+#include <set>
+#include <sstream>
+
+#include "sim/commands.h"
+#include "sim/repeat.h"
+#include "sim/template_parser.h"
+
+namespace sim {
+namespace {
+
+bool parsePath(const std::string& text, std::vector<uint32_t>& out) {
+  out.clear();
+  std::string part;
+  std::istringstream in(text);
+  while (std::getline(in, part, ',')) {
+    size_t b = part.find_first_not_of(' ');
+    size_t e = part.find_last_not_of(' ');
+    if (b == std::string::npos) return false;
+    part = part.substr(b, e - b + 1);
+    if (part.size() > 10) return false;
+    for (char c : part) {
+      if (!std::isdigit(static_cast<unsigned char>(c))) return false;
+    }
+    uint64_t v = std::stoull(part);
+    if (v > 0xffffffffu) return false;
+    out.push_back(static_cast<uint32_t>(v));
+  }
+  if (out.empty() || out.size() > 2 || text.back() == ',') return false;
+  if (out.size() == 1) out.push_back(0);  // [s] is handler 0 of service s
+  return true;
+}
+
+void parseList(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec) {
+  if (!j.is_array()) throw ScenarioError(at, "expected an array of objects");
+  std::map<uint32_t, JsonPath> seen;
+  auto add = [&](const nlohmann::json& obj, const JsonPath& where) {
+    ObjectTemplate t = parseObject(obj, where);
+    if (t.fixed().has(kx::kObjId)) {
+      uint32_t id = t.fixed().getU32(kx::kObjId);
+      auto hit = seen.find(id);
+      if (hit != seen.end()) {
+        throw ScenarioError(where, "duplicate object id " + std::to_string(id) + " (also at " +
+                                       hit->second.text() + ")");
+      }
+      seen.emplace(id, where);
+    }
+    spec.objects.push_back(std::move(t));
+  };
+  for (size_t i = 0; i < j.size(); ++i) {
+    JsonPath here = at.index(i);
+    const auto& item = j[i];
+    if (item.is_object() && item.contains("repeat")) {
+      if (item.size() != 1) throw ScenarioError(here, "a repeat element has no other fields");
+      JsonPath body = here.key("repeat");
+      std::vector<nlohmann::json> rows = expandRepeat(item["repeat"], body);
+      for (const auto& row : rows) add(row, body.key("template"));
+    } else {
+      add(item, here);
+    }
+  }
+}
+
+void parseAliases(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec) {
+  if (!j.is_object()) throw ScenarioError(at, "expected {\"command\": \"name\"}");
+  for (const auto& [k, v] : j.items()) {
+    uint32_t from = 0, to = 0;
+    if (!parseCommand(nlohmann::json(k), from)) throw ScenarioError(at.key(k), "bad command");
+    if (!v.is_string() || !commandByName(v.get<std::string>(), to)) {
+      throw ScenarioError(at.key(k), "unknown command name (get, set, getall, getobj, setobj, "
+                                     "add, remove, count, empty)");
+    }
+    spec.aliases[from] = to;
+  }
+}
+
+ServiceSpec parseService(const std::string& pathText, const nlohmann::json& j,
+                         const JsonPath& at) {
+  ServiceSpec spec;
+  spec.pathText = pathText;
+  if (!parsePath(pathText, spec.path)) {
+    throw ScenarioError(at, "bad path (SERVICE or SERVICE,HANDLER, e.g. \"20,0\")");
+  }
+  if (!j.is_object()) throw ScenarioError(at, "expected a service object");
+  int kinds = 0;
+  for (const auto& [k, v] : j.items()) {
+    JsonPath here = at.key(k);
+    if (k == "record") {
+      ++kinds;
+      spec.kind = ServiceSpec::Kind::kRecord;
+      spec.record = parseObject(v, here);
+    } else if (k == "list") {
+      ++kinds;
+      spec.kind = ServiceSpec::Kind::kList;
+      parseList(v, here, spec);
+    } else if (k == "history") {
+      if (!v.is_boolean()) throw ScenarioError(here, "expected true or false");
+      if (v.get<bool>()) {
+        ++kinds;
+        spec.kind = ServiceSpec::Kind::kHistory;
+      }
+    } else if (k == "page") {
+      if (!v.is_number_unsigned() || v.get<uint64_t>() == 0 || v.get<uint64_t>() > kMaxPage) {
+        throw ScenarioError(here, "expected a page size from 1 to " + std::to_string(kMaxPage));
+      }
+      spec.page = v.get<unsigned>();
+    } else if (k == "count") {
+      if (!v.is_boolean()) throw ScenarioError(here, "expected true or false");
+      spec.count = v.get<bool>();
+    } else if (k == "events") {
+      if (!parseCommand(v, spec.events) || spec.events == 0) {
+        throw ScenarioError(here, "expected an event kind (e.g. \"0x10004\")");
+      }
+    } else if (k == "commands") {
+      parseAliases(v, here, spec);
+    } else if (k == "fault") {
+      spec.faults = parseFaults(v, here);
+    } else if (k == "note") {
+      if (!v.is_string()) throw ScenarioError(here, "expected a string");
+    } else {
+      throw ScenarioError(here, "unknown field (record, list, history, page, count, events, "
+                                "commands, fault, note)");
+    }
+  }
+  if (kinds > 1) throw ScenarioError(at, "a service is one of record, list or history");
+  return spec;
+}
+
+void parseDocument(const nlohmann::json& doc, Scenario& out) {
+  JsonPath top;
+  if (!doc.is_object()) throw ScenarioError(top, "expected an object with \"services\"");
+  if (!doc.contains("services")) throw ScenarioError(top, "services is missing");
+  for (const auto& [k, v] : doc.items()) {
+    if (k == "description") {
+      if (!v.is_string()) throw ScenarioError(top.key(k), "expected a string");
+      out.description = v.get<std::string>();
+    } else if (k != "services") {
+      throw ScenarioError(top.key(k), "unknown field (services, description)");
+    }
+  }
+  const auto& services = doc["services"];
+  JsonPath at = top.key("services");
+  if (!services.is_object()) throw ScenarioError(at, "expected an object of paths");
+  std::map<std::vector<uint32_t>, std::string> seen;
+  for (const auto& [k, v] : services.items()) {
+    ServiceSpec spec = parseService(k, v, at.key(k));
+    auto [hit, fresh] = seen.emplace(spec.path, k);
+    if (!fresh) {
+      throw ScenarioError(at.key(k), "names the same handler as \"" + hit->second + "\"");
+    }
+    out.services.push_back(std::move(spec));
+  }
+}
+
+}  // namespace
+
+std::vector<uint32_t> Scenario::serviceIds() const {
+  std::set<uint32_t> ids;
+  for (const auto& s : services) ids.insert(s.path[0]);
+  return std::vector<uint32_t>(ids.begin(), ids.end());
+}
+
+bool parseScenario(const nlohmann::json& doc, Scenario& out, std::string& err) {
+  out = Scenario();
+  try {
+    parseDocument(doc, out);
+  } catch (const ScenarioError& e) {
+    err = e.what();
+    out = Scenario();
+    return false;
+  }
+  return true;
+}
+
+bool loadScenario(const std::string& file, Scenario& out, std::string& err) {
+  std::ifstream in(file, std::ios::binary);
+  if (!in) {
+    err = file + ": cannot open the file";
+    return false;
+  }
+  std::ostringstream text;
+  text << in.rdbuf();
+  nlohmann::json doc;
+  try {
+    doc = nlohmann::json::parse(text.str());
+  } catch (const nlohmann::json::parse_error& e) {
+    err = file + ": not valid JSON (near byte " + std::to_string(e.byte) + ")";
+    return false;
+  }
+  if (!parseScenario(doc, out, err)) {
+    err = file + ": " + err;
+    return false;
+  }
+  return true;
+}
+
+}  // namespace sim

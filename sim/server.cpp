@@ -1,0 +1,76 @@
+#include "sim/server.h"
+
+#include <algorithm>
+
+#include "sim/endpoint_factory.h"
+
+namespace sim {
+
+Server::Server(const Scenario& scenario, std::vector<uint32_t> ids, const SimClock& clock,
+               Journal& journal, const volatile std::sig_atomic_t& stop)
+    : scenario_(scenario), ids_(std::move(ids)), clock_(clock), journal_(journal), stop_(stop) {}
+
+Server::~Server() {
+  // Handlers go before the looper that points at them.
+  if (looper_) {
+    for (const auto& s : scenario_.services) {
+      if (std::count(ids_.begin(), ids_.end(), s.path[0])) {
+        looper_->removeHandler(s.path[0], s.path[1]);
+      }
+    }
+  }
+}
+
+bool Server::start(std::string& err) {
+  if (ids_.empty()) {
+    idle_ = std::make_unique<kx::ThinRunner>();
+    return true;
+  }
+  looper_ = std::make_unique<kx::Looper>(ids_[0]);
+  for (uint32_t id : ids_) {
+    if (!looper_->listening(id) && !looper_->listen(id)) {
+      err = "cannot serve service " + std::to_string(id) + " (see the kx line above)";
+      return false;
+    }
+  }
+  for (const auto& s : scenario_.services) {
+    if (!std::count(ids_.begin(), ids_.end(), s.path[0])) continue;
+    endpoints_.push_back(buildEndpoint(s, clock_));
+    responders_.push_back(std::make_unique<Responder>(*endpoints_.back(), journal_, stop_));
+    handlers_.push_back(std::make_unique<BusHandler>(*responders_.back(), s.events));
+    looper_->addHandler(s.path[0], s.path[1], handlers_.back().get());
+  }
+  return true;
+}
+
+void Server::every(unsigned periodMs, std::function<void()> task) {
+  periodMs_ = periodMs;
+  task_ = std::move(task);
+}
+
+void Server::tick() {
+  kx::ThinRunner* r = looper_ ? static_cast<kx::ThinRunner*>(looper_.get()) : idle_.get();
+  if (!r) return;
+  // Also catches a stop signal that came just before run() started.
+  if (stop_) {
+    r->stop();
+    return;
+  }
+  if (task_) task_();
+  r->addTimer(this, &Server::tick, periodMs_);
+}
+
+void Server::run() {
+  kx::ThinRunner* r = looper_ ? static_cast<kx::ThinRunner*>(looper_.get()) : idle_.get();
+  if (!r) return;
+  r->addTimer(this, &Server::tick, periodMs_);
+  r->setupLeave(0);
+  if (!stop_) r->run();
+}
+
+void Server::stop() {
+  if (looper_) looper_->stop();
+  if (idle_) idle_->stop();
+}
+
+}  // namespace sim

@@ -19,9 +19,6 @@ class CacheUpdateTimeout {
  public:
   // idle, age: limits in ticks.  The cache starts empty, no timer armed.
   CacheUpdateTimeout(unsigned int idle, unsigned int age);
-  // Cancels a pending re-check so the runner never calls into a dead object.
-  // Does not call clearCache (the subclass part is already gone).
-  virtual ~CacheUpdateTimeout();
   CacheUpdateTimeout(const CacheUpdateTimeout&) = delete;
   CacheUpdateTimeout& operator=(const CacheUpdateTimeout&) = delete;
 
@@ -29,6 +26,9 @@ class CacheUpdateTimeout {
   virtual void updateCache() = 0;
   // Drops the cache.  Called when it expires or is invalidated.
   virtual void clearCache() = 0;
+  // Cancels a pending re-check so the runner never calls into a dead object.
+  // Does not call clearCache (the subclass part is already gone).
+  virtual ~CacheUpdateTimeout();
 
   // New limits; they take effect at the next check.
   void setTimeouts(unsigned int idle, unsigned int age);

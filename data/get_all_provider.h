@@ -31,9 +31,6 @@ class GetAllProvider : public TableProvider, public CacheUpdateTimeout {
   };
 
   GetAllProvider();
-  // Deletes the cached records and cancels a pending expiry; the clients
-  // are not told (they must not be read after the provider is gone).
-  ~GetAllProvider() override;
 
   // Appends a list to merge into the rows.
   void addSource(Convert convert, std::vector<unsigned int> const& path,
@@ -51,6 +48,9 @@ class GetAllProvider : public TableProvider, public CacheUpdateTimeout {
   // source fails or gives none (count then holds the sum so far).  Counts
   // list objects, not records.
   bool getCountCMD(unsigned int& count) override;
+  // Deletes the cached records and cancels a pending expiry; the clients
+  // are not told (they must not be read after the provider is gone).
+  ~GetAllProvider() override;
 
   void clearCache() override;
   void updateCache() override;

@@ -1,0 +1,34 @@
+// kxctl::Command: one top-level word of the command line ("get",
+// "getall", "store", ...).
+//
+// A group of related commands (the generic bus commands, the store
+// commands, later the operator's "snmp" commands) is a module: a function
+// that adds its commands to a CommandTable.
+#ifndef TOOLS_COMMAND_H_
+#define TOOLS_COMMAND_H_
+
+#include <string>
+#include <vector>
+
+#include "tools/session.h"
+
+namespace kxctl {
+
+class Command {
+ public:
+  virtual ~Command() = default;
+
+  // The word that selects the command.
+  virtual std::string name() const = 0;
+  // One line for the overview: the arguments and what it does.
+  virtual std::string synopsis() const = 0;
+  // The full text printed by "kxctl <name> --help", ending with a newline.
+  virtual std::string help() const = 0;
+  // Runs with the words after the name (--help already handled).  Returns
+  // an exit status of session.h.
+  virtual int run(Session& session, const std::vector<std::string>& args) = 0;
+};
+
+}  // namespace kxctl
+
+#endif  // TOOLS_COMMAND_H_

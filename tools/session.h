@@ -1,0 +1,68 @@
+// kxctl::Session: what one kxctl invocation shares between its parts: the
+// global options, the output streams, the bus client, and the way errors
+// are reported.
+//
+// Exit statuses: kExitOk when the command did its work, kExitError when the
+// bus or the store refused it (an error reply, a time-out, a missing
+// object), kExitUsage when the command line itself is wrong.
+#ifndef TOOLS_SESSION_H_
+#define TOOLS_SESSION_H_
+
+#include <functional>
+#include <memory>
+#include <ostream>
+#include <string>
+
+#include "kx/message.h"
+#include "tools/bus_client.h"
+
+namespace kxctl {
+
+constexpr int kExitOk = 0;
+constexpr int kExitError = 1;
+constexpr int kExitUsage = 2;
+
+// The bus time-out when --timeout is not given: long enough for a service
+// that is busy answering a slow request of its own.
+constexpr int kDefaultTimeoutMs = 6000;
+// Upper bound of --timeout: one hour; anything longer is a typing error.
+constexpr int kMaxTimeoutMs = 3600 * 1000;
+
+struct Options {
+  std::string root;  // empty: SARN_ROOT, else "/"
+  int timeoutMs = kDefaultTimeoutMs;
+};
+
+class Session {
+ public:
+  using BusFactory = std::function<std::unique_ptr<BusClient>(const Options&)>;
+
+  // makeBus is called at most once, by the first bus(); offline commands
+  // never call it, so they need no bus directory.
+  Session(Options options, std::ostream& out, std::ostream& err, BusFactory makeBus);
+
+  const Options& options() const { return options_; }
+  std::ostream& out() { return out_; }
+  std::ostream& err() { return err_; }
+  // The session's client; lives as long as the session.
+  BusClient& bus();
+
+  // Prints "kxctl: <command>: <problem>" and a hint to "<command> --help"
+  // on the error stream; returns kExitUsage.
+  int usage(const std::string& command, const std::string& problem);
+  // Prints "kxctl: <command>: <problem>"; returns kExitError.
+  int fail(const std::string& command, const std::string& problem);
+  // Prints "error 0x......: <text>" for an error reply; returns kExitError.
+  int errorReply(const kx::message& reply);
+
+ private:
+  Options options_;
+  std::ostream& out_;
+  std::ostream& err_;
+  BusFactory makeBus_;
+  std::unique_ptr<BusClient> bus_;
+};
+
+}  // namespace kxctl
+
+#endif  // TOOLS_SESSION_H_

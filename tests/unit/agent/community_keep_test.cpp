@@ -103,42 +103,6 @@ TEST_F(CommunityKeepTest, StoredCommunitiesAreLoadedInStoreOrderWithoutDefault) 
   EXPECT_EQ(add("four").getU32(kx::kObjId, kNoStart), 4u);
 }
 
-TEST_F(CommunityKeepTest, ConfigCarriesAddressesBigEndianAndKeepsAbsentFields) {
-  CommunityKeep::Item item;
-  kx::message m;
-  m.setU32(kx::kObjId, 9);
-  m.setString(CommunityKeep::kName, "ops");
-  m.setU32(CommunityKeep::kAddress, 0xC0000200);      // 192.0.2.0
-  m.setU32(CommunityKeep::kAddressMask, 0xFFFFFF00);  // 255.255.255.0
-  m.setBool(CommunityKeep::kWriteAccess, true);
-  m.setString(CommunityKeep::kAuthPassword, "authpass1");
-  m.setU32(CommunityKeep::kSecurity, 2);
-  CommunityKeep::setAllCfg(item, m);
-
-  EXPECT_EQ(item.id, 9u);
-  EXPECT_EQ(item.address, inet_addr("192.0.2.0"));
-  EXPECT_EQ(item.addressMask, inet_addr("255.255.255.0"));
-  EXPECT_TRUE(item.writeAccess);
-  EXPECT_FALSE(item.readAccess);
-  EXPECT_EQ(item.security, 2u);
-
-  kx::message cfg = CommunityKeep::getCfg(item);
-  EXPECT_EQ(cfg.getU32(CommunityKeep::kAddress), 0xC0000200u);
-  EXPECT_EQ(cfg.getU32(CommunityKeep::kAddressMask), 0xFFFFFF00u);
-  EXPECT_EQ(cfg.getString(CommunityKeep::kAuthPassword), "authpass1");
-
-  // setCfg leaves the id alone and fields that are absent untouched.
-  kx::message change;
-  change.setU32(kx::kObjId, 77);
-  change.setBool(CommunityKeep::kReadAccess, true);
-  CommunityKeep::setCfg(item, change);
-  EXPECT_EQ(item.id, 9u);
-  EXPECT_TRUE(item.readAccess);
-  EXPECT_EQ(item.name, "ops");
-  EXPECT_EQ(item.address, inet_addr("192.0.2.0"));
-  EXPECT_EQ(item.authPassword, "authpass1");
-}
-
 TEST_F(CommunityKeepTest, GetAllPagesByTwentyWithContinuation) {
   for (int i = 1; i < 25; ++i) ASSERT_FALSE(kx::isError(add("c" + std::to_string(i))));
   ASSERT_EQ(keep->items.size(), 25u);

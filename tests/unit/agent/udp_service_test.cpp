@@ -12,6 +12,9 @@
 #include <vector>
 
 #include "agent/snmp_looper.h"
+#include "asn1/in_stream.h"
+#include "asn1/oid.h"
+#include "asn1/out_stream.h"
 #include "agent_test_util.h"
 #include "kx/store.h"
 
@@ -20,53 +23,25 @@ namespace {
 using agent_test::TempRoot;
 using Bytes = std::vector<uint8_t>;
 
-// BER tag, short or 0x81/0x82 length, content.
-Bytes tlv(uint8_t tag, const Bytes& content) {
-  Bytes out{tag};
-  if (content.size() < 128) {
-    out.push_back(static_cast<uint8_t>(content.size()));
-  } else {
-    out.push_back(0x82);
-    out.push_back(static_cast<uint8_t>(content.size() >> 8));
-    out.push_back(static_cast<uint8_t>(content.size()));
-  }
-  out.insert(out.end(), content.begin(), content.end());
-  return out;
-}
-
-Bytes cat(std::initializer_list<Bytes> parts) {
-  Bytes out;
-  for (const Bytes& p : parts) out.insert(out.end(), p.begin(), p.end());
-  return out;
-}
-
 // A v2c GetRequest for sysDescr.0.
-Bytes v2cGet(const std::string& community, uint8_t requestId) {
-  const Bytes oid = {0x2b, 6, 1, 2, 1, 1, 1, 0};
-  const Bytes binding = tlv(0x30, cat({tlv(0x06, oid), tlv(0x05, {})}));
-  const Bytes pdu = tlv(0xA0, cat({tlv(0x02, {requestId}), tlv(0x02, {0}), tlv(0x02, {0}),
-                                   tlv(0x30, binding)}));
-  return tlv(0x30, cat({tlv(0x02, {1}), tlv(0x04, Bytes(community.begin(), community.end())),
-                        pdu}));
-}
-
-// Reads one TLV at pos (short or long length); false when it runs past end.
-bool readTlv(const Bytes& b, size_t& pos, uint8_t& tag, Bytes& content) {
-  if (pos + 2 > b.size()) return false;
-  tag = b[pos];
-  size_t len = b[pos + 1];
-  size_t head = 2;
-  if (len & 0x80) {
-    const size_t n = len & 0x7f;
-    if (n == 0 || n > 2 || pos + 2 + n > b.size()) return false;
-    len = 0;
-    for (size_t i = 0; i < n; ++i) len = len << 8 | b[pos + 2 + i];
-    head += n;
-  }
-  if (pos + head + len > b.size()) return false;
-  content.assign(b.begin() + pos + head, b.begin() + pos + head + len);
-  pos += head + len;
-  return true;
+Bytes v2cGet(const std::string& community, int requestId) {
+  OutStream out;
+  out.startSeq(0x30);
+  out.add(1, 0x02);
+  out.add(community, 0x04);
+  out.startSeq(0xA0);
+  out.add(requestId, 0x02);
+  out.add(0, 0x02);
+  out.add(0, 0x02);
+  out.startSeq(0x30);
+  out.startSeq(0x30);
+  out.addOID(OID("1.3.6.1.2.1.1.1.0"), 0x06);
+  out.addNull(0x05);
+  out.endSeq();
+  out.endSeq();
+  out.endSeq();
+  out.endSeq();
+  return out.bytes();
 }
 
 class UdpServiceTest : public ::testing::Test {
@@ -123,25 +98,16 @@ TEST_F(UdpServiceTest, GetIsAnsweredWithAResponseToTheSender) {
   EXPECT_EQ(from.sin_addr.s_addr, inet_addr("127.0.0.1"));
   EXPECT_EQ(ntohs(from.sin_port), loop->servicePort);
 
-  size_t pos = 0;
-  uint8_t tag;
-  Bytes message, field;
-  ASSERT_TRUE(readTlv(reply, pos, tag, message));
-  EXPECT_EQ(tag, 0x30);
-  EXPECT_EQ(pos, reply.size());
-  pos = 0;
-  ASSERT_TRUE(readTlv(message, pos, tag, field));
-  EXPECT_EQ(tag, 0x02);
-  EXPECT_EQ(field, Bytes{1});  // v2c echoed
-  ASSERT_TRUE(readTlv(message, pos, tag, field));
-  EXPECT_EQ(tag, 0x04);
-  EXPECT_EQ(std::string(field.begin(), field.end()), "harbor");
-  Bytes pdu;
-  ASSERT_TRUE(readTlv(message, pos, tag, pdu));
-  EXPECT_EQ(tag, 0xA2);
-  size_t p = 0;
-  ASSERT_TRUE(readTlv(pdu, p, tag, field));
-  EXPECT_EQ(field, Bytes{0x2a});  // request id echoed
+  InStream in(reply.data(), static_cast<unsigned>(reply.size()));
+  EXPECT_EQ(in.getVersion(), 1);
+  std::string community;
+  ASSERT_TRUE(in.getString(&community));
+  EXPECT_EQ(community, "harbor");
+  EXPECT_EQ(in.getType(), 0xA2);
+  ASSERT_GE(in.enterSeq(), 0);
+  int requestId = 0;
+  ASSERT_TRUE(in.getInt(&requestId));
+  EXPECT_EQ(requestId, 0x2a);
 }
 
 TEST_F(UdpServiceTest, ReplyLeavesFromTheAddressTheRequestArrivedOn) {

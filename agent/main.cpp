@@ -1,5 +1,6 @@
 // snmpd: the SNMP agent daemon.
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -78,6 +79,11 @@ int parseOptions(int argc, char** argv, Options& opts) {
   return -1;
 }
 
+// SIGTERM and SIGINT end the loop; the looper then leaves the bus cleanly.
+void onStopSignal(int) {
+  if (snmpLooper) snmpLooper->stop();
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -109,6 +115,9 @@ int main(int argc, char** argv) {
   notice.setU32(kStartupService, SnmpLooper::kServiceId);
   loop->sendCmd(notice, kStartupCommand);
 
+  std::signal(SIGTERM, onStopSignal);
+  std::signal(SIGINT, onStopSignal);
   loop->run();
+  delete loop;
   return 0;
 }

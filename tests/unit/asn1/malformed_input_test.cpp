@@ -22,30 +22,21 @@ Bytes sampleMessage() {
   out.add(1, 0x02);
   out.add(std::string("public"), 0x04);
   out.startSeq(0xA3);
-  out.add(0x1234, 0x02);
-  out.add(0, 0x02);
-  out.add(0, 0x02);
+  for (int v : {0x1234, 0, 0}) out.add(v, 0x02);
   out.startSeq(0x30);
-  const char* names[] = {"1.3.6.1.2.1.1.1.0", "1.3.6.1.2.1.2.2.1.10.3",
-                         "1.3.6.1.4.1.32473.1.268435456", "1.3.6.1.2.1.1.2.0",
-                         "1.3.6.1.2.1.17.1.4.0"};
+  const unsigned char bits[] = {0x03, 0xA8};
   for (int i = 0; i < 5; ++i) {
     out.startSeq(0x30);
-    out.addOID(OID(names[i]), 0x06);
-    const unsigned char bits[] = {0x03, 0xA8};
-    switch (i) {
-      case 0: out.add(std::string(140, 's'), 0x04); break;  // long form
-      case 1: out.add(0xFFFFFFFFFFull, 0x46); break;
-      case 2: out.add(-300, 0x02); break;
-      case 3: out.addOID(OID("1.3.6.1.4.1.32473"), 0x06); break;
-      case 4: out.addBits(bits, 2, 0x03); break;
-    }
+    out.addOID(OID("1.3.6.1.4.1.32473.268435456") + i, 0x06);
+    if (i == 0) out.add(std::string(140, 's'), 0x04);  // long form
+    if (i == 1) out.add(0xFFFFFFFFFFull, 0x46);
+    if (i == 2) out.add(-300, 0x02);
+    if (i == 3) out.addOID(OID("1.3.6.1.4.1.32473"), 0x06);
+    if (i == 4) out.addBits(bits, 2, 0x03);
     out.endSeq();
   }
   out.addNull(0x05);
-  out.endSeq();
-  out.endSeq();
-  out.endSeq();
+  for (int i = 0; i < 3; ++i) out.endSeq();
   return out.bytes();
 }
 
@@ -83,29 +74,14 @@ int walk(const Bytes& msg) {
         EXPECT_EQ(probe.position(), before);
       }
     }
-    bool ok = false;
+    // Read the value as its tag says, as the agent does.
     const int tag = in.getType();
-    if (tag == 0x30 || (tag & 0xF0) == 0xA0) {
-      ok = in.enterSeq() >= 0;
-      if (ok) ++depth;
-    } else if (tag == 0x02) {
-      int v;
-      ok = in.getInt(&v);
-    } else if (tag == 0x06) {
-      OID v;
-      ok = in.getOID(&v);
-    } else if (tag == 0x46) {
-      unsigned long long v;
-      ok = in.get64(&v);
-    } else if (tag == 0x03) {
-      std::vector<unsigned char> v;
-      ok = in.getBits(&v);
-    } else if (tag == 0x05) {
-      ok = in.getNull();
-    } else {
-      std::string v;
-      ok = in.getString(&v);
-    }
+    const std::size_t kind = tag == 0x30 || (tag & 0xF0) == 0xA0 ? 1
+                             : tag == 0x02 ? 2 : tag == 0x46 ? 3
+                             : tag == 0x06 ? 5 : tag == 0x05 ? 6
+                             : tag == 0x03 ? 7 : 4;
+    const bool ok = reads[kind](in);
+    if (ok && kind == 1) ++depth;
     if (!ok) break;
     while (depth > 0 && in.atSeqEnd()) {
       in.exitSeq();

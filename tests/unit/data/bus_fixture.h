@@ -1,69 +1,115 @@
 // A real bus for the data tests: the agent's looper (service 34) under a
-// temporary root, with test services served in-process on other service ids
-// the same looper listens for, and a controlled clock for ticks and timers.
+// temporary root, test services served in-process on other service ids it
+// listens for, and one controlled clock for ticks and timers.
 #ifndef TESTS_UNIT_DATA_BUS_FIXTURE_H_
 #define TESTS_UNIT_DATA_BUS_FIXTURE_H_
 
 #include <gtest/gtest.h>
+#include <stdlib.h>
 
-#include <cstdint>
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
 
+#include "data/bus.h"
+#include "data/tick_clock.h"
 #include "kx/handler.h"
 #include "kx/looper.h"
-#include "kx/message.h"
+#include "kx/paths.h"
 
-// A list service: get all (paged), set object, count, and a settings record
-// (get/set).  Counts what it is asked.
+// A list (paged get all, set object, count) plus a settings record.
 class ListService : public kx::Handler {
  public:
+  // Marks are first-object positions offset by this, never page numbers.
+  static constexpr uint32_t kMarkBase = 1000;
   std::vector<kx::message> objects;
-  unsigned pageSize = 100;
-  // 1-based page of a get all that answers with an error; 0 = never.
-  unsigned failPage = 0;
-  bool answerCount = true;
-  bool refuseSet = false;
-  // The settings record; getError makes cmdGet fail with that text.
+  unsigned pageSize = 100, failPage = 0;  // failPage: 1-based, 0 = never
+  bool answerCount = true, refuseSet = false;
   kx::message record;
-  std::string getError;
-
-  unsigned getAllCalls = 0;
+  std::string getError;  // non-empty: get record fails with this text
   unsigned getCalls = 0;
-  unsigned countCalls = 0;
-  std::vector<uint32_t> startsSeen;      // continuation mark of each get all
-  std::vector<uint32_t> getAllArgsSeen;  // u32 0xfe000c of each get all
-  std::vector<kx::message> setsSeen;     // set object / set record requests
+  std::vector<uint32_t> starts, args;  // mark and argument of each get all
+  std::vector<kx::message> sets;
 
-  kx::message cmdGetAll(const kx::message& msg, uint32_t start, uint32_t count) override;
-  kx::message cmdSetObj(const kx::message& msg, uint32_t id) override;
-  kx::message cmdGetCount(const kx::message& msg) override;
-  kx::message cmdGet(const kx::message& msg) override;
-  kx::message cmdSet(const kx::message& msg) override;
+  kx::message cmdGetAll(const kx::message& msg, uint32_t start, uint32_t) override {
+    starts.push_back(start);
+    args.push_back(msg.getU32(kx::kGetAllArg));
+    size_t first = start == 0xffffffff ? 0 : start - kMarkBase;
+    if (failPage != 0 && first / pageSize + 1 == failPage)
+      return kx::errorMsg(kx::kErrRefused, "page refused");
+    kx::message reply;
+    std::vector<kx::message>& page = reply.messageArray(kx::kObjects);
+    for (size_t i = first; i < objects.size() && i < first + pageSize; ++i)
+      page.push_back(objects[i]);
+    if (first + pageSize < objects.size())
+      reply.setU32(kx::kContinue, static_cast<uint32_t>(first + pageSize + kMarkBase));
+    return reply;
+  }
+  kx::message cmdSetObj(const kx::message& msg, uint32_t) override { return cmdSet(msg); }
+  kx::message cmdSet(const kx::message& msg) override {
+    sets.push_back(msg);
+    return refuseSet ? kx::errorMsg(kx::kErrRefused, "value refused") : kx::message();
+  }
+  kx::message cmdGetCount(const kx::message&) override {
+    kx::message reply;
+    if (answerCount) reply.setU32(kx::kCount, static_cast<uint32_t>(objects.size()));
+    return reply;
+  }
+  kx::message cmdGet(const kx::message&) override {
+    ++getCalls;
+    return getError.empty() ? record : kx::errorMsg(kx::kErrRefused, getError);
+  }
 };
 
-// The ticks the data clock reports while a BusTest runs.
-extern uint32_t g_testTicks;
+inline uint32_t g_testTicks = 0;
+inline uint32_t testTicks() { return g_testTicks; }
 
 class BusTest : public ::testing::Test {
  protected:
-  void SetUp() override;
-  void TearDown() override;
-
-  // A new service answering at path [id] on the agent's looper; the
-  // fixture owns it and removes it after the looper has stopped.
-  ListService& serve(uint32_t id);
-  // Moves both clocks on by ticks and fires the timers that fell due.
-  void advance(uint32_t ticks);
+  void SetUp() override {
+    char dir[] = "/tmp/data_test_XXXXXX";
+    ASSERT_NE(mkdtemp(dir), nullptr);
+    root_ = dir;
+    kx::setRoot(root_);
+    looper_ = std::make_unique<kx::Looper>(34);
+    looper_->setClock([this] { return nowMs_; });
+    setBusLooper(looper_.get());
+    g_testTicks = 5000;
+    setTickSource(testTicks);
+  }
+  void TearDown() override {
+    setBusLooper(nullptr);
+    setTickSource(nullptr);
+    looper_.reset();
+    services_.clear();
+    std::filesystem::remove_all(root_);
+  }
+  // A service at path [id]; the fixture owns it.
+  ListService& serve(uint32_t id) {
+    services_.push_back(std::make_unique<ListService>());
+    EXPECT_TRUE(looper_->listen(id));
+    looper_->addHandler(id, 0, services_.back().get());
+    return *services_.back();
+  }
+  // Moves both clocks on and fires the timers that fell due.
+  void advance(uint32_t ticks) {
+    g_testTicks += ticks;
+    nowMs_ += tickToMs(ticks);
+    looper_->runOnce(0);
+  }
+  // A list object: id, and u32 0x10001 = value.
+  static kx::message listObject(uint32_t id, uint32_t value) {
+    kx::message m;
+    m.setU32(kx::kObjId, id);
+    m.setU32(kx::u32_id(0x10001), value);
+    return m;
+  }
 
   std::string root_;
   uint64_t nowMs_ = 1000;
   std::unique_ptr<kx::Looper> looper_;
   std::vector<std::unique_ptr<ListService>> services_;
 };
-
-// A list object with id and u32 0x10001 = value.
-kx::message listObject(uint32_t id, uint32_t value);
 
 #endif  // TESTS_UNIT_DATA_BUS_FIXTURE_H_

@@ -3,6 +3,8 @@
 
 #include <map>
 #include <string>
+#include <tuple>
+#include <utility>
 #include <vector>
 
 #include "data/augment_proxy_table.h"
@@ -11,7 +13,6 @@
 #include "data/ip_packer.h"
 #include "data/map_table.h"
 #include "data/num_packer.h"
-#include "engine/data.h"
 #include "data/proxy_data_provider.h"
 #include "data/static_mux_table.h"
 #include "data/string_packer.h"
@@ -26,13 +27,14 @@ struct Route : Data {
   unsigned int addr;
   std::string name;
 };
+using Row = std::pair<OID, Data*>;
+const Row kEnd{OID(), nullptr};
 
-// A provider that holds its rows in memory and pushes them on every refresh.
+// Holds rows in memory and pushes them into its clients on every refresh.
 class MemoryRows : public TableProvider {
  public:
-  std::vector<Data*> rows;
+  std::vector<Data*> rows, written;
   std::vector<TableProviderClient*> clients;
-  std::vector<Data*> written;
   unsigned refreshes = 0;
   bool canCount = false;
 
@@ -57,53 +59,40 @@ class MemoryRows : public TableProvider {
 
 class MapTableTest : public ::testing::Test {
  protected:
-  MapTableTest() : table(&source) { table.addIndex(&num); }
+  MapTableTest() { table.addIndex(&num); }
   DataNumPacker num{dataMember(&Route::num), 0x02};
   MemoryRows source;
-  MapTable table;
+  MapTable table{&source};
   Route r1{1, 0, "a"}, r5{5, 0, "b"}, r9{9, 0, "c"};
 };
 
 }  // namespace
 
-TEST_F(MapTableTest, SubscribesAndWalksInIndexOrder) {
-  ASSERT_EQ(source.clients.size(), 1u);
-  EXPECT_EQ(source.clients[0], static_cast<TableProviderClient*>(&table));
+TEST_F(MapTableTest, WalksInIndexOrderRefreshingFirst) {
+  ASSERT_EQ(source.clients, std::vector<TableProviderClient*>{&table});
   source.rows = {&r9, &r1, &r5};
-
-  EXPECT_EQ(table.getNext(OID()), std::make_pair(OID{1}, static_cast<Data*>(&r1)));
-  EXPECT_EQ(table.getNext(OID{3}), std::make_pair(OID{5}, static_cast<Data*>(&r5)));
-  EXPECT_EQ(table.getNext(OID{5, 0}), std::make_pair(OID{9}, static_cast<Data*>(&r9)));
-  EXPECT_EQ(table.getNext(OID{9}), std::make_pair(OID(), static_cast<Data*>(nullptr)));
+  EXPECT_EQ(table.getNext(OID()), Row(OID{1}, &r1));
+  EXPECT_EQ(table.getNext(OID{3}), Row(OID{5}, &r5));
+  EXPECT_EQ(table.getNext(OID{5, 0}), Row(OID{9}, &r9));
+  EXPECT_EQ(table.getNext(OID{9}), kEnd);
   EXPECT_EQ(table.get(OID{5}), &r5);
   EXPECT_EQ(table.get(OID{4}), nullptr);
-  EXPECT_EQ(source.refreshes, 6u) << "every read refreshes first";
+  EXPECT_EQ(source.refreshes, 6u);
 }
 
-TEST_F(MapTableTest, SameIndexReplacesAndRemoveDrops) {
+TEST_F(MapTableTest, SameIndexReplacesCountAndSet) {
   Route again{5, 0, "second"};
-  table.change(&r5);
-  table.change(&again);
-  ASSERT_EQ(table.rowsHeld(), 1u);
-  source.rows = {&again};
+  source.rows = {&r5, &again, &r9};
   EXPECT_EQ(table.get(OID{5}), &again);
-  table.remove(&r5);  // same index, other record: still that row
-  EXPECT_EQ(table.rowsHeld(), 0u);
-}
-
-TEST_F(MapTableTest, CountPrefersCountCommand) {
-  source.rows = {&r1, &r5};
+  EXPECT_EQ(table.count(), 2u) << "no count command: refresh and count rows";
   source.canCount = true;
+  unsigned before = source.refreshes;
   EXPECT_EQ(table.count(), 1000u);
-  EXPECT_EQ(source.refreshes, 0u);
-  source.canCount = false;
-  EXPECT_EQ(table.count(), 2u);
-  EXPECT_EQ(source.refreshes, 1u);
-}
-
-TEST_F(MapTableTest, SetGoesToProviderButReportsFalse) {
-  EXPECT_FALSE(table.set(OID{5}, &r5));
-  EXPECT_EQ(source.written, std::vector<Data*>{&r5});
+  EXPECT_EQ(source.refreshes, before);
+  table.remove(&r5);  // another record with the same index: same row
+  EXPECT_EQ(table.rowsHeld(), 1u);
+  EXPECT_FALSE(table.set(OID{9}, &r9)) << "false even when the provider accepts";
+  EXPECT_EQ(source.written, std::vector<Data*>{&r9});
 }
 
 TEST(MapTableKey, CompositeIndexBuildsAndStores) {
@@ -112,47 +101,40 @@ TEST(MapTableKey, CompositeIndexBuildsAndStores) {
   DataNumPacker num(dataMember(&Route::num), 0x02);
   DataIPPacker addr(dataMember(&Route::addr), 0x40);
   DataStringPacker name(dataMember(&Route::name), 0x04, 0);
-  table.addIndex(&num);
-  table.addIndex(&addr);
-  table.addIndex(&name);
+  for (Packer* p : std::vector<Packer*>{&num, &addr, &name}) table.addIndex(p);
 
-  Route route{3, 10u | (1u << 24), "ab"};
+  Route route{3, 10u | (1u << 24), "ab"}, back{0, 0, ""};
   OID key = table.getKey(&route);
   EXPECT_EQ(key, (OID{3, 10, 0, 0, 1, 2, 97, 98}));
-  Route back{0, 0, ""};
   table.storeKey(&back, key);
-  EXPECT_EQ(back.num, 3);
-  EXPECT_EQ(back.addr, route.addr);
-  EXPECT_EQ(back.name, "ab");
-
+  EXPECT_EQ(std::make_tuple(back.num, back.addr, back.name),
+            std::make_tuple(3, route.addr, std::string("ab")));
   // A failed step leaves nothing for the packers after it.
   Route partial{0, 0, "keep"};
   table.storeKey(&partial, OID{4, 10, 0, 0, 999, 2, 97, 98});
-  EXPECT_EQ(partial.num, 4);
-  EXPECT_EQ(partial.addr, 0u);
-  EXPECT_EQ(partial.name, "keep");
+  EXPECT_EQ(std::make_tuple(partial.num, partial.addr, partial.name),
+            std::make_tuple(4, 0u, std::string("keep")));
 }
 
 namespace {
 
 Route g_up{1, 0, "up"};
 Data* upRow() { return &g_up; }
-Data* missingRow() { return nullptr; }
+Data* noRow() { return nullptr; }
 
-class Settable : public DataProvider {
+class Writable : public ProxyDataProvider {
  public:
-  Data* get() override { return &g_up; }
+  Writable() : ProxyDataProvider(upRow) {}
   bool set(Data* record) override { return record == &g_up; }
 };
 
-// Adds an augmenting record for every even row number, none for odd ones.
+// Augments even-numbered rows only.
 class EvenAugment : public AugmentProxyTable {
  public:
   using AugmentProxyTable::AugmentProxyTable;
   Data* augment(OID const& index, Data* base) override {
     ++calls;
-    if (static_cast<Route*>(base)->num % 2 != 0) return nullptr;
-    return &extra[index];
+    return static_cast<Route*>(base)->num % 2 ? nullptr : &extra[index];
   }
   std::map<OID, Data> extra;
   unsigned calls = 0;
@@ -161,57 +143,49 @@ class EvenAugment : public AugmentProxyTable {
 }  // namespace
 
 TEST(StaticMuxTable, RowsComeFromTheirProviders) {
-  ProxyDataProvider up(upRow), missing(missingRow);
-  Settable settable;
+  ProxyDataProvider up(upRow), none(noRow);
+  Writable writable;
   StaticMuxTable table;
-  table.addProvider(OID{2}, &missing);
+  table.addProvider(OID{2}, &none);
   table.addProvider(OID{1}, &up);
   table.addProvider(OID{3}, &up);
-  table.addProvider(OID{3}, &settable);  // replaces
+  table.addProvider(OID{3}, &writable);  // replaces
   EXPECT_EQ(table.count(), 3u);
-
-  // A row whose provider has nothing is still walked.
-  EXPECT_EQ(table.getNext(OID{1}), std::make_pair(OID{2}, static_cast<Data*>(nullptr)));
-  EXPECT_EQ(table.getNext(OID{2}).first, (OID{3}));
-  EXPECT_EQ(table.getNext(OID{3}), std::make_pair(OID(), static_cast<Data*>(nullptr)));
+  EXPECT_EQ(table.getNext(OID{1}), Row(OID{2}, nullptr)) << "not skipped";
+  EXPECT_EQ(table.getNext(OID{3}), kEnd);
   EXPECT_EQ(table.get(OID{1}), &g_up);
   EXPECT_EQ(table.get(OID{7}), nullptr);
   EXPECT_TRUE(table.set(OID{3}, &g_up));
-  EXPECT_FALSE(table.set(OID{1}, &g_up)) << "a proxy provider is read-only";
+  EXPECT_FALSE(table.set(OID{1}, &g_up));
   EXPECT_FALSE(table.set(OID{7}, &g_up));
 }
 
 TEST(AugmentProxyTable, FollowsBaseRowsReadOnly) {
-  Route odd{1, 0, "odd"}, even{2, 0, "even"};
+  Route even{2, 0, "even"};
   MemoryRows source;
-  source.rows = {&odd, &even};
-  MapTable base(&source);
+  source.rows = {&g_up, &even};
+  MapTable rows(&source);
   DataNumPacker num(dataMember(&Route::num), 0x02);
-  base.addIndex(&num);
-  EvenAugment table(&base);
+  rows.addIndex(&num);
+  EvenAugment table(&rows);
 
   EXPECT_EQ(table.get(OID{3}), nullptr);
   EXPECT_EQ(table.calls, 0u) << "no base row, nothing to augment";
   EXPECT_EQ(table.get(OID{2}), &table.extra[OID{2}]);
-  // A row the subclass can't augment is returned, not skipped.
-  EXPECT_EQ(table.getNext(OID()), std::make_pair(OID{1}, static_cast<Data*>(nullptr)));
-  EXPECT_EQ(table.getNext(OID{1}).first, (OID{2}));
+  EXPECT_EQ(table.getNext(OID()), Row(OID{1}, nullptr)) << "not skipped";
   EXPECT_FALSE(table.set(OID{2}, &even));
-  EXPECT_EQ(table.count(), base.count());
   EXPECT_EQ(table.count(), 2u);
 }
 
-TEST(CountProvider, SameRecordRefreshedFromTable) {
+TEST(CountProvider, OneRecordRefreshedFromTheTable) {
   ProxyDataProvider up(upRow);
   StaticMuxTable table;
-  DataNumPacker count(dataMember(&CountProvider::CountData::count), 0x02);
-  CountProvider provider(&table);
-  Data* first = provider.get();
-  EXPECT_EQ(count.get(first), 0);
   table.addProvider(OID{1}, &up);
+  CountProvider counter(&table);
+  DataNumPacker count(dataMember(&CountProvider::CountData::count), 0x02);
+  Data* first = counter.get();
+  EXPECT_EQ(count.get(first), 1);
   table.addProvider(OID{2}, &up);
-  Data* second = provider.get();
-  EXPECT_EQ(second, first);
-  EXPECT_EQ(count.get(second), 2);
-  EXPECT_FALSE(provider.set(second));
+  EXPECT_EQ(counter.get(), first);
+  EXPECT_EQ(count.get(first), 2);
 }

@@ -260,8 +260,10 @@ void message::merge(const message& other) {
 // which the fields were added does not matter.
 bool message::operator==(const message& o) const {
   if (fields_.size() != o.fields_.size()) return false;
-  for (const Field& f : fields_) {
-    const Field* g = o.find(f.key);
+  for (size_t i = 0; i < fields_.size(); ++i) {
+    const Field& f = fields_[i];
+    // Usually both were built in the same order: no search needed.
+    const Field* g = o.fields_[i].key == f.key ? &o.fields_[i] : o.find(f.key);
     if (!g || !(g->value == f.value)) return false;
   }
   return true;

@@ -7,6 +7,8 @@
 #include <cstdlib>
 #include <limits>
 
+#include "kx/message_field.h"
+
 namespace kx {
 
 using nlohmann::json;
@@ -37,8 +39,9 @@ bool parseDecimal(const std::string& t, uint64_t max, uint64_t& out) {
 
 bool parseDottedQuad(const std::string& t, uint32_t& out) {
   in_addr a{};
-  // inet_pton takes exactly four decimal octets (no shorthand forms).
-  if (inet_pton(AF_INET, t.c_str(), &a) != 1) return false;
+  // inet_pton takes exactly four decimal octets (no shorthand forms); a
+  // NUL inside the text would hide what follows it.
+  if (t.find('\0') != std::string::npos || inet_pton(AF_INET, t.c_str(), &a) != 1) return false;
   out = ntohl(a.s_addr);
   return true;
 }
@@ -124,8 +127,11 @@ const char* expected(uint32_t scalarType) {
   }
 }
 
-// Forward: a nested message value.
-bool messageFrom(const json& j, message& out, std::string& err);
+// Forward declarations for nested messages.  depth counts the messages
+// enclosing the one being read; deeper than kMaxNesting could never be
+// sent, and refusing it also bounds the recursion on hostile files.
+bool messageFrom(const json& j, message& out, std::string& err, int depth);
+bool fieldFrom(message& out, uint32_t key, const json& v, std::string& err, int depth);
 
 bool u32From(const json& v, uint32_t& out) {
   if (v.is_number_unsigned()) {
@@ -151,49 +157,54 @@ bool rawFrom(const json& v, message::raw& out) {
 // One scalar of the given type.  err gets the reason on failure, without
 // the key (the caller prefixes it).
 template <typename T>
-bool scalarFrom(const json& v, uint32_t scalarType, T& out, std::string& err);
+bool scalarFrom(const json& v, uint32_t scalarType, T& out, std::string& err, int depth = 0);
 
 template <>
-bool scalarFrom(const json& v, uint32_t t, bool& out, std::string& err) {
+bool scalarFrom(const json& v, uint32_t t, bool& out, std::string& err, int) {
   if (v.is_boolean()) return out = v.get<bool>(), true;
   err = std::string("expected ") + expected(t) + ", got " + shown(v);
   return false;
 }
 template <>
-bool scalarFrom(const json& v, uint32_t t, uint32_t& out, std::string& err) {
+bool scalarFrom(const json& v, uint32_t t, uint32_t& out, std::string& err, int) {
   if (u32From(v, out)) return true;
   err = std::string("expected ") + expected(t) + ", got " + shown(v);
   return false;
 }
 template <>
-bool scalarFrom(const json& v, uint32_t t, uint64_t& out, std::string& err) {
+bool scalarFrom(const json& v, uint32_t t, uint64_t& out, std::string& err, int) {
   if (u64From(v, out)) return true;
   err = std::string("expected ") + expected(t) + ", got " + shown(v);
   return false;
 }
 template <>
-bool scalarFrom(const json& v, uint32_t t, std::string& out, std::string& err) {
+bool scalarFrom(const json& v, uint32_t t, std::string& out, std::string& err, int) {
   if (v.is_string()) return out = v.get<std::string>(), true;
   err = std::string("expected ") + expected(t) + ", got " + shown(v);
   return false;
 }
 template <>
-bool scalarFrom(const json& v, uint32_t t, message::raw& out, std::string& err) {
+bool scalarFrom(const json& v, uint32_t t, message::raw& out, std::string& err, int) {
   if (rawFrom(v, out)) return true;
   err = std::string("expected ") + expected(t) + ", got " + shown(v);
   return false;
 }
 template <>
-bool scalarFrom(const json& v, uint32_t t, message& out, std::string& err) {
+bool scalarFrom(const json& v, uint32_t t, message& out, std::string& err, int depth) {
   if (!v.is_object()) {
     err = std::string("expected ") + expected(t) + ", got " + shown(v);
     return false;
   }
-  return messageFrom(v, out, err);
+  if (depth >= kMaxNesting) {
+    err = "messages nested deeper than " + std::to_string(kMaxNesting);
+    return false;
+  }
+  return messageFrom(v, out, err, depth + 1);
 }
 
 template <typename T>
-bool arrayFrom(const json& v, uint32_t scalarType, std::vector<T>& out, std::string& err) {
+bool arrayFrom(const json& v, uint32_t scalarType, std::vector<T>& out, std::string& err,
+               int depth) {
   if (!v.is_array()) {
     err = std::string("expected an array of ") + expected(scalarType) + ", got " + shown(v);
     return false;
@@ -203,7 +214,7 @@ bool arrayFrom(const json& v, uint32_t scalarType, std::vector<T>& out, std::str
   for (size_t i = 0; i < v.size(); ++i) {
     T e{};
     std::string why;
-    if (!scalarFrom(v[i], scalarType, e, why)) {
+    if (!scalarFrom(v[i], scalarType, e, why, depth)) {
       err = "element " + std::to_string(i) + ": " + why;
       return false;
     }
@@ -212,7 +223,7 @@ bool arrayFrom(const json& v, uint32_t scalarType, std::vector<T>& out, std::str
   return true;
 }
 
-bool messageFrom(const json& j, message& out, std::string& err) {
+bool messageFrom(const json& j, message& out, std::string& err, int depth) {
   if (!j.is_object()) {
     err = "expected a message (object), got " + shown(j);
     return false;
@@ -225,7 +236,7 @@ bool messageFrom(const json& j, message& out, std::string& err) {
       return false;
     }
     std::string why;
-    if (!setFieldFromJson(m, key, it.value(), why)) {
+    if (!fieldFrom(m, key, it.value(), why, depth)) {
       // Nested failures already start with their own key.
       err = keyText(key) + (why.rfind("0x", 0) == 0 ? " > " : ": ") + why;
       return false;
@@ -233,6 +244,27 @@ bool messageFrom(const json& j, message& out, std::string& err) {
   }
   out = std::move(m);
   return true;
+}
+
+bool fieldFrom(message& out, uint32_t key, const json& v, std::string& err, int depth) {
+  const uint32_t type = keyType(key);
+  const uint32_t scalar = type & ~kArrayBit;
+  bool ok = false;
+  switch (type) {
+    case kTypeBool: { bool x; if ((ok = scalarFrom(v, scalar, x, err, depth))) out.setBool(key, x); break; }
+    case kTypeU32: { uint32_t x; if ((ok = scalarFrom(v, scalar, x, err, depth))) out.setU32(key, x); break; }
+    case kTypeU64: { uint64_t x; if ((ok = scalarFrom(v, scalar, x, err, depth))) out.setU64(key, x); break; }
+    case kTypeString: { std::string x; if ((ok = scalarFrom(v, scalar, x, err, depth))) out.setString(key, x); break; }
+    case kTypeRaw: { message::raw x; if ((ok = scalarFrom(v, scalar, x, err, depth))) out.setRaw(key, x); break; }
+    case kTypeMessage: { message x; if ((ok = scalarFrom(v, scalar, x, err, depth))) out.setMessage(key, x); break; }
+    case kArrayBit | kTypeU32: { std::vector<uint32_t> x; if ((ok = arrayFrom(v, scalar, x, err, depth))) out.setU32Array(key, x); break; }
+    case kArrayBit | kTypeU64: { std::vector<uint64_t> x; if ((ok = arrayFrom(v, scalar, x, err, depth))) out.setU64Array(key, x); break; }
+    case kArrayBit | kTypeString: { std::vector<std::string> x; if ((ok = arrayFrom(v, scalar, x, err, depth))) out.setStringArray(key, x); break; }
+    case kArrayBit | kTypeRaw: { std::vector<message::raw> x; if ((ok = arrayFrom(v, scalar, x, err, depth))) out.setRawArray(key, x); break; }
+    case kArrayBit | kTypeMessage: { std::vector<message> x; if ((ok = arrayFrom(v, scalar, x, err, depth))) out.setMessageArray(key, x); break; }
+    default: err = "unknown type tag in key " + keyText(key); break;
+  }
+  return ok;
 }
 
 }  // namespace
@@ -257,40 +289,17 @@ bool parseKey(const std::string& text, uint32_t& key) {
     return false;
   }
   const uint32_t k = static_cast<uint32_t>(v);
-  switch (keyType(k)) {
-    case kTypeBool: case kTypeU32: case kTypeU64: case kTypeString: case kTypeMessage:
-    case kTypeRaw: case kArrayBit | kTypeU32: case kArrayBit | kTypeU64:
-    case kArrayBit | kTypeString: case kArrayBit | kTypeMessage: case kArrayBit | kTypeRaw:
-      key = k;
-      return true;
-    default:
-      return false;  // a type tag that no field can have
-  }
+  if (!validKeyType(keyType(k))) return false;  // a tag no field can have
+  key = k;
+  return true;
 }
 
 bool setFieldFromJson(message& out, uint32_t key, const json& v, std::string& err) {
-  const uint32_t type = keyType(key);
-  const uint32_t scalar = type & ~kArrayBit;
-  bool ok = false;
-  switch (type) {
-    case kTypeBool: { bool x; if ((ok = scalarFrom(v, scalar, x, err))) out.setBool(key, x); break; }
-    case kTypeU32: { uint32_t x; if ((ok = scalarFrom(v, scalar, x, err))) out.setU32(key, x); break; }
-    case kTypeU64: { uint64_t x; if ((ok = scalarFrom(v, scalar, x, err))) out.setU64(key, x); break; }
-    case kTypeString: { std::string x; if ((ok = scalarFrom(v, scalar, x, err))) out.setString(key, x); break; }
-    case kTypeRaw: { message::raw x; if ((ok = scalarFrom(v, scalar, x, err))) out.setRaw(key, x); break; }
-    case kTypeMessage: { message x; if ((ok = scalarFrom(v, scalar, x, err))) out.setMessage(key, x); break; }
-    case kArrayBit | kTypeU32: { std::vector<uint32_t> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setU32Array(key, x); break; }
-    case kArrayBit | kTypeU64: { std::vector<uint64_t> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setU64Array(key, x); break; }
-    case kArrayBit | kTypeString: { std::vector<std::string> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setStringArray(key, x); break; }
-    case kArrayBit | kTypeRaw: { std::vector<message::raw> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setRawArray(key, x); break; }
-    case kArrayBit | kTypeMessage: { std::vector<message> x; if ((ok = arrayFrom(v, scalar, x, err))) out.setMessageArray(key, x); break; }
-    default: err = "unknown type tag in key " + keyText(key); break;
-  }
-  return ok;
+  return fieldFrom(out, key, v, err, 0);
 }
 
 bool messageFromJson(const json& j, message& out, std::string& err) {
-  return messageFrom(j, out, err);
+  return messageFrom(j, out, err, 0);
 }
 
 bool setFieldFromText(message& out, uint32_t key, const std::string& text, std::string& err) {

@@ -86,6 +86,30 @@ TEST(MessageJson, ErrorsNameTheKeyAndTheProblem) {
   EXPECT_EQ(err, "expected a message (object), got []");
 }
 
+// An object with `levels` messages nested below it.
+std::string nestedJson(int levels, const char* key) {
+  std::string open, close;
+  for (int i = 0; i < levels; ++i) {
+    open += std::string("{\"") + key + "\":";
+    close += "}";
+  }
+  return open + "{}" + close;
+}
+
+TEST(MessageJson, NestingIsLimitedLikeTheWireFormat) {
+  std::string err;
+  const message ok = fromJson(nestedJson(kMaxNesting, "0x28000001"), &err);
+  EXPECT_EQ(err, "");
+  const std::string bytes = ok.encode();
+  message back;
+  EXPECT_TRUE(message::decode(bytes.data(), bytes.size(), back));
+  fromJson(nestedJson(kMaxNesting + 1, "0x28000001"), &err);
+  EXPECT_NE(err.find("messages nested deeper than 32"), std::string::npos) << err;
+  // A hostile file: refused early, no deep recursion.
+  fromJson(nestedJson(20000, "0x28000001"), &err);
+  EXPECT_NE(err, "");
+}
+
 TEST(MessageJson, KeysParseInHexOrDecimal) {
   uint32_t key = 0;
   EXPECT_TRUE(parseKey("0x08fe0001", key));

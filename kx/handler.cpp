@@ -170,7 +170,8 @@ void Handler::notifyChange(uint32_t id, const message&) {
     ev.setCommand(s.kind);
     ev.setU32Array(kSrcPath, path_.empty() ? l->path() : path_);
     ev.setDstPath(s.path);
-    if (!l->transport_->sendOn(s.connection, ev) && s.connection >= 0) dropSubscriber(s.connection);
+    // A connection that fails is closed, which drops its subscribers.
+    l->transport_->sendOn(s.connection, ev);
   }
 }
 

@@ -30,6 +30,21 @@ void stripTransportFields(message& m) {
 
 bool isAbsentError(int err) { return err == ENOENT || err == ECONNREFUSED; }
 
+// True when a live process accepts connections on addr.  A socket file
+// whose process died refuses them and may be replaced.
+bool servedElsewhere(const sockaddr_un& addr) {
+  int probe = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (probe < 0) return false;
+  int r;
+  do {
+    r = ::connect(probe, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
+  } while (r != 0 && errno == EINTR);
+  // EAGAIN: its backlog is full, so it is alive but busy.
+  const bool live = r == 0 || errno == EAGAIN;
+  ::close(probe);
+  return live;
+}
+
 }  // namespace
 
 std::string pathText(const std::vector<uint32_t>& path) {
@@ -81,6 +96,12 @@ bool Transport::listen(uint32_t service) {
   int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (fd < 0) {
     std::fprintf(stderr, "kx: cannot listen for service %u: %s\n", service, std::strerror(errno));
+    return false;
+  }
+  if (servedElsewhere(addr)) {
+    std::fprintf(stderr, "kx: cannot listen for service %u: another process serves %s\n", service,
+                 path.c_str());
+    ::close(fd);
     return false;
   }
   // A file left by a process that died is stale: replace it.

@@ -46,8 +46,9 @@ class Transport {
   Transport(const Transport&) = delete;
   Transport& operator=(const Transport&) = delete;
 
-  // Creates, binds and registers the socket of service; replaces a stale
-  // socket file.  false (logged) on failure.
+  // Creates, binds and registers the socket of service.  A socket file
+  // left by a dead process is replaced; one that a live process still
+  // serves is not.  false (logged) on failure.
   bool listen(uint32_t service);
   bool listening(uint32_t service) const { return listeners_.count(service) != 0; }
   // The socket file of service below the current root.

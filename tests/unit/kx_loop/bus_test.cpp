@@ -126,6 +126,18 @@ TEST_F(BusTest, CachedConnectionIsReopenedAfterThePeerRestarts) {
   EXPECT_EQ(kxLines(err), 0) << err;
 }
 
+TEST_F(BusTest, ALiveServiceKeepsItsSocket) {
+  pid_t owner = startEcho(53);
+  ASSERT_GT(owner, 0);
+  testing::internal::CaptureStderr();
+  kx::Looper second(53);
+  EXPECT_EQ(kxLines(testing::internal::GetCapturedStderr()), 1);
+  EXPECT_FALSE(second.listening(53));
+  // Requests still reach the process that serves it.
+  kx::message req = request({53}, 0x6);
+  EXPECT_EQ(second.exchangeMessage(req, 2000).getU32(kEchoPid), static_cast<uint32_t>(owner));
+}
+
 TEST_F(BusTest, LargeMessagesTravelInPiecesUpToTheLimit) {
   ASSERT_GT(startEcho(47), 0);
   kx::Looper me(41);

@@ -10,9 +10,10 @@ namespace {
 
 void log(const char* text) { std::printf("SNMP InStream: %s\n", text); }
 
-// Unsigned content of up to four octets has a leading 0 as a fifth.
+// An INTEGER of 32 bits takes four octets, or five when it is an unsigned
+// value with its top bit set (a leading 0 is added).
 constexpr std::uint32_t kMaxIntOctets = 4;
-constexpr std::uint32_t kMaxUnsignedIntOctets = 5;
+constexpr std::uint32_t kMaxUnsignedIntOctets = kMaxIntOctets + 1;
 constexpr std::uint32_t kMaxCounter64Octets = 8;
 constexpr unsigned int kOidGroupBits = 7;
 constexpr std::uint8_t kOidMoreBit = 0x80;

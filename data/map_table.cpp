@@ -47,6 +47,11 @@ void MapTable::storeKey(Data* record, OID const& index) const {
 
 void MapTable::clear() { rows_.clear(); }
 
-void MapTable::change(Data* record) { rows_[getKey(record)] = record; }
+// A null record would make a row that GETNEXT stops at and can't answer.
+void MapTable::change(Data* record) {
+  if (record) rows_[getKey(record)] = record;
+}
 
-void MapTable::remove(Data* record) { rows_.erase(getKey(record)); }
+void MapTable::remove(Data* record) {
+  if (record) rows_.erase(getKey(record));
+}

@@ -47,6 +47,7 @@ class MapTable : public Table, public TableProviderClient {
   virtual void storeKey(Data* record, OID const& index) const;
 
   void clear() override;
+  // Both ignore a null record.
   void change(Data* record) override;
   void remove(Data* record) override;
 

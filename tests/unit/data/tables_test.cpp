@@ -70,7 +70,7 @@ class MapTableTest : public ::testing::Test {
 
 TEST_F(MapTableTest, WalksInIndexOrderRefreshingFirst) {
   ASSERT_EQ(source.clients, std::vector<TableProviderClient*>{&table});
-  source.rows = {&r9, &r1, &r5};
+  source.rows = {&r9, nullptr, &r1, &r5};  // a null record makes no row
   EXPECT_EQ(table.getNext(OID()), Row(OID{1}, &r1));
   EXPECT_EQ(table.getNext(OID{3}), Row(OID{5}, &r5));
   EXPECT_EQ(table.getNext(OID{5, 0}), Row(OID{9}, &r9));

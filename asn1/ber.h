@@ -27,7 +27,7 @@ constexpr unsigned int kGetBulkRequest = 0xA5;
 constexpr unsigned int kReport = 0xA8;
 
 // Length octets.
-constexpr unsigned int kLongLengthBit = 0x80;   // long form; low 7 bits count
+constexpr unsigned int kLongLengthBit = 0x80;  // long form; low 7 bits count
 constexpr unsigned int kIndefiniteLength = 0x80;
 constexpr unsigned int kMaxShortLength = 127;
 // Input lengths of up to four octets are read: nothing longer fits a

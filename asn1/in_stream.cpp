@@ -21,12 +21,9 @@ constexpr std::uint8_t kOidGroupMask = 0x7F;
 
 }  // namespace
 
-InStream::InStream(const unsigned char* data, unsigned int len)
-    : data_(data, data + len) {}
+InStream::InStream(const unsigned char* data, unsigned int len) : data_(data, data + len) {}
 
-int InStream::getType() const {
-  return cursor_ < data_.size() ? data_[cursor_] : -1;
-}
+int InStream::getType() const { return cursor_ < data_.size() ? data_[cursor_] : -1; }
 
 bool InStream::readLen(std::size_t* pos, std::uint32_t* len) const {
   std::size_t p = *pos;
@@ -65,8 +62,7 @@ int InStream::getLen() {
   return static_cast<int>(len);
 }
 
-InStream::Header InStream::readHeader(std::size_t* start,
-                                      std::uint32_t* len) const {
+InStream::Header InStream::readHeader(std::size_t* start, std::uint32_t* len) const {
   if (cursor_ >= data_.size()) return Header::kFailed;
   std::size_t pos = cursor_ + 1;  // the tag is not looked at
   std::uint32_t n = 0;
@@ -76,8 +72,7 @@ InStream::Header InStream::readHeader(std::size_t* start,
   return n > data_.size() - pos ? Header::kOverflow : Header::kOk;
 }
 
-bool InStream::readContent(std::size_t* start, std::uint32_t* len,
-                           const char* overflow_msg) const {
+bool InStream::readContent(std::size_t* start, std::uint32_t* len, const char* overflow_msg) const {
   const Header h = readHeader(start, len);
   if (h == Header::kOverflow) log(overflow_msg);
   return h == Header::kOk;
@@ -162,12 +157,12 @@ bool InStream::getOID(OID* value) {
   std::uint32_t len = 0;
   const Header h = readHeader(&start, &len);
   if (h == Header::kOverflow) {
-    std::printf("SNMP InStream: get oid overflow of message%zu %u %zu\n",
-                start, len, data_.size());
+    std::printf("SNMP InStream: get oid overflow of message%zu %u %zu\n", start, len, data_.size());
   }
   if (h != Header::kOk) return false;
 
   OID oid;
+  oid.reserve(len + 1);  // never more arcs than content octets plus one
   std::size_t p = start;
   if (len == 0) {
     oid = {0, 0};

@@ -84,8 +84,7 @@ class InStream {
   // (for the caller to log); kFailed: no length.  Doesn't move the cursor.
   Header readHeader(std::size_t* start, std::uint32_t* len) const;
   // readHeader, logging overflow_msg on kOverflow.
-  bool readContent(std::size_t* start, std::uint32_t* len,
-                   const char* overflow_msg) const;
+  bool readContent(std::size_t* start, std::uint32_t* len, const char* overflow_msg) const;
 
   std::vector<std::uint8_t> data_;
   std::vector<std::size_t> seq_ends_;  // end offsets of entered values

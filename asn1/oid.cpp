@@ -21,9 +21,7 @@ bool allBytes(const OID& oid, std::size_t from, std::size_t to) {
 }
 
 // Whether oid starts with a length arc L that leaves room for L more arcs.
-bool hasLengthPrefix(const OID& oid) {
-  return !oid.empty() && oid[0] < oid.size();
-}
+bool hasLengthPrefix(const OID& oid) { return !oid.empty() && oid[0] < oid.size(); }
 
 void parse(const char* text, std::size_t len, OID* out) {
   std::size_t pos = 0;
@@ -44,8 +42,7 @@ void parse(const char* text, std::size_t len, OID* out) {
 
 const OID ZERO_OID("0");
 
-OID::OID(std::initializer_list<unsigned int> arcs)
-    : std::vector<unsigned int>(arcs) {}
+OID::OID(std::initializer_list<unsigned int> arcs) : std::vector<unsigned int>(arcs) {}
 
 OID::OID(const std::string& text) { parse(text.data(), text.size(), this); }
 
@@ -97,8 +94,7 @@ int OID::compare(const OID& b, unsigned int n) const {
 }
 
 bool OID::startsWith(const OID& prefix) const {
-  return prefix.size() <= size() &&
-         std::equal(prefix.begin(), prefix.end(), begin());
+  return prefix.size() <= size() && std::equal(prefix.begin(), prefix.end(), begin());
 }
 
 OID OID::tail(unsigned int n) const {

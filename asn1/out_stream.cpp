@@ -15,7 +15,7 @@ void log(const char* text) { std::printf("SNMP OutStream: %s\n", text); }
 // Most responses fit one Ethernet frame: reserve that once, grow beyond it
 // only for large ones.
 constexpr std::size_t kInitialCapacity = 1500;
-constexpr unsigned int kLength1Octet = 0x81;  // long form, one octet
+constexpr unsigned int kLength1Octet = 0x81;   // long form, one octet
 constexpr unsigned int kLength2Octets = 0x82;  // long form, two octets
 constexpr std::size_t kMaxOneOctetLength = 255;
 constexpr unsigned int kOidGroupBits = 7;
@@ -98,8 +98,8 @@ void OutStream::addLen(std::size_t n) {
   }
 }
 
-void OutStream::addNumber(unsigned long long value, unsigned int n,
-                          unsigned int tag, bool leading_zero) {
+void OutStream::addNumber(unsigned long long value, unsigned int n, unsigned int tag,
+                          bool leading_zero) {
   data_.push_back(static_cast<std::uint8_t>(tag));
   addLen(n + (leading_zero ? 1 : 0));
   if (leading_zero) data_.push_back(0);
@@ -129,16 +129,15 @@ void OutStream::add(unsigned long long value, unsigned int tag) {
   }
 }
 
-void OutStream::add(const unsigned char* bytes, unsigned int len,
-                    unsigned int tag) {
+void OutStream::add(const unsigned char* bytes, unsigned int len, unsigned int tag) {
   data_.push_back(static_cast<std::uint8_t>(tag));
   addLen(len);
   data_.insert(data_.end(), bytes, bytes + len);
 }
 
 void OutStream::add(const std::string& bytes, unsigned int tag) {
-  add(reinterpret_cast<const unsigned char*>(bytes.data()),
-      static_cast<unsigned int>(bytes.size()), tag);
+  add(reinterpret_cast<const unsigned char*>(bytes.data()), static_cast<unsigned int>(bytes.size()),
+      tag);
 }
 
 void OutStream::addNull(unsigned int tag) {
@@ -161,8 +160,7 @@ void OutStream::addOID(const OID& oid, unsigned int tag) {
   for (std::size_t i = 2; i < oid.size(); ++i) len += arcOctets(oid[i]);
   data_.push_back(static_cast<std::uint8_t>(tag));
   addLen(len);
-  data_.push_back(static_cast<std::uint8_t>(oid[0] * ber::kFirstArcFactor +
-                                            oid[1]));
+  data_.push_back(static_cast<std::uint8_t>(oid[0] * ber::kFirstArcFactor + oid[1]));
   for (std::size_t i = 2; i < oid.size(); ++i) {
     for (unsigned int g = arcOctets(oid[i]); g > 0; --g) {
       std::uint8_t b = (oid[i] >> (kOidGroupBits * (g - 1))) & 0x7F;
@@ -172,8 +170,7 @@ void OutStream::addOID(const OID& oid, unsigned int tag) {
   }
 }
 
-void OutStream::addBits(const unsigned char* bytes, unsigned int len,
-                        unsigned int tag) {
+void OutStream::addBits(const unsigned char* bytes, unsigned int len, unsigned int tag) {
   if (len == 0 || bytes[0] > ber::kMaxUnusedBits) {
     log("building invalid bitstring");
     return;
@@ -217,8 +214,7 @@ void OutStream::addVarBind(const VariableBinding& vb) {
   endSeq();
 }
 
-void OutStream::addErrorPlaceholder(std::uint32_t* position,
-                                    unsigned int value) {
+void OutStream::addErrorPlaceholder(std::uint32_t* position, unsigned int value) {
   if (*position == 0) {
     data_.push_back(ber::kInteger);
     data_.push_back(1);
@@ -232,6 +228,4 @@ void OutStream::addErrorStatus(unsigned int value) {
   addErrorPlaceholder(&error_status_pos_, value);
 }
 
-void OutStream::addErrorIndex(unsigned int value) {
-  addErrorPlaceholder(&error_index_pos_, value);
-}
+void OutStream::addErrorIndex(unsigned int value) { addErrorPlaceholder(&error_index_pos_, value); }

@@ -88,8 +88,7 @@ class OutStream {
  private:
   void addErrorPlaceholder(std::uint32_t* position, unsigned int value);
   // Tag, length and the low n octets of value, big-endian.
-  void addNumber(unsigned long long value, unsigned int n, unsigned int tag,
-                 bool leading_zero);
+  void addNumber(unsigned long long value, unsigned int n, unsigned int tag, bool leading_zero);
 
   std::vector<std::uint8_t> data_;
   std::vector<std::size_t> open_seqs_;  // size just after each placeholder

@@ -31,10 +31,15 @@ InStream reread(const OutStream& out) {
 bool runRead(InStream& in, unsigned int op) {
   OutStream out;
   switch (op) {
-    case 0: return in.getType() >= 0;
-    case 1: return in.getLen() >= 0;
-    case 2: return in.enterSeq() >= 0;
-    case 3: in.exitSeq(); return false;
+    case 0:
+      return in.getType() >= 0;
+    case 1:
+      return in.getLen() >= 0;
+    case 2:
+      return in.enterSeq() >= 0;
+    case 3:
+      in.exitSeq();
+      return false;
     case 4: {
       int v = 0;
       if (!in.getInt(&v)) return false;
@@ -72,7 +77,8 @@ bool runRead(InStream& in, unsigned int op) {
       }
       return true;
     }
-    case 8: return in.getNull();
+    case 8:
+      return in.getNull();
     case 9: {
       std::vector<unsigned char> v;
       if (!in.getBits(&v)) return false;
@@ -81,8 +87,12 @@ bool runRead(InStream& in, unsigned int op) {
       check(reread(out).getBits(&back) && back == v);
       return true;
     }
-    case 10: in.getVersion(); return false;
-    default: in.reset(); return false;
+    case 10:
+      in.getVersion();
+      return false;
+    default:
+      in.reset();
+      return false;
   }
 }
 

@@ -1,12 +1,12 @@
 // BER decoding: lengths, integers, OIDs, strings, sequences, and how failed
 // reads report and leave the stream.
+#include "asn1/in_stream.h"
+
 #include <gtest/gtest.h>
 
 #include <functional>
 #include <string>
 #include <vector>
-
-#include "asn1/in_stream.h"
 
 namespace {
 
@@ -44,34 +44,30 @@ TEST(InStreamFailure, EachReasonPrintsItsLineAndKeepsTheCursor) {
   auto getBits = [&bits](InStream& in) { return in.getBits(&bits); };
   const std::string p = "SNMP InStream: ";
   expectFailure({0x80}, len, p + "we don't support indefinite lengths\n");
-  expectFailure({0x85, 0, 0, 0, 0, 1}, len,
-                p + "we can't support data lengths that long\n");
+  expectFailure({0x85, 0, 0, 0, 0, 1}, len, p + "we can't support data lengths that long\n");
   expectFailure({0x84, 1, 2, 3}, len, p + "malformed in getLen\n");
   expectFailure({0x84, 0x80, 0, 0, 0}, len, "");  // 2^31: negative, silent
   expectFailure({}, getInt, "");
-  expectFailure({2, 5, 1, 0, 0, 0, 0}, getInt,
-                p + "I don't support such large integers 2\n");
-  expectFailure({2, 6, 0, 0, 0, 0, 0, 1}, getInt,
-                p + "I don't support such large integers\n");
+  expectFailure({2, 5, 1, 0, 0, 0, 0}, getInt, p + "I don't support such large integers 2\n");
+  expectFailure({2, 6, 0, 0, 0, 0, 0, 1}, getInt, p + "I don't support such large integers\n");
   expectFailure({2, 2, 1}, getInt, p + "get int overflow of message\n");
-  expectFailure({0x46, 9, 0, 0x80, 0, 0, 0, 0, 0, 0, 0}, get64,
-                p + "invalig counter64 size\n");
+  expectFailure({0x46, 9, 0, 0x80, 0, 0, 0, 0, 0, 0, 0}, get64, p + "invalig counter64 size\n");
   expectFailure({0x46, 3, 1}, get64, p + "get 64 overflow of message\n");
-  expectFailure({4, 5, 'a', 'b'},
-                [&s](InStream& in) { return in.getString(&s); },
-                p + "get string overflow of message\n");
-  expectFailure({5, 1, 0}, [](InStream& in) { return in.getNull(); },
-                p + "malformed null\n");
+  expectFailure(
+      {4, 5, 'a', 'b'}, [&s](InStream& in) { return in.getString(&s); },
+      p + "get string overflow of message\n");
+  expectFailure(
+      {5, 1, 0}, [](InStream& in) { return in.getNull(); }, p + "malformed null\n");
   expectFailure({3, 0}, getBits, p + "Invalid bitstring\n");
   expectFailure({3, 1, 8}, getBits, p + "Invalid bitstring\n");
   expectFailure({3, 3, 0}, getBits, p + "get bits overflow of message\n");
-  expectFailure({6, 5, 0x2B, 6}, [&oid](InStream& in) { return in.getOID(&oid); },
-                p + "get oid overflow of message2 5 4\n");
-  expectFailure({6, 2, 0x2B, 0x80},
-                [&oid](InStream& in) { return in.getOID(&oid); },
-                p + "malformed oid\n");
-  expectFailure({0x30, 5, 2, 1, 1},
-                [](InStream& in) { return in.enterSeq() >= 0; }, "");
+  expectFailure(
+      {6, 5, 0x2B, 6}, [&oid](InStream& in) { return in.getOID(&oid); },
+      p + "get oid overflow of message2 5 4\n");
+  expectFailure(
+      {6, 2, 0x2B, 0x80}, [&oid](InStream& in) { return in.getOID(&oid); }, p + "malformed oid\n");
+  expectFailure(
+      {0x30, 5, 2, 1, 1}, [](InStream& in) { return in.enterSeq() >= 0; }, "");
   EXPECT_EQ(i, 42);
   EXPECT_EQ(u, 42u);
   EXPECT_EQ(s, "keep");
@@ -80,8 +76,13 @@ TEST(InStreamFailure, EachReasonPrintsItsLineAndKeepsTheCursor) {
 }
 
 TEST(InStreamInteger, SignExtendedOrFiveOctetsWithLeadingZero) {
-  const struct { Bytes b; int value; } cases[] = {
-      {{2, 0}, 0}, {{2, 1, 0x80}, -128}, {{2, 2, 0xFF, 0x7F}, -129},
+  const struct {
+    Bytes b;
+    int value;
+  } cases[] = {
+      {{2, 0}, 0},
+      {{2, 1, 0x80}, -128},
+      {{2, 2, 0xFF, 0x7F}, -129},
       {{0x41, 4, 0x80, 0, 0, 0}, INT32_MIN},
       {{2, 5, 0x00, 0xFF, 0xFF, 0xFF, 0xFF}, -1},
   };
@@ -99,7 +100,10 @@ TEST(InStreamInteger, SignExtendedOrFiveOctetsWithLeadingZero) {
 }
 
 TEST(InStreamOid, FirstOctetHoldsTwoArcsUncapped) {
-  const struct { Bytes b; OID oid; } cases[] = {
+  const struct {
+    Bytes b;
+    OID oid;
+  } cases[] = {
       {{6, 0}, OID("0.0")},
       {{6, 1, 0x2B}, OID("1.3")},
       {{6, 3, 0x2B, 0x86, 0x48}, OID("1.3.840")},
@@ -168,8 +172,7 @@ TEST(InStreamVersion, ReadOnceThenCached) {
   testing::internal::CaptureStdout();
   EXPECT_EQ(in.getVersion(), -1);
   EXPECT_EQ(in.getVersion(), -1);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "SNMP InStream: get int overflow of message\n");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "SNMP InStream: get int overflow of message\n");
 }
 
 }  // namespace

@@ -46,12 +46,27 @@ std::vector<Read> allReads() {
   return {
       [](InStream& in) { return in.getLen() >= 0; },
       [](InStream& in) { return in.enterSeq() >= 0; },
-      [](InStream& in) { int v; return in.getInt(&v); },
-      [](InStream& in) { unsigned long long v; return in.get64(&v); },
-      [](InStream& in) { std::string v; return in.getString(&v); },
-      [](InStream& in) { OID v; return in.getOID(&v); },
+      [](InStream& in) {
+        int v;
+        return in.getInt(&v);
+      },
+      [](InStream& in) {
+        unsigned long long v;
+        return in.get64(&v);
+      },
+      [](InStream& in) {
+        std::string v;
+        return in.getString(&v);
+      },
+      [](InStream& in) {
+        OID v;
+        return in.getOID(&v);
+      },
       [](InStream& in) { return in.getNull(); },
-      [](InStream& in) { std::vector<unsigned char> v; return in.getBits(&v); },
+      [](InStream& in) {
+        std::vector<unsigned char> v;
+        return in.getBits(&v);
+      },
   };
 }
 
@@ -77,9 +92,12 @@ int walk(const Bytes& msg) {
     // Read the value as its tag says, as the agent does.
     const int tag = in.getType();
     const std::size_t kind = tag == 0x30 || (tag & 0xF0) == 0xA0 ? 1
-                             : tag == 0x02 ? 2 : tag == 0x46 ? 3
-                             : tag == 0x06 ? 5 : tag == 0x05 ? 6
-                             : tag == 0x03 ? 7 : 4;
+                             : tag == 0x02                       ? 2
+                             : tag == 0x46                       ? 3
+                             : tag == 0x06                       ? 5
+                             : tag == 0x05                       ? 6
+                             : tag == 0x03                       ? 7
+                                                                 : 4;
     const bool ok = reads[kind](in);
     if (ok && kind == 1) ++depth;
     if (!ok) break;
@@ -114,8 +132,7 @@ TEST(InStreamMalformed, EveryTruncationStaysInBounds) {
 
 TEST(InStreamMalformed, EveryCorruptedByteStaysInBounds) {
   const Bytes msg = sampleMessage();
-  const std::uint8_t values[] = {0x00, 0x01, 0x7F, 0x80, 0x81,
-                                 0x82, 0x84, 0x85, 0xFF};
+  const std::uint8_t values[] = {0x00, 0x01, 0x7F, 0x80, 0x81, 0x82, 0x84, 0x85, 0xFF};
   testing::internal::CaptureStdout();
   for (std::size_t i = 0; i < msg.size(); ++i) {
     for (std::uint8_t v : values) {

@@ -1,10 +1,10 @@
 // OID text parsing, ordering, prefix operations and index decoding.
+#include "asn1/oid.h"
+
 #include <gtest/gtest.h>
 
 #include <map>
 #include <sstream>
-
-#include "asn1/oid.h"
 
 namespace {
 
@@ -45,9 +45,11 @@ TEST(OidAppend, SelfAppendSeesTheOldArcs) {
 }
 
 TEST(OidOrder, ShorterPrefixFirstArcsUnsigned) {
-  std::map<OID, int, tree_node_comp<OID>> m = {
-      {OID("1.3.7"), 3}, {OID("1.3.6.0"), 2}, {OID("1.3.6"), 1},
-      {OID("1.3.2147483648"), 5}, {OID("1.3.8"), 4}};
+  std::map<OID, int, tree_node_comp<OID>> m = {{OID("1.3.7"), 3},
+                                               {OID("1.3.6.0"), 2},
+                                               {OID("1.3.6"), 1},
+                                               {OID("1.3.2147483648"), 5},
+                                               {OID("1.3.8"), 4}};
   int expected = 1;
   for (const auto& entry : m) EXPECT_EQ(entry.second, expected++);
   EXPECT_FALSE(tree_node_comp<OID>()(OID("1.3"), OID("1.3")));

@@ -1,5 +1,7 @@
 // BER encoding: minimal integers, lengths, back-patched sequences, OIDs,
 // values from text and the error placeholders.
+#include "asn1/out_stream.h"
+
 #include <gtest/gtest.h>
 
 #include <climits>
@@ -8,7 +10,6 @@
 
 #include "asn1/hexdump.h"
 #include "asn1/in_stream.h"
-#include "asn1/out_stream.h"
 
 namespace {
 
@@ -22,12 +23,20 @@ Bytes encoded(T value, unsigned int tag) {
 }
 
 TEST(OutStreamInteger, MinimalAtEveryBoundaryAndReadsBack) {
-  const struct { int v; Bytes want; } cases[] = {
-      {0, {2, 1, 0x00}},         {-1, {2, 1, 0xFF}},
-      {127, {2, 1, 0x7F}},       {128, {2, 2, 0x00, 0x80}},
-      {-128, {2, 1, 0x80}},      {-129, {2, 2, 0xFF, 0x7F}},
-      {32767, {2, 2, 0x7F, 0xFF}}, {32768, {2, 3, 0x00, 0x80, 0x00}},
-      {-32768, {2, 2, 0x80, 0x00}}, {-32769, {2, 3, 0xFF, 0x7F, 0xFF}},
+  const struct {
+    int v;
+    Bytes want;
+  } cases[] = {
+      {0, {2, 1, 0x00}},
+      {-1, {2, 1, 0xFF}},
+      {127, {2, 1, 0x7F}},
+      {128, {2, 2, 0x00, 0x80}},
+      {-128, {2, 1, 0x80}},
+      {-129, {2, 2, 0xFF, 0x7F}},
+      {32767, {2, 2, 0x7F, 0xFF}},
+      {32768, {2, 3, 0x00, 0x80, 0x00}},
+      {-32768, {2, 2, 0x80, 0x00}},
+      {-32769, {2, 3, 0xFF, 0x7F, 0xFF}},
       {INT_MAX, {2, 4, 0x7F, 0xFF, 0xFF, 0xFF}},
       {INT_MIN, {2, 4, 0x80, 0x00, 0x00, 0x00}},
   };
@@ -42,8 +51,12 @@ TEST(OutStreamInteger, MinimalAtEveryBoundaryAndReadsBack) {
 }
 
 TEST(OutStreamInteger, UnsignedTakesALeadingZeroFromTheTopBit) {
-  const struct { unsigned int v; Bytes want; } cases32[] = {
-      {0u, {0x41, 1, 0x00}}, {128u, {0x41, 2, 0x00, 0x80}},
+  const struct {
+    unsigned int v;
+    Bytes want;
+  } cases32[] = {
+      {0u, {0x41, 1, 0x00}},
+      {128u, {0x41, 2, 0x00, 0x80}},
       {32768u, {0x41, 3, 0x00, 0x80, 0x00}},
       {0x7FFFFFFFu, {0x41, 4, 0x7F, 0xFF, 0xFF, 0xFF}},
       {0x80000000u, {0x41, 5, 0x00, 0x80, 0x00, 0x00, 0x00}},
@@ -57,11 +70,13 @@ TEST(OutStreamInteger, UnsignedTakesALeadingZeroFromTheTopBit) {
     EXPECT_TRUE(in.getInt(&back));
     EXPECT_EQ(static_cast<unsigned int>(back), c.v);
   }
-  const struct { unsigned long long v; Bytes want; } cases64[] = {
+  const struct {
+    unsigned long long v;
+    Bytes want;
+  } cases64[] = {
       {0ull, {0x46, 1, 0x00}},
       {1ull << 32, {0x46, 5, 0x01, 0, 0, 0, 0}},
-      {(1ull << 63) - 1, {0x46, 8, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF,
-                          0xFF}},
+      {(1ull << 63) - 1, {0x46, 8, 0x7F, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
       {1ull << 63, {0x46, 9, 0x00, 0x80, 0, 0, 0, 0, 0, 0, 0}},
       {~0ull, {0x46, 9, 0x00, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF}},
   };
@@ -72,16 +87,21 @@ TEST(OutStreamInteger, UnsignedTakesALeadingZeroFromTheTopBit) {
 }
 
 TEST(OutStreamSequence, LengthWidenedInPlaceFrom128Bytes) {
-  const struct { std::size_t content; Bytes header; } cases[] = {
-      {127, {0x30, 0x7F}},           {128, {0x30, 0x81, 0x80}},
-      {255, {0x30, 0x81, 0xFF}},     {256, {0x30, 0x82, 0x01, 0x00}},
-      {300, {0x30, 0x82, 0x01, 0x2C}}, {65535, {0x30, 0x82, 0xFF, 0xFF}},
+  const struct {
+    std::size_t content;
+    Bytes header;
+  } cases[] = {
+      {127, {0x30, 0x7F}},
+      {128, {0x30, 0x81, 0x80}},
+      {255, {0x30, 0x81, 0xFF}},
+      {256, {0x30, 0x82, 0x01, 0x00}},
+      {300, {0x30, 0x82, 0x01, 0x2C}},
+      {65535, {0x30, 0x82, 0xFF, 0xFF}},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.content);
     // One OCTET STRING whose tag, length and body fill exactly c.content.
-    const std::size_t len_octets =
-        c.content - 2 < 128 ? 1 : c.content - 3 < 256 ? 2 : 3;
+    const std::size_t len_octets = c.content - 2 < 128 ? 1 : c.content - 3 < 256 ? 2 : 3;
     const std::string body(c.content - 1 - len_octets, 'v');
     OutStream out;
     out.startSeq(0x30);
@@ -128,13 +148,15 @@ TEST(OutStreamSequence, WideningShiftsSetMarksButNotErrorPlaceholders) {
   out.addErrorStatus(2);  // too late: lands on the placeholder's length
   out.addErrorIndex(0x105);
   const Bytes& b = out.bytes();
-  EXPECT_EQ(Bytes(b.begin(), b.begin() + 6),
-            (Bytes{0x30, 0x81, 0xCE, 0x02, 0x02, 0x00}));
+  EXPECT_EQ(Bytes(b.begin(), b.begin() + 6), (Bytes{0x30, 0x81, 0xCE, 0x02, 0x02, 0x00}));
   EXPECT_EQ(Bytes(b.end() - 3, b.end()), (Bytes{0x02, 0x01, 0x05}));
 }
 
 TEST(OutStreamOid, ArcsInBase128WithTheFirstTwoShared) {
-  const struct { OID oid; Bytes want; } cases[] = {
+  const struct {
+    OID oid;
+    Bytes want;
+  } cases[] = {
       {OID("1.3.840"), {0x06, 0x03, 0x2B, 0x86, 0x48}},
       {OID("2.39.127.128"), {0x06, 0x04, 0x77, 0x7F, 0x81, 0x00}},
       {OID("1.3.268435455"), {0x06, 0x05, 0x2B, 0xFF, 0xFF, 0xFF, 0x7F}},
@@ -179,8 +201,7 @@ Bytes byType(const std::string& text, unsigned int type) {
 
 TEST(OutStreamByType, IpAddressIsVariableLength) {
   EXPECT_EQ(byType("0.0.0.1", 0x40), (Bytes{0x40, 0x01, 0x01}));
-  EXPECT_EQ(byType("192.168.1.1", 0x40),
-            (Bytes{0x40, 0x05, 0x00, 0xC0, 0xA8, 0x01, 0x01}));
+  EXPECT_EQ(byType("192.168.1.1", 0x40), (Bytes{0x40, 0x05, 0x00, 0xC0, 0xA8, 0x01, 0x01}));
 }
 
 TEST(OutStreamByType, GaugeAndCounter64AreOmittedLeavingTheName) {
@@ -196,13 +217,11 @@ TEST(OutStreamByType, TextConversions) {
   EXPECT_EQ(byType(std::string("a\0b", 3), 0x04), (Bytes{0x04, 0x01, 'a'}));
   EXPECT_EQ(byType("x", 0x05), (Bytes{0x05, 0x00}));
   EXPECT_EQ(byType(".1.3.6", 0x06), (Bytes{0x06, 0x02, 0x2B, 0x06}));
-  EXPECT_EQ(byType("4294967295", 0x41),
-            (Bytes{0x41, 0x05, 0x00, 0xFF, 0xFF, 0xFF, 0xFF}));
+  EXPECT_EQ(byType("4294967295", 0x41), (Bytes{0x41, 0x05, 0x00, 0xFF, 0xFF, 0xFF, 0xFF}));
   EXPECT_EQ(byType("360000", 0x43), (Bytes{0x43, 0x03, 0x05, 0x7E, 0x40}));
   OutStream out;
   out.addVarBind(VariableBinding{OID("1.3.6.1"), 0x47, "7"});
-  EXPECT_EQ(out.bytes(),
-            (Bytes{0x30, 0x08, 0x06, 0x03, 0x2B, 0x06, 0x01, 0x47, 1, 7}));
+  EXPECT_EQ(out.bytes(), (Bytes{0x30, 0x08, 0x06, 0x03, 0x2B, 0x06, 0x01, 0x47, 1, 7}));
 }
 
 TEST(Hexdump, SixteenBytesPerLineThenALineEnd) {

@@ -23,6 +23,13 @@ namespace {
 // cannot starve the others (a 1 MiB message is 17 packets).
 constexpr int kMaxPacketsPerWake = 64;
 
+// How long a listener rests after accept failed for want of resources.
+constexpr unsigned kAcceptPauseMs = 500;
+
+// Messages waiting for dispatch; a peer flooding a long exchange with
+// events cannot exhaust memory.
+constexpr size_t kMaxQueued = 4096;
+
 void stripTransportFields(message& m) {
   m.erase(kRequestId);
   m.erase(kReplyFlag);
@@ -64,6 +71,7 @@ Transport::~Transport() {
     ::close(c.first);
   }
   for (auto& l : listeners_) {
+    looper_.removeTimerFn(this, pauseKey(l.first));
     looper_.removeSocket(l.second.fd);
     ::close(l.second.fd);
     // A forked child that inherited this object must not remove the
@@ -114,18 +122,30 @@ bool Transport::listen(uint32_t service) {
     return false;
   }
   listeners_[service] = Listener{fd, path, static_cast<int>(getpid())};
-  looper_.addSocketFn(fd, [this, fd, service](int, int) { onAccept(fd, service); }, POLLIN);
+  watchListener(fd, service);
   return true;
 }
+
+void Transport::watchListener(int fd, uint32_t service) {
+  looper_.addSocketFn(fd, [this, fd, service](int, int) { onAccept(fd, service); }, POLLIN);
+}
+
+std::string Transport::pauseKey(uint32_t service) { return "accept-pause:" + std::to_string(service); }
 
 void Transport::onAccept(int listenFd, uint32_t service) {
   for (;;) {
     int fd = ::accept4(listenFd, nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC);
     if (fd < 0) {
       if (errno == EINTR) continue;
-      if (errno != EAGAIN && errno != EWOULDBLOCK)
-        std::fprintf(stderr, "kx: accept for service %u failed: %s\n", service,
-                     std::strerror(errno));
+      if (errno == EAGAIN || errno == EWOULDBLOCK) return;
+      // Out of descriptors, typically: the pending connection stays and the
+      // listener stays readable, so pause it instead of spinning.
+      std::fprintf(stderr, "kx: accept for service %u failed: %s\n", service,
+                   std::strerror(errno));
+      looper_.removeSocket(listenFd);
+      looper_.addTimerFn(this, pauseKey(service),
+                         [this, listenFd, service] { watchListener(listenFd, service); },
+                         kAcceptPauseMs);
       return;
     }
     const uint64_t serial = ++nextSerial_;
@@ -250,7 +270,7 @@ void Transport::onMessage(int fd, uint64_t serial, message&& msg) {
   // While an exchange waits, and behind anything already queued, requests
   // and events wait their turn: handlers are never re-entered.
   if (wait_ || !queue_.empty()) {
-    queue_.push_back(Incoming{fd, serial, std::move(msg)});
+    enqueue(Incoming{fd, serial, std::move(msg)});
     return;
   }
   dispatch(Incoming{fd, serial, std::move(msg)});
@@ -280,6 +300,16 @@ void Transport::dispatch(Incoming in) {
   reply.setU32(kRequestId, requestId);
   reply.setBool(kReplyFlag, true);
   writeMessage(*c, reply, monotonicNowMs() + kSendTimeoutMs);
+}
+
+bool Transport::enqueue(Incoming in) {
+  if (queue_.size() >= kMaxQueued) {
+    std::fprintf(stderr, "kx: too many queued messages; command 0x%x to %s dropped\n",
+                 in.msg.command(), pathText(in.msg.dstPath()).c_str());
+    return false;
+  }
+  queue_.push_back(std::move(in));
+  return true;
 }
 
 void Transport::dispatchQueued() {
@@ -415,8 +445,7 @@ bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath,
   if (!m.has(kSrcPath)) m.setU32Array(kSrcPath, srcPath);
   stripTransportFields(m);  // no request id: the receiver sends no reply
   if (listening(dst[0])) {
-    queue_.push_back(Incoming{-1, 0, std::move(m)});
-    return true;
+    return enqueue(Incoming{-1, 0, std::move(m)});
   }
   const std::string bytes = m.encode();
   if (bytes.size() > kMaxMessageSize) {

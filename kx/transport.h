@@ -105,7 +105,11 @@ class Transport {
 
   Connection* find(int fd, uint64_t serial);
   Connection* outgoing(uint32_t service, int* err);
+  void watchListener(int fd, uint32_t service);
+  static std::string pauseKey(uint32_t service);
   void onAccept(int listenFd, uint32_t service);
+  // Queues a message for dispatchQueued; false (logged) when the queue is full.
+  bool enqueue(Incoming in);
   void onReadable(int fd, uint64_t serial, int revents);
   // Reads the packets waiting on a connection (at most maxPackets); returns
   // false when the connection was closed.

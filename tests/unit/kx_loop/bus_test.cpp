@@ -1,5 +1,6 @@
 // The bus between processes: exchanges, failures, large messages, queuing,
 // events and bad input, over real sockets under a temporary root.
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 
@@ -282,6 +283,40 @@ TEST_F(BusTest, GarbageDropsTheConnectionAndTheServiceGoesOn) {
   EXPECT_TRUE(reply.getBool(kx::kReplyFlag));
   EXPECT_EQ(kx::getErrorCode(reply), kx::kErrNoHandler);
   close(fd);
+}
+
+TEST_F(BusTest, AListenerOutOfDescriptorsRestsInsteadOfSpinning) {
+  kx::Looper me(54);
+  int client = connectRaw(54);
+  ASSERT_GE(client, 0);
+  rlimit saved{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &saved), 0);
+  testing::internal::CaptureStderr();
+  int lowestFree = dup(0);
+  close(lowestFree);
+  rlimit tight = saved;
+  tight.rlim_cur = lowestFree;  // the next accept fails with EMFILE
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+  int rounds = 0;
+  for (uint64_t end = kx::monotonicNowMs() + 200; kx::monotonicNowMs() < end; ++rounds)
+    me.runOnce(20);
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &saved), 0);
+  EXPECT_EQ(kxLines(testing::internal::GetCapturedStderr()), 1);
+  EXPECT_LT(rounds, 40);
+  // After the pause the pending connection is accepted and served.
+  kx::message req = request({54, 9}, kx::kCmdGet);
+  req.setU32(kx::kRequestId, 1);
+  ASSERT_EQ(kx::sendFramed(client, req.encode(), kx::monotonicNowMs() + 1000), kx::SendStatus::kOk);
+  testing::internal::CaptureStderr();
+  char buf[256];
+  ssize_t n = -1;
+  runUntil(me, [&] {
+    if (n <= 0) n = recv(client, buf, sizeof buf, MSG_DONTWAIT);
+    return n > 0;
+  });
+  testing::internal::GetCapturedStderr();
+  EXPECT_GT(n, 0);
+  close(client);
 }
 
 }  // namespace

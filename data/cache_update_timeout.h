@@ -15,6 +15,11 @@
 
 #include <cstdint>
 
+// The providers' cache limits, in ticks: a cache read at least every quarter
+// second lives up to two seconds (at 100 ticks per second).
+constexpr unsigned int kProviderIdleTicks = 25;
+constexpr unsigned int kProviderAgeTicks = 200;
+
 class CacheUpdateTimeout {
  public:
   // idle, age: limits in ticks.  The cache starts empty, no timer armed.

@@ -5,7 +5,6 @@
 
 #include "data/bus.h"
 #include "data/paging.h"
-#include "data/single_provider.h"
 #include "data/table_provider_client.h"
 #include "engine/data.h"
 

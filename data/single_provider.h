@@ -9,10 +9,6 @@
 #include "data/cache_update_timeout.h"
 #include "engine/data_provider.h"
 
-// Default cache limits of the providers, in ticks.
-constexpr unsigned int kProviderIdleTicks = 25;
-constexpr unsigned int kProviderAgeTicks = 200;
-
 class SingleProvider : public DataProvider, public CacheUpdateTimeout {
  public:
   SingleProvider();

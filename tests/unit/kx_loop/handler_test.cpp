@@ -208,20 +208,18 @@ TEST_F(BusTest, InProcessDeliveryNeedsNoSocketAndQueuesOneWayMessages) {
   EXPECT_EQ(sub.seen[1].command(), 3u);
 }
 
-TEST_F(BusTest, LooperRecordsParametersAndPolicies) {
-  kx::Looper l(34, std::vector<unsigned>(13, 0));
-  l.addPolicy(1, 128);
-  l.addPolicy(100, 704);
-  EXPECT_EQ(l.params().size(), 13u);
-  EXPECT_EQ(l.policies(), (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
-  EXPECT_TRUE(l.listening(34));
-  EXPECT_EQ(l.path(), (std::vector<uint32_t>{34, 0}));
+TEST_F(BusTest, ADestroyedHandlerIsNoLongerDispatchedTo) {
+  kx::Looper l(34);
   {
     Recorder gone;
     l.addHandler(5, &gone);
     EXPECT_EQ(l.findHandler(34, 5), &gone);
   }
-  EXPECT_EQ(l.findHandler(34, 5), nullptr);  // a destroyed handler unregisters itself
+  EXPECT_EQ(l.findHandler(34, 5), nullptr);
+  kx::message req = request({34, 5}, 0x1);
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(kx::getErrorCode(l.exchangeMessage(req, 100)), kx::kErrNoHandler);
+  testing::internal::GetCapturedStderr();
 }
 
 }  // namespace

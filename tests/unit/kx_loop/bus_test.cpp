@@ -212,8 +212,11 @@ TEST_F(BusTest, EventsReachTheSubscriberOnlyWhenTheFilterMatches) {
 TEST_F(BusTest, SubscriberIsDroppedWhenItsProcessExits) {
   pid_t sub = startChild([] {
     kx::Looper c(51);
-    usleep(100 * 1000);  // let the publisher start listening
-    if (!c.subscribe({50}, 0x10004, kx::message())) return 1;
+    // The publisher may not listen yet.
+    bool ok = false;
+    for (int i = 0; i < 60 && !(ok = c.subscribe({50}, 0x10004, kx::message())); ++i)
+      usleep(50 * 1000);
+    if (!ok) return 1;
     usleep(300 * 1000);  // stay subscribed a moment
     return 0;
   });

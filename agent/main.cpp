@@ -102,6 +102,10 @@ int main(int argc, char** argv) {
   loop->servicePort = opts.port;
   loop->trapPort = opts.trapPort;
   setBusLooper(loop);
+  // From here a stop request, even one that comes during start-up, ends
+  // the loop as soon as it runs.
+  std::signal(SIGTERM, onStopSignal);
+  std::signal(SIGINT, onStopSignal);
 
   std::fprintf(stderr, "loop->init();\n");
   loop->init();
@@ -115,8 +119,6 @@ int main(int argc, char** argv) {
   notice.setU32(kStartupService, SnmpLooper::kServiceId);
   loop->sendCmd(notice, kStartupCommand);
 
-  std::signal(SIGTERM, onStopSignal);
-  std::signal(SIGINT, onStopSignal);
   loop->run();
   delete loop;
   return 0;

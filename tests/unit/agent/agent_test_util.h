@@ -3,8 +3,10 @@
 #ifndef TESTS_UNIT_AGENT_AGENT_TEST_UTIL_H_
 #define TESTS_UNIT_AGENT_AGENT_TEST_UTIL_H_
 
-#include <fcntl.h>
+#include <arpa/inet.h>
+#include <netinet/in.h>
 #include <stdlib.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -81,6 +83,35 @@ class StreamCapture {
   int saved_ = -1;
   std::string file_;
 };
+
+inline sockaddr_in ipv4(const char* address, uint16_t port) {
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_port = htons(port);
+  a.sin_addr.s_addr = inet_addr(address);
+  return a;
+}
+
+// True when a UDP socket without SO_REUSEADDR can take port on every
+// address.
+inline bool portIsFree(uint16_t port) {
+  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a = ipv4("0.0.0.0", port);
+  const bool ok = ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
+  ::close(fd);
+  return ok;
+}
+
+// A UDP port nobody uses right now.
+inline uint16_t freePort() {
+  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a = ipv4("0.0.0.0", 0);
+  socklen_t len = sizeof a;
+  ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
+  ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
+  ::close(fd);
+  return ntohs(a.sin_port);
+}
 
 }  // namespace agent_test
 

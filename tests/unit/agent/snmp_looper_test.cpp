@@ -6,7 +6,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -17,40 +16,16 @@
 
 namespace {
 
+using agent_test::freePort;
+using agent_test::portIsFree;
 using agent_test::StreamCapture;
 using agent_test::TempRoot;
-
-// A UDP port nobody listens on right now.
-uint16_t freePort() {
-  int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in a;
-  std::memset(&a, 0, sizeof a);
-  a.sin_family = AF_INET;
-  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a);
-  socklen_t len = sizeof a;
-  ::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len);
-  ::close(fd);
-  return ntohs(a.sin_port);
-}
 
 uint16_t boundPort(int fd) {
   sockaddr_in a;
   socklen_t len = sizeof a;
   if (::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len) != 0) return 0;
   return ntohs(a.sin_port);
-}
-
-// True when a socket without SO_REUSEADDR can take the port.
-bool portIsFree(uint16_t port) {
-  int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in a;
-  std::memset(&a, 0, sizeof a);
-  a.sin_family = AF_INET;
-  a.sin_port = htons(port);
-  const bool ok = ::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a) == 0;
-  ::close(fd);
-  return ok;
 }
 
 class SnmpLooperTest : public ::testing::Test {
@@ -108,6 +83,14 @@ TEST_F(SnmpLooperTest, WithoutStoredSettingsDefaultsStayAndNothingIsWritten) {
   EXPECT_FALSE(loop->enableSetting);
   EXPECT_EQ(loop->policies(),
             (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
+
+  const kx::message cfg = loop->getObject(1234);
+  const std::vector<uint32_t> order = {0x20000004, 0x20000002, 0x20000003, 0x2000000a,
+                                       0x0800000e, 0x08000010, 0x08000012, 0x08000011,
+                                       0x88000013, 0x0800000d, 0x00000001};
+  ASSERT_EQ(cfg.size(), order.size());
+  for (size_t i = 0; i < order.size(); ++i) EXPECT_EQ(cfg.keyAt(i), order[i]) << i;
+  EXPECT_EQ(cfg.getU32(SnmpLooper::kTimeWindow), 15u);
 }
 
 TEST_F(SnmpLooperTest, EveryInitBumpsAndPersistsEngineBoots) {
@@ -134,17 +117,6 @@ TEST_F(SnmpLooperTest, EveryInitBumpsAndPersistsEngineBoots) {
   EXPECT_EQ(again->engineBoots, 9u);
   EXPECT_EQ(stored().getU32(SnmpLooper::kEngineBoots), 9u);
   EXPECT_EQ(stored().getU32(SnmpLooper::kTrapTarget), 0xC0000201u);
-}
-
-TEST_F(SnmpLooperTest, ConfigListsEveryKeyInOrder) {
-  auto loop = startLooper();
-  const kx::message cfg = loop->getConfig();
-  const std::vector<uint32_t> order = {0x20000004, 0x20000002, 0x20000003, 0x2000000a,
-                                       0x0800000e, 0x08000010, 0x08000012, 0x08000011,
-                                       0x88000013, 0x0800000d, 0x00000001};
-  ASSERT_EQ(cfg.size(), order.size());
-  for (size_t i = 0; i < order.size(); ++i) EXPECT_EQ(cfg.keyAt(i), order[i]) << i;
-  EXPECT_EQ(loop->getObject(1234), cfg);
 }
 
 TEST_F(SnmpLooperTest, SetEnabledOnlyOpensTheSocketAndKeepsTheRest) {
@@ -251,10 +223,7 @@ TEST_F(SnmpLooperTest, GeneratorListStartsWithTheStartupTrap) {
 TEST_F(SnmpLooperTest, BusyPortLeavesTheServiceDisabledButWanted) {
   // A socket bound without SO_REUSEADDR keeps the port from the agent.
   int blocker = ::socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in a;
-  std::memset(&a, 0, sizeof a);
-  a.sin_family = AF_INET;
-  a.sin_port = htons(port);
+  sockaddr_in a = agent_test::ipv4("0.0.0.0", port);
   ASSERT_EQ(::bind(blocker, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
 
   auto loop = startLooper();

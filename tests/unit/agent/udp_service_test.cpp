@@ -6,7 +6,6 @@
 #include <sys/time.h>
 #include <unistd.h>
 
-#include <cstring>
 #include <memory>
 #include <string>
 #include <vector>
@@ -50,12 +49,9 @@ class UdpServiceTest : public ::testing::Test {
     kx::message seed;
     seed.setBool(SnmpLooper::kEnabled, true);
     kx::Store(SnmpLooper::kStorePath, 5).save(SnmpLooper::kSettingsObject, seed);
-    for (int attempt = 0; attempt < 5 && !(loop && loop->enabled); ++attempt) {
-      loop.reset();
-      loop = std::make_unique<SnmpLooper>();
-      loop->servicePort = static_cast<uint16_t>(20000 + (::getpid() * 7 + attempt * 131) % 40000);
-      loop->init();
-    }
+    loop = std::make_unique<SnmpLooper>();
+    loop->servicePort = agent_test::freePort();
+    loop->init();
     ASSERT_TRUE(loop->enabled);
 
     client = ::socket(AF_INET, SOCK_DGRAM, 0);
@@ -70,11 +66,7 @@ class UdpServiceTest : public ::testing::Test {
   // Sends req to address:servicePort, lets the looper run, and returns the
   // reply with the address it came from (empty when none came).
   Bytes exchange(const Bytes& req, const char* address, sockaddr_in* from) {
-    sockaddr_in to;
-    std::memset(&to, 0, sizeof to);
-    to.sin_family = AF_INET;
-    to.sin_port = htons(loop->servicePort);
-    to.sin_addr.s_addr = inet_addr(address);
+    sockaddr_in to = agent_test::ipv4(address, loop->servicePort);
     ::sendto(client, req.data(), req.size(), 0, reinterpret_cast<sockaddr*>(&to), sizeof to);
     for (int i = 0; i < 10 && loop->runOnce(100) == 0; ++i) {
     }

@@ -19,6 +19,9 @@ namespace kx {
 
 class Looper;
 
+// The error code of the reply to a request whose path names no handler.
+constexpr uint32_t kErrNoHandler = 0xff0105;
+
 class Handler {
  public:
   Handler();

@@ -23,14 +23,12 @@
 #include <vector>
 
 #include "kx/frame.h"
+#include "kx/handler.h"
 #include "kx/message.h"
 
 namespace kx {
 
 class Looper;
-
-// A handler path that no handler is registered for.
-constexpr uint32_t kErrNoHandler = 0xff0105;
 
 // One-way messages (replies to one-way sends, events, the replies
 // themselves) must leave within this time or the connection is dropped.

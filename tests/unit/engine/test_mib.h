@@ -1,5 +1,5 @@
-// A small hand-made MIB for the engine tests: fake packers, providers and
-// tables over one record type, request builders and a reply decoder.
+// A small hand-made MIB for the engine tests (fake packers, providers and
+// tables over one record type), request builders and a reply decoder.
 #ifndef TESTS_UNIT_ENGINE_TEST_MIB_H_
 #define TESTS_UNIT_ENGINE_TEST_MIB_H_
 
@@ -9,9 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "asn1/in_stream.h"
-#include "asn1/oid.h"
-#include "asn1/out_stream.h"
 #include "engine/community_list.h"
 #include "engine/context.h"
 #include "engine/data.h"
@@ -28,47 +25,32 @@ struct Row : Data {
   std::string text;
 };
 
-// An INTEGER-like value: a member of Row, or a constant when built without
-// one (packed for a null record).
 class NumPacker : public Packer {
  public:
   NumPacker(int Row::*member, unsigned tag) : Packer(tag), member_(member) {}
-  NumPacker(int constant, unsigned tag) : Packer(tag), constant_(constant) {}
-  void pack(Context& ctx, Data const* record) override {
-    int value = constant_;
-    if (member_ != nullptr && record != nullptr) {
-      value = static_cast<const Row*>(record)->*member_;
-    }
-    ctx.out.add(value, tag);
+  void pack(Context& ctx, Data const* r) override {
+    ctx.out.add(static_cast<const Row*>(r)->*member_, tag);
   }
-  void unpack(Data* record, Context& ctx) override {
-    int value = 0;
-    if (!ctx.in.getInt(&value)) return;
-    if (member_ != nullptr) static_cast<Row*>(record)->*member_ = value;
+  void unpack(Data* r, Context& ctx) override {
+    int v = 0;
+    if (ctx.in.getInt(&v)) static_cast<Row*>(r)->*member_ = v;
   }
 
  private:
-  int Row::*member_ = nullptr;
-  int constant_ = 0;
+  int Row::*member_;
 };
 
+// A string member of Row, or a constant (packed for a null record).
 class TextPacker : public Packer {
  public:
-  TextPacker(std::string Row::*member, unsigned tag)
-      : Packer(tag), member_(member) {}
-  TextPacker(std::string constant, unsigned tag)
-      : Packer(tag), constant_(std::move(constant)) {}
-  void pack(Context& ctx, Data const* record) override {
-    std::string value = constant_;
-    if (member_ != nullptr && record != nullptr) {
-      value = static_cast<const Row*>(record)->*member_;
-    }
-    ctx.out.add(value, tag);
+  TextPacker(std::string Row::*member) : Packer(4), member_(member) {}
+  TextPacker(const char* constant) : Packer(4), constant_(constant) {}
+  void pack(Context& ctx, Data const* r) override {
+    ctx.out.add(r ? static_cast<const Row*>(r)->*member_ : constant_, tag);
   }
-  void unpack(Data* record, Context& ctx) override {
-    std::string value;
-    if (!ctx.in.getString(&value)) return;
-    if (member_ != nullptr) static_cast<Row*>(record)->*member_ = value;
+  void unpack(Data* r, Context& ctx) override {
+    std::string v;
+    if (ctx.in.getString(&v) && member_) static_cast<Row*>(r)->*member_ = v;
   }
 
  private:
@@ -76,31 +58,23 @@ class TextPacker : public Packer {
   std::string constant_;
 };
 
-// Serves one record; get can be made to fail (null) and set to refuse.
 class FakeProvider : public DataProvider {
  public:
-  Data* get() override {
-    ++gets;
-    return available ? &record : nullptr;
-  }
-  bool set(Data* written) override {
+  Data* get() override { return available ? &record : nullptr; }
+  bool set(Data*) override {
     ++sets;
-    lastWritten = written;
     return writable;
   }
   Row record;
   bool available = true;
   bool writable = true;
-  int gets = 0;
   int sets = 0;
-  Data* lastWritten = nullptr;
 };
 
-// Rows by index, in OID order.  set records the index it was given and
-// answers `setResult`.
+// Rows by index.  set records the index and reports false, as table
+// write-backs do.
 class FakeTable : public Table {
  public:
-  Row& add(const OID& index) { return rows[index]; }
   Data* get(OID const& index) override {
     lastGet = index;
     auto it = rows.find(index);
@@ -113,106 +87,87 @@ class FakeTable : public Table {
   }
   bool set(OID const& index, Data*) override {
     setIndexes.push_back(index);
-    return setResult;
+    return false;
   }
   unsigned int count() override { return rows.size(); }
 
   std::map<OID, Row, tree_node_comp<OID>> rows;
   OID lastGet;
   std::vector<OID> setIndexes;
-  bool setResult = false;
 };
 
-// OIDs of the test MIB.
 inline const OID kSysDescr("1.3.6.1.2.1.1.1");     // constant "router"
-inline const OID kSysUpTime("1.3.6.1.2.1.1.3");    // provider, TimeTicks
-inline const OID kSysContact("1.3.6.1.2.1.1.4");   // provider, writable
+inline const OID kSysUpTime("1.3.6.1.2.1.1.3");    // TimeTicks 4200
+inline const OID kSysContact("1.3.6.1.2.1.1.4");   // writable "noc"
 inline const OID kSysName("1.3.6.1.2.1.1.5");      // provider without record
 inline const OID kSysLocation("1.3.6.1.2.1.1.6");  // read-only provider
 inline const OID kIfIndex("1.3.6.1.2.1.2.2.1.1");  // rows 1, 2, 10
-inline const OID kIfDescr("1.3.6.1.2.1.2.2.1.2");  // rows 1, 2, 10
-inline const OID kIfType("1.3.6.1.2.1.2.2.1.3");   // empty table
+inline const OID kIfDescr("1.3.6.1.2.1.2.2.1.2");  // rows 1, 2, 10: "ethN"
+inline const OID kIfType("1.3.6.1.2.1.2.2.1.3");   // an empty table
 inline const OID kIfMtu("1.3.6.1.2.1.2.2.1.4");    // rows 1, 2, 10
 
-// Registers the test MIB in `leafs` (emptied first) and a community list
-// with "public" (read), "private" (read, write), "v3user" (security 1) and
-// "lan" (read, 10.1.0.0/16).  Restores an empty map and a null keeper on
-// destruction.
+// Registers the MIB above in `leafs` and the communities "public" (read),
+// "private" (read, write), "v3user" (security 1), "lan" (read, only from
+// 10.1.0.0/16) and "nobody" (no rights) as `communityKeep`.  Clears both
+// on destruction.
 class TestMib {
  public:
   TestMib();
   ~TestMib();
-  TestMib(const TestMib&) = delete;
-  TestMib& operator=(const TestMib&) = delete;
 
-  FakeProvider upTime;
-  FakeProvider contact;
-  FakeProvider name;
-  FakeProvider location;
-  FakeTable interfaces;
-  FakeTable empty;
+  FakeProvider upTime, contact, name, location;
+  FakeTable interfaces, empty;
   CommunityList communities;
 
  private:
   std::vector<std::unique_ptr<Packer>> packers_;
-  std::vector<Leaf*> leaves_;
+  std::vector<std::unique_ptr<Leaf>> leaves_;
 };
 
-// IPv4 address as the receive path hands it over: first octet in the
-// least significant byte.
-inline int peerAddress(unsigned a, unsigned b, unsigned c, unsigned d) {
-  return static_cast<int>(a | (b << 8) | (c << 16) | (d << 24));
+// IPv4 address as the receive path passes it: first octet lowest.
+inline int ip(unsigned a, unsigned b, unsigned c, unsigned d) {
+  return static_cast<int>(a | b << 8 | c << 16 | d << 24);
 }
 
+// A binding with a NULL, INTEGER or OCTET STRING value.
 struct Binding {
-  Binding(OID n) : name(std::move(n)) {}  // NOLINT: a NULL value
-  Binding(OID n, unsigned tag, std::string t)
-      : name(std::move(n)), valueTag(tag), text(std::move(t)) {}
-  Binding(OID n, int value)
-      : name(std::move(n)), valueTag(0x02), number(value) {}
-
+  Binding(OID n) : name(std::move(n)) {}  // NOLINT: implicit, NULL value
+  Binding(OID n, int v) : name(std::move(n)), tag(2), number(v) {}
+  Binding(OID n, const char* t) : name(std::move(n)), tag(4), text(t) {}
   OID name;
-  unsigned valueTag = 0x05;  // 0x05 NULL, 0x02 INTEGER, 0x04 OCTET STRING
-  std::string text;          // OCTET STRING content
-  int number = 0;            // INTEGER value
+  unsigned tag = 5;
+  int number = 0;
+  std::string text;
 };
 
-// A complete request message.
 std::vector<unsigned char> request(int version, const std::string& community,
                                    unsigned pduTag,
                                    const std::vector<Binding>& bindings,
-                                   int requestId = 77, int field1 = 0,
-                                   int field2 = 0);
-
-struct Value {
-  int tag = -1;
-  std::string raw;  // content octets
-};
+                                   int requestId = 77);
 
 struct Reply {
-  int version = -1;
+  int version = -1, pduTag = -1, requestId = -1, status = -1, index = -1;
   std::string community;
-  int pduTag = -1;
-  int requestId = -1;
-  int status = -1;
-  int index = -1;
-  std::vector<std::pair<OID, Value>> bindings;
+  // Name, value tag and value content of each binding.
+  std::vector<std::pair<OID, std::pair<int, std::string>>> bindings;
 };
 
-// Decodes a reply; false when it is not a well-formed message.
-bool decode(const std::vector<unsigned char>& bytes, Reply* reply);
-
-// Runs createReply over bytes from peer; the reply bytes (empty when
-// dropped) and what was written to standard error.
+// Runs createReply over a request from peer.  answered/bytes: the result;
+// log: what went to standard error.
 struct Outcome {
   bool answered = false;
   std::vector<unsigned char> bytes;
-  std::string stderrText;
+  std::string log;
+  Reply reply;  // decoded when answered
 };
-Outcome dispatch(std::vector<unsigned char> bytes,
-                 int peer = peerAddress(192, 0, 2, 7));
+Outcome dispatch(std::vector<unsigned char> bytes, int peer = ip(192, 0, 2, 7));
 
-// The INTEGER content octets of v (as OutStream writes them).
+// Decodes name/value pairs written by an operation straight into ctx.out,
+// each either bare or wrapped in a binding sequence.
+std::vector<std::pair<OID, std::pair<int, std::string>>> written(
+    const Context& ctx);
+
+// INTEGER content octets of v.
 std::string intContent(int v);
 
 }  // namespace engine_test

@@ -29,6 +29,8 @@ class SnmpLooper : public kx::Looper {
   static constexpr uint16_t kDefaultTrapPort = 162;
   // Idle time after which a disabled agent's loop may leave.
   static constexpr unsigned kIdleLeaveMs = 1000;
+  // The community setting before any is stored.
+  static constexpr const char* kDefaultCommunity = "harbor";
   // Generator id of the start-up trap in trapGenerators.
   static constexpr uint32_t kStartupTrapGenerator = 0x0abc0001;
 

@@ -158,7 +158,7 @@ class AgentServiceTest(unittest.TestCase):
         finally:
             sim.stop()
 
-    def test_plugins_below_the_root_are_loaded(self):
+    def test_plugins_load_after_the_start_up_steps(self):
         built = os.path.join(harness.build_dir(), "tests", "agent_plugins", "with_autorun.so")
         self.assertTrue(os.path.exists(built), "test plug-in not built: " + built)
         plugins = os.path.join(self.root.path, "sarn", "lib", "snmp", "vendor")
@@ -166,7 +166,12 @@ class AgentServiceTest(unittest.TestCase):
         shutil.copy(built, os.path.join(plugins, "extra.so"))
         agent = self.start_agent()
         agent.wait_for_output("test plugin autorun ran", stream="stderr")
-        self.assertIn("plugin loaded: %s/extra.so\n" % plugins, agent.stderr())
+        steps = ["loop = new SnmpLooper();", "communityKeep = new CommunityKeep;",
+                 "communityKeep->init();", "addHandler(snmp::ID_COMMUNITIES, communityKeep);",
+                 "loop->init();", "plugin loaded: %s/extra.so" % plugins,
+                 "test plugin autorun ran"]
+        lines = agent.stderr().split("\n")
+        self.assertEqual([line for line in lines if line in steps], steps)
 
 
 if __name__ == "__main__":

@@ -127,10 +127,14 @@ int serve(const sim::Scenario& scenario, const std::vector<uint32_t>& ids, sim::
       for (pid_t& pid : *children) {
         int status = 0;
         if (pid > 0 && waitpid(pid, &status, WNOHANG) == pid) {
-          std::fprintf(stderr, "kxsim: a service process (pid %d) stopped; stopping\n", pid);
           pid = -1;  // reaped: never signalled or waited for again
-          code = kExitFailed;
           g_stop = 1;
+          // A child ends cleanly only when it was told to stop, as the whole
+          // process group is by a terminal's Ctrl-C: then stop quietly too.
+          if (!(WIFEXITED(status) && WEXITSTATUS(status) == kExitOk)) {
+            std::fprintf(stderr, "kxsim: a service process ended unexpectedly; stopping\n");
+            code = kExitFailed;
+          }
         }
       }
     });

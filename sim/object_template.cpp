@@ -52,4 +52,10 @@ void ObjectTemplate::merge(const kx::message& fields) {
   fixed_.merge(fields);
 }
 
+void ObjectTemplate::absorb(const ObjectTemplate& other) {
+  merge(other.fixed_);
+  for (const auto& d : other.dynamic_) dynamic_.push_back(d);
+  for (const auto& n : other.nested_) nested_.push_back(n);
+}
+
 }  // namespace sim

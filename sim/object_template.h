@@ -38,6 +38,8 @@ class ObjectTemplate {
   // Copies every field of fields over this object; a field given here is
   // fixed from now on, even where it used to follow time.
   void merge(const kx::message& fields);
+  // Takes every field of other, dynamic ones included, over this object.
+  void absorb(const ObjectTemplate& other);
 
  private:
   void forget(uint32_t key);

@@ -3,6 +3,8 @@
 #include <cstdio>
 #include <string>
 
+#include "sim/template_parser.h"
+
 namespace sim {
 namespace {
 
@@ -104,6 +106,18 @@ nlohmann::json sequenceValue(const nlohmann::json& form, uint64_t k, const JsonP
   throw ScenarioError(at.key("seq"), "a seq start is a number, a dotted quad or hex bytes");
 }
 
+// True when v differs from row to row.
+bool varies(const nlohmann::json& v) {
+  if (v.is_string()) return v.get_ref<const std::string&>().find("${i}") != std::string::npos;
+  if (v.is_object() && v.contains("seq")) return true;
+  if (v.is_structured()) {
+    for (const auto& item : v) {
+      if (varies(item)) return true;
+    }
+  }
+  return false;
+}
+
 }  // namespace
 
 nlohmann::json substituteRow(const nlohmann::json& tmpl, uint64_t n, uint64_t k,
@@ -123,7 +137,7 @@ nlohmann::json substituteRow(const nlohmann::json& tmpl, uint64_t n, uint64_t k,
   return tmpl;
 }
 
-std::vector<nlohmann::json> expandRepeat(const nlohmann::json& body, const JsonPath& at) {
+std::vector<ObjectTemplate> expandRepeat(const nlohmann::json& body, const JsonPath& at) {
   if (!body.is_object()) throw ScenarioError(at, "expected {\"count\": n, \"template\": {...}}");
   uint64_t count = 0;
   uint64_t from = 1;
@@ -149,10 +163,17 @@ std::vector<nlohmann::json> expandRepeat(const nlohmann::json& body, const JsonP
   }
   if (!haveCount) throw ScenarioError(at, "count is missing");
   if (!tmpl) throw ScenarioError(at, "template is missing");
-  std::vector<nlohmann::json> rows;
+  JsonPath where = at.key("template");
+  nlohmann::json fixed = nlohmann::json::object();
+  nlohmann::json varying = nlohmann::json::object();
+  for (const auto& [key, v] : tmpl->items()) (varies(v) ? varying : fixed)[key] = v;
+  ObjectTemplate shared = parseObject(fixed, where);
+  std::vector<ObjectTemplate> rows;
   rows.reserve(count);
   for (uint64_t k = 0; k < count; ++k) {
-    rows.push_back(substituteRow(*tmpl, from + k, k, at.key("template")));
+    ObjectTemplate row = shared;
+    row.absorb(parseObject(substituteRow(varying, from + k, k, where), where));
+    rows.push_back(std::move(row));
   }
   return rows;
 }

@@ -18,6 +18,7 @@
 #include <nlohmann/json.hpp>
 
 #include "sim/json_path.h"
+#include "sim/object_template.h"
 
 namespace sim {
 
@@ -25,9 +26,10 @@ namespace sim {
 // typo cannot eat the machine's memory.
 constexpr uint64_t kMaxRepeatCount = 100000;
 
-// The rows of a repeat body (the value of "repeat"), each an ordinary
-// scenario object.  Throws ScenarioError.
-std::vector<nlohmann::json> expandRepeat(const nlohmann::json& body, const JsonPath& at);
+// The objects of a repeat body (the value of "repeat"), row by row.  The
+// fields that do not vary are parsed once and shared.  Throws
+// ScenarioError; a problem in the template is reported at at.template.
+std::vector<ObjectTemplate> expandRepeat(const nlohmann::json& body, const JsonPath& at);
 
 // One row of a template: row number n, position k.  Throws ScenarioError
 // for a malformed seq form (the location is that of the template).

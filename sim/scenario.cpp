@@ -38,8 +38,7 @@ bool parsePath(const std::string& text, std::vector<uint32_t>& out) {
 void parseList(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec) {
   if (!j.is_array()) throw ScenarioError(at, "expected an array of objects");
   std::map<uint32_t, JsonPath> seen;
-  auto add = [&](const nlohmann::json& obj, const JsonPath& where) {
-    ObjectTemplate t = parseObject(obj, where);
+  auto add = [&](ObjectTemplate t, const JsonPath& where) {
     if (t.fixed().has(kx::kObjId)) {
       uint32_t id = t.fixed().getU32(kx::kObjId);
       auto hit = seen.find(id);
@@ -57,10 +56,9 @@ void parseList(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec) {
     if (item.is_object() && item.contains("repeat")) {
       if (item.size() != 1) throw ScenarioError(here, "a repeat element has no other fields");
       JsonPath body = here.key("repeat");
-      std::vector<nlohmann::json> rows = expandRepeat(item["repeat"], body);
-      for (const auto& row : rows) add(row, body.key("template"));
+      for (auto& row : expandRepeat(item["repeat"], body)) add(std::move(row), body.key("template"));
     } else {
-      add(item, here);
+      add(parseObject(item, here), here);
     }
   }
 }

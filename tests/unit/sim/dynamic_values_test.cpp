@@ -1,0 +1,86 @@
+// Values that follow time: counters, clocks, and what a set does to them.
+#include <gtest/gtest.h>
+
+#include "fake_clock.h"
+#include "sim/object_template.h"
+#include "sim/template_parser.h"
+
+namespace sim {
+namespace {
+
+constexpr uint32_t kU32 = 0x08000001;
+constexpr uint32_t kU64 = 0x10000002;
+
+ObjectTemplate tmpl(const char* text) { return parseObject(nlohmann::json::parse(text), {}); }
+
+TEST(DynamicValues, CountersGrowWithElapsedTime) {
+  FakeClock clock;
+  ObjectTemplate t = tmpl(R"({"0x08000001": {"base": 100, "rate": 10},
+                              "0x10000002": {"base": 5000000000, "rate": 125000},
+                              "0x08000003": {"base": 10, "rate": 0.5},
+                              "0x08000004": {"base": 1000, "rate": -3}})");
+  EXPECT_EQ(t.evaluate(clock).getU32(kU32), 100u);
+  clock.elapsed = 2500;
+  kx::message m = t.evaluate(clock);
+  EXPECT_EQ(m.getU32(kU32), 125u);
+  EXPECT_EQ(m.getU64(kU64), 5000312500ull);
+  EXPECT_EQ(m.getU32(0x08000003), 11u);  // half a unit per second, whole units only
+  EXPECT_EQ(m.getU32(0x08000004), 993u);
+}
+
+TEST(DynamicValues, U32WrapsU64Grows) {
+  FakeClock clock;
+  ObjectTemplate t = tmpl(R"({"0x08000001": {"base": 4294967290, "rate": 1000},
+                              "0x10000002": {"base": 4294967290, "rate": 1000}})");
+  clock.elapsed = 1000;
+  kx::message m = t.evaluate(clock);
+  EXPECT_EQ(m.getU32(kU32), 994u);
+  EXPECT_EQ(m.getU64(kU64), 4294968290ull);
+  // A fast counter running for a year does not overflow on the way.
+  clock.elapsed = 365ull * 24 * 3600 * 1000;
+  ObjectTemplate fast = tmpl(R"({"0x10000002": {"rate": 1000000000000}})");
+  EXPECT_EQ(fast.evaluate(clock).getU64(kU64), 365ull * 24 * 3600 * 1000000000000ull);
+}
+
+TEST(DynamicValues, ClocksFollowTheClock) {
+  FakeClock clock;
+  ObjectTemplate t = tmpl(R"({"0x08000001": {"clock": "uptime"},
+                              "0x10000002": {"clock": "epoch"}})");
+  clock.up = 12345;
+  clock.now = 1700000000;
+  kx::message m = t.evaluate(clock);
+  EXPECT_EQ(m.getU32(kU32), 12345u);
+  EXPECT_EQ(m.getU64(kU64), 1700000000u);
+  clock.up = 12346;
+  EXPECT_EQ(t.evaluate(clock).getU32(kU32), 12346u);
+}
+
+TEST(DynamicValues, NestedMessagesFollowTimeToo) {
+  FakeClock clock;
+  ObjectTemplate t = tmpl(R"({"0x28000001": {"0x08000002": {"rate": 2}, "0x20000003": "x"}})");
+  clock.elapsed = 4000;
+  kx::message inner = t.evaluate(clock).getMessage(0x28000001);
+  EXPECT_EQ(inner.getU32(0x08000002), 8u);
+  EXPECT_EQ(inner.getString(0x20000003), "x");
+}
+
+TEST(DynamicValues, MergedFieldsStopFollowingTime) {
+  FakeClock clock;
+  ObjectTemplate t = tmpl(R"({"0x08000001": {"rate": 10}, "0x08000005": {"rate": 10},
+                              "0x28000002": {"0x08000003": {"rate": 1}}})");
+  kx::message set;
+  set.setU32(kU32, 7);
+  kx::message inner;
+  inner.setU32(0x08000004, 1);
+  set.setMessage(0x28000002, inner);
+  t.merge(set);
+  clock.elapsed = 10000;
+  kx::message m = t.evaluate(clock);
+  EXPECT_EQ(m.getU32(kU32), 7u);
+  EXPECT_EQ(m.getU32(0x08000005), 100u);  // untouched: still counting
+  EXPECT_EQ(m.getMessage(0x28000002), inner);
+  EXPECT_TRUE(t.hasDynamic());
+}
+
+}  // namespace
+}  // namespace sim

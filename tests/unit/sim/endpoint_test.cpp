@@ -1,0 +1,144 @@
+// What stands in front of a service: aliases and faults; the record and
+// history services; the journal; which process serves which service.
+#include <gtest/gtest.h>
+
+#include <fstream>
+
+#include "fake_clock.h"
+#include "sim/endpoint_factory.h"
+#include "sim/history_service.h"
+#include "sim/journal.h"
+#include "sim/process_plan.h"
+#include "sim/record_service.h"
+
+namespace sim {
+namespace {
+
+kx::message request(uint32_t cmd) {
+  kx::message m;
+  m.setCommand(cmd);
+  m.setDstPath({24, 1});
+  return m;
+}
+
+Scenario parse(const char* text) {
+  Scenario s;
+  std::string err;
+  EXPECT_TRUE(parseScenario(nlohmann::json::parse(text), s, err)) << err;
+  return s;
+}
+
+TEST(Endpoint, AliasesMapOntoGenericCommands) {
+  FakeClock clock;
+  Scenario s = parse(R"({"services": {"20,0": {"commands": {"1": "getall", "5": "empty"},
+      "list": [{"0x08fe0001": 4}]}}})");
+  auto ep = buildEndpoint(s.services[0], clock);
+  kx::message all = ep->handle(request(1)).reply;
+  ASSERT_EQ(all.getMessageArray(kx::kObjects).size(), 1u);
+  EXPECT_TRUE(ep->handle(request(5)).reply.empty());
+  EXPECT_TRUE(ep->handle(request(0x4242)).reply.empty());
+}
+
+TEST(Endpoint, FaultsApplyToTheirCommandsOnly) {
+  FakeClock clock;
+  Scenario s = parse(R"({"services": {"24,1": {"record": {"0x2000000c": "edge-1"},
+      "fault": [{"error": ["0xfe0006", "refused"], "commands": ["set"]},
+                {"delay_ms": 8000, "commands": ["0xfe000d"]},
+                {"silent": true, "commands": [7]}]}}})");
+  auto ep = buildEndpoint(s.services[0], clock);
+
+  kx::message set = request(kx::kCmdSet);
+  set.setString(0x2000000c, "other");
+  Endpoint::Outcome refused = ep->handle(set);
+  EXPECT_EQ(kx::getErrorCode(refused.reply), kx::kErrRefused);
+  EXPECT_EQ(kx::getError(refused.reply), "refused");
+
+  // The refused set did not reach the record; the get is late but right.
+  Endpoint::Outcome late = ep->handle(request(kx::kCmdGet));
+  EXPECT_EQ(late.delayMs, 8000u);
+  EXPECT_FALSE(late.silent);
+  EXPECT_EQ(late.reply.getString(0x2000000c), "edge-1");
+
+  EXPECT_TRUE(ep->handle(request(7)).silent);
+  Endpoint::Outcome plain = ep->handle(request(8));
+  EXPECT_FALSE(plain.silent);
+  EXPECT_EQ(plain.delayMs, 0u);
+}
+
+TEST(RecordService, SetMergesObjectFieldsAndReportsTheChange) {
+  FakeClock clock;
+  kx::message rec;
+  rec.setString(0x2000000c, "edge-1");
+  RecordService svc(ObjectTemplate(rec), clock);
+  int changes = 0;
+  svc.onChange([&](uint32_t id, const kx::message&) { changes += id == 0; });
+  kx::message set = request(kx::kCmdSet);
+  set.setString(0x2000000c, "edge-2");
+  set.setU32(0x0800000e, 41);
+  EXPECT_TRUE(svc.serve(kx::kCmdSet, set).empty());
+  kx::message now = svc.serve(kx::kCmdGet, request(kx::kCmdGet));
+  EXPECT_EQ(now.getString(0x2000000c), "edge-2");
+  EXPECT_EQ(now.getU32(0x0800000e), 41u);
+  EXPECT_EQ(now.size(), 2u);  // no path or command copied in
+  EXPECT_EQ(changes, 1);
+  EXPECT_TRUE(svc.serve(5, request(5)).empty());  // a reboot: no behaviour
+}
+
+TEST(HistoryService, KeepsWhatItIsSent) {
+  HistoryService svc;
+  for (uint32_t i = 0; i < kMaxHistory + 5; ++i) {
+    kx::message undo = request(0xfe0020);
+    undo.setString(0x20fe0022, "change " + std::to_string(i));
+    EXPECT_TRUE(svc.serve(0xfe0020, undo).empty());
+  }
+  EXPECT_EQ(svc.serve(kx::kCmdCount, request(kx::kCmdCount)).getU32(kx::kCount), kMaxHistory);
+  auto entries = svc.serve(kx::kCmdGetAll, request(kx::kCmdGetAll)).getMessageArray(kx::kObjects);
+  ASSERT_EQ(entries.size(), kMaxHistory);
+  EXPECT_EQ(entries.back().getString(0x20fe0022), "change 1004");
+  EXPECT_EQ(entries.back().getU32(kHistoryCommand), 0xfe0020u);
+  EXPECT_EQ(entries.back().getU32(kx::kObjId), 1005u);
+  EXPECT_EQ(entries.front().getU32(kx::kObjId), 6u);  // oldest dropped
+}
+
+TEST(Journal, OneJsonLinePerMessage) {
+  std::string file = ::testing::TempDir() + "sim_journal_test.log";
+  std::remove(file.c_str());
+  {
+    Journal j;
+    std::string err;
+    ASSERT_TRUE(j.open(file, err)) << err;
+    kx::message reboot = request(5);
+    reboot.setDstPath({24});
+    j.record(reboot);
+    j.record(request(kx::kCmdGet));
+  }
+  std::ifstream in(file);
+  std::string line;
+  std::vector<nlohmann::json> lines;
+  while (std::getline(in, line)) lines.push_back(nlohmann::json::parse(line));
+  ASSERT_EQ(lines.size(), 2u);
+  EXPECT_EQ(lines[0]["0x08ff0007"], 5);
+  EXPECT_EQ(lines[0]["0x88ff0001"], nlohmann::json::array({24}));
+  EXPECT_EQ(lines[1]["0x08ff0007"], kx::kCmdGet);
+  std::remove(file.c_str());
+
+  Journal bad;
+  std::string err;
+  EXPECT_FALSE(bad.open("/nonexistent-dir/journal.log", err));
+  EXPECT_EQ(err.rfind("/nonexistent-dir/journal.log: ", 0), 0u);
+}
+
+TEST(ProcessPlan, HeldAnswersGetTheirOwnProcess) {
+  Scenario s = parse(R"({"services": {
+      "12,1": {"fault": {"delay_ms": 8000}},
+      "12,2": {},
+      "13": {"fault": {"silent": true}},
+      "20,0": {"fault": {"error": [1, "x"]}},
+      "24,1": {}}})");
+  ProcessPlan plan = planProcesses(s);
+  EXPECT_EQ(plan.main, (std::vector<uint32_t>{20, 24}));
+  EXPECT_EQ(plan.others, (std::vector<std::vector<uint32_t>>{{12}, {13}}));
+}
+
+}  // namespace
+}  // namespace sim

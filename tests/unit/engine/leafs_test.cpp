@@ -43,18 +43,6 @@ TEST_F(Registration, HelpersRegisterLeavesOfTheirKind) {
   EXPECT_NE(dynamic_cast<ColumnarLeaf*>(column.get()), nullptr);
 }
 
-TEST(CommunityListTest, ItemDefaults) {
-  CommunityList::Item item;
-  EXPECT_EQ(item.id, 0xffffffffu);
-  EXPECT_EQ(item.address | item.addressMask | item.security | item.authMethod |
-                item.encryptionProtocol,
-            0u);
-  EXPECT_FALSE(item.readAccess || item.writeAccess);
-  EXPECT_TRUE(item.name.empty() && item.authKey.empty() &&
-              item.privKey.empty() && item.authPassword.empty() &&
-              item.encryptionPassword.empty());
-}
-
 // Reports its destruction, as a keeper's subclass of Item might.
 struct CountedItem : CommunityList::Item {
   CountedItem(const char* n, int* deleted) : deleted(deleted) { name = n; }

@@ -12,8 +12,7 @@ namespace kx {
 
 namespace {
 
-// Value of the variant alternative T in field f of the given type tag, or
-// null when the key is absent or names another type.
+// The value of field f as a T, or null when f is null or holds another type.
 template <typename T, typename F>
 const T* valueOf(const F* f) {
   return f ? std::get_if<T>(&f->value) : nullptr;
@@ -161,13 +160,11 @@ const std::vector<message>* message::findMessageArray(uint32_t key) const {
 }
 
 std::vector<message>& message::messageArray(uint32_t key) {
-  // A reference must be returned even for a mismatched key; that misuse
-  // gets a scratch array that is never stored.
-  static thread_local std::vector<message> scratch;
+  // A reference must be returned even for a mismatched key: that misuse
+  // gets the message-array field of the same id.
   if (keyType(key) != (kArrayBit | kTypeMessage)) {
     assert(!"messageArray: key is not a message-array key");
-    scratch.clear();
-    return scratch;
+    key = message_array_id(keyId(key));
   }
   Field& f = slot(key);
   if (!std::holds_alternative<std::vector<message>>(f.value))

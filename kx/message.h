@@ -148,7 +148,10 @@ class message {
   const message* findMessage(uint32_t key) const;
   const std::vector<uint32_t>* findU32Array(uint32_t key) const;
   const std::vector<message>* findMessageArray(uint32_t key) const;
-  // Mutable access to a message array, created empty when absent.
+  // Mutable access to a message array, created empty when absent.  The
+  // reference lives until the message is next modified otherwise.
+  // REQUIRES: key is a message-array key (else the array of the same id is
+  // used, and debug builds assert).
   std::vector<message>& messageArray(uint32_t key);
 
   // Setters add the field or replace its value.  The key's type tag must

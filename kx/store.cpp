@@ -129,7 +129,7 @@ std::vector<uint32_t> Store::ids() const {
   if (!d) return out;
   while (dirent* e = ::readdir(d)) {
     uint32_t id;
-    if (parseId(e->d_name, id)) out.push_back(id);
+    if (e->d_type != DT_DIR && parseId(e->d_name, id)) out.push_back(id);
   }
   ::closedir(d);
   std::sort(out.begin(), out.end());

@@ -1,6 +1,7 @@
 #include "kx/store.h"
 
 #include <dirent.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -240,17 +241,29 @@ TEST_F(StoreTest, KilledWriterLeavesOldOrNewObjects) {
   uint32_t seqBase = 1;
   int torn = 0;
   for (int round = 0; round < kRounds; ++round) {
+    int ready[2];
+    ASSERT_EQ(::pipe(ready), 0);
     const pid_t child = ::fork();
     ASSERT_GE(child, 0);
     if (child == 0) {
+      ::close(ready[0]);
       Store s("/sarn/store/crash", 1);
-      for (uint32_t seq = seqBase;; ++seq)
+      for (uint32_t seq = seqBase;; ++seq) {
         for (uint32_t id = 0; id < kObjects; ++id) s.save(id, crashObject(id, seq));
+        if (seq == seqBase) (void)!::write(ready[1], "r", 1);
+      }
     }
-    // Kill it somewhere between its first write and a few dozen later.
-    ::usleep(std::uniform_int_distribution<int>(500, 15000)(rng));
+    ::close(ready[1]);
+    // Most rounds let the writer finish one pass first, so that a busy
+    // machine cannot starve it; every third round kills it at once.
+    if (round % 3 != 0) {
+      pollfd p{ready[0], POLLIN, 0};
+      EXPECT_EQ(::poll(&p, 1, 10000), 1) << "the writer made no progress";
+    }
+    ::usleep(std::uniform_int_distribution<int>(0, 10000)(rng));
     ::kill(child, SIGKILL);
     ::waitpid(child, nullptr, 0);
+    ::close(ready[0]);
     Store s("/sarn/store/crash", 1);
     ASSERT_EQ(s.ids().size(), kObjects);
     for (uint32_t id = 0; id < kObjects; ++id) {

@@ -1,5 +1,6 @@
 #include "tools/app.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "kx/paths.h"
@@ -9,6 +10,9 @@
 namespace kxctl {
 
 namespace {
+
+// Where the overview's descriptions start: after the longest synopsis.
+constexpr size_t kBriefColumn = 52;
 
 bool isHelp(const std::string& w) { return w == "--help" || w == "-h"; }
 
@@ -52,7 +56,11 @@ std::string App::overview() const {
       "as JSON; edits persistent stores offline.\n"
       "\n"
       "Commands:\n";
-  for (const auto& c : table_.commands()) s += "  " + c->synopsis() + "\n";
+  for (const auto& c : table_.commands()) {
+    std::string line = "  " + c->synopsis();
+    line.resize(std::max(line.size() + 2, kBriefColumn), ' ');
+    s += line + c->brief() + "\n";
+  }
   s +=
       "\n"
       "Options:\n"

@@ -22,7 +22,8 @@ struct BusCommandSpec {
   bool takesId;     // an ID word follows PATH, sent in u32 0xfe0001
   Fields fields;    // key=value words after the positional ones
   const char* args;     // "PATH ID key=value ..."
-  const char* summary;  // one sentence
+  const char* brief;    // a few words for the overview
+  const char* summary;  // the description of its help
 };
 
 // The text shared by the bus commands' help: paths, keys, values, output
@@ -35,6 +36,7 @@ class BusCommand : public Command {
 
   std::string name() const override { return spec_.name; }
   std::string synopsis() const override;
+  std::string brief() const override { return spec_.brief; }
   std::string help() const override;
   // Prints the reply as one JSON line on success; an error reply prints
   // "error 0x......: text" and gives kExitError.

@@ -20,8 +20,10 @@ class Command {
 
   // The word that selects the command.
   virtual std::string name() const = 0;
-  // One line for the overview: the arguments and what it does.
+  // The command's words for the overview ("getobj PATH ID").
   virtual std::string synopsis() const = 0;
+  // A few words saying what it does, for the overview.
+  virtual std::string brief() const = 0;
   // The full text printed by "kxctl <name> --help", ending with a newline.
   virtual std::string help() const = 0;
   // Runs with the words after the name (--help already handled).  Returns

@@ -15,6 +15,7 @@ class GetAllCommand : public Command {
  public:
   std::string name() const override { return "getall"; }
   std::string synopsis() const override;
+  std::string brief() const override { return "read a whole paged list"; }
   std::string help() const override;
   // Prints nothing on standard output when any page fails.
   int run(Session& session, const std::vector<std::string>& args) override;

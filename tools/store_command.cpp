@@ -46,7 +46,7 @@ bool checkStorePath(const std::string& path, std::string& err) {
 }
 
 std::string StoreCommand::synopsis() const {
-  return "store dump PATH | store put PATH ID key=value ... | store rm PATH ID";
+  return "store dump|put|rm PATH [ID] [key=value ...]";
 }
 
 std::string StoreCommand::help() const {

@@ -30,6 +30,7 @@ class StoreCommand : public Command {
  public:
   std::string name() const override { return "store"; }
   std::string synopsis() const override;
+  std::string brief() const override { return "show or edit a store offline"; }
   std::string help() const override;
   int run(Session& session, const std::vector<std::string>& args) override;
 

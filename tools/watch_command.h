@@ -32,6 +32,7 @@ class WatchCommand : public Command {
  public:
   std::string name() const override { return "watch"; }
   std::string synopsis() const override;
+  std::string brief() const override { return "print events until interrupted"; }
   std::string help() const override;
   int run(Session& session, const std::vector<std::string>& args) override;
 };

@@ -13,7 +13,11 @@ TEST(App, OverviewListsEveryCommand) {
   ASSERT_EQ(r.status, kExitOk);
   App app(bus.factory());
   for (const auto& c : app.commands().commands()) {
-    EXPECT_NE(r.out.find("  " + c->synopsis() + "\n"), std::string::npos) << c->name();
+    size_t at = r.out.find("\n  " + c->synopsis() + " ");
+    ASSERT_NE(at, std::string::npos) << c->name();
+    size_t end = r.out.find('\n', at + 1);
+    EXPECT_EQ(r.out.compare(end - c->brief().size(), c->brief().size(), c->brief()), 0)
+        << "the brief ends the command's line: " << c->name();
   }
   for (const char* name : {"call", "get", "set", "getall", "getobj", "setobj", "add", "remove",
                            "count", "watch", "store"}) {

@@ -3,7 +3,6 @@
 #include <nlohmann/json.hpp>
 
 #include "fake_bus.h"
-#include "tools/list_pager.h"
 #include "tools/session.h"
 
 namespace kxctl {
@@ -93,17 +92,6 @@ TEST(GetAll, AServiceThatRepeatsAMarkIsStoppedNotFollowedForever) {
   EXPECT_EQ(r.status, kExitError);
   EXPECT_EQ(bus.sent.size(), 3u);
   EXPECT_NE(r.err.find("repeats continuation mark 5"), std::string::npos) << r.err;
-}
-
-TEST(GetAll, PagerCountsItsRequests) {
-  FakeBus bus;
-  bus.serve = listService(0, 41, 20);
-  ListPager pager(bus, {20, 0}, 0);
-  std::vector<kx::message> objects;
-  kx::message error;
-  ASSERT_TRUE(pager.fetch(objects, error));
-  EXPECT_EQ(objects.size(), 41u);
-  EXPECT_EQ(pager.pages(), 3u);
 }
 
 TEST(GetAll, UsageMistakes) {

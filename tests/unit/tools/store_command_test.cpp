@@ -8,8 +8,6 @@
 #include <nlohmann/json.hpp>
 
 #include "fake_bus.h"
-#include "kx/paths.h"
-#include "kx/store.h"
 
 namespace kxctl {
 namespace {
@@ -31,29 +29,6 @@ class StoreCommandTest : public ::testing::Test {
   std::string root_;
   FakeBus bus_;
 };
-
-TEST_F(StoreCommandTest, PutCreatesThenMergesAndDumpShowsTheResult) {
-  Outcome r = kxctl({"store", "put", "/sarn/store/snmpd", "0", "0x00000001=true",
-                 "0x20000002=noc"});
-  ASSERT_EQ(r.status, kExitOk) << r.err;
-  EXPECT_EQ(nlohmann::json::parse(r.out),
-            nlohmann::json::parse(R"({"0x00000001": true, "0x20000002": "noc"})"));
-  r = kxctl({"store", "put", "/sarn/store/snmpd", "0", "0x20000002=lab", "0x0800000e=30"});
-  ASSERT_EQ(r.status, kExitOk) << r.err;
-
-  kx::setRoot(root_);
-  kx::Store store("/sarn/store/snmpd", kStoreVersion);
-  kx::message m;
-  ASSERT_TRUE(store.load(0, m));
-  EXPECT_TRUE(m.getBool(0x00000001)) << "a field not given keeps its value";
-  EXPECT_EQ(m.getString(0x20000002), "lab");
-  EXPECT_EQ(m.getU32(0x0800000e), 30u);
-
-  r = kxctl({"store", "dump", "/sarn/store/snmpd"});
-  ASSERT_EQ(r.status, kExitOk) << r.err;
-  EXPECT_EQ(nlohmann::json::parse(r.out)["0"]["0x20000002"], "lab");
-  EXPECT_EQ(bus_.made, 0) << "offline commands need no bus";
-}
 
 TEST_F(StoreCommandTest, DumpListsIdsInNumericOrder) {
   for (const char* id : {"10", "2", "0x0"}) {

@@ -161,20 +161,23 @@ class Platform(unittest.TestCase):
         self.serve(doc)
         self.assertEqual(self.check_scenario(doc), 2)
 
-    def test_a_ten_thousand_row_list_pages_completely(self):
+    def test_the_ten_thousand_row_lists_of_the_scale_example_page_completely(self):
         rows = 10000
-        doc = {"services": {"20,0": {"page": 100, "list": [{"repeat": {
-            "count": rows, "from": 1,
-            "template": {OBJ_ID: {"seq": 1}, "0x20010006": "row${i}"}}}]}}}
-        self.serve(doc)
+        self.serve(os.path.join(harness.source_dir(), "examples", "scale.json"))
         count = harness.kxctl_json(self.root, "count", "20,0")
         self.assertEqual(count["0x08fe0014"], rows)
         for extra in ([], ["--page", "997"]):
             got = harness.kxctl_json(self.root, "getall", "20,0", *extra, timeout=120)
             self.assertEqual(len(got), rows)
             self.assertEqual([o[OBJ_ID] for o in got], list(range(1, rows + 1)))
-            self.assertEqual(got[0]["0x20010006"], "row1")
-            self.assertEqual(got[-1]["0x20010006"], "row%d" % rows)
+            self.assertEqual(got[0]["0x20010006"], "ether1")
+            self.assertEqual(got[-1]["0x20010006"], "ether%d" % rows)
+            self.assertEqual(got[-1]["0x300003e9"], "02:00:00:00:27:10")
+        addresses = harness.kxctl_json(self.root, "getall", "20,1", timeout=120)
+        self.assertEqual(len(addresses), rows)
+        first = dotted_quad("10.0.0.1")
+        self.assertEqual([a["0x08000001"] for a in addresses],
+                         [first + 4 * k for k in range(rows)])
 
     def test_watch_prints_the_event_of_a_change(self):
         doc = {"services": {"20,0": {"events": "0x10004", "list": [

@@ -13,11 +13,7 @@ Server::Server(const Scenario& scenario, std::vector<uint32_t> ids, const SimClo
 Server::~Server() {
   // Handlers go before the looper that points at them.
   if (looper_) {
-    for (const auto& s : scenario_.services) {
-      if (std::count(ids_.begin(), ids_.end(), s.path[0])) {
-        looper_->removeHandler(s.path[0], s.path[1]);
-      }
-    }
+    for (const auto& [service, handler] : served_) looper_->removeHandler(service, handler);
   }
 }
 
@@ -34,13 +30,26 @@ bool Server::start(std::string& err) {
     }
   }
   for (const auto& s : scenario_.services) {
-    if (!std::count(ids_.begin(), ids_.end(), s.path[0])) continue;
-    endpoints_.push_back(buildEndpoint(s, clock_));
-    responders_.push_back(std::make_unique<Responder>(*endpoints_.back(), journal_, stop_));
-    handlers_.push_back(std::make_unique<BusHandler>(*responders_.back(), s.events));
-    looper_->addHandler(s.path[0], s.path[1], handlers_.back().get());
+    if (std::count(ids_.begin(), ids_.end(), s.path[0])) serve(s);
+  }
+  // Handler 0 of every service gets commands with no behaviour (a reboot
+  // to [24]); it answers them empty even where the scenario is silent.
+  for (uint32_t id : ids_) {
+    if (!served_.count({id, 0})) {
+      ServiceSpec empty;
+      empty.path = {id, 0};
+      serve(empty);
+    }
   }
   return true;
+}
+
+void Server::serve(const ServiceSpec& spec) {
+  endpoints_.push_back(buildEndpoint(spec, clock_));
+  responders_.push_back(std::make_unique<Responder>(*endpoints_.back(), journal_, stop_));
+  handlers_.push_back(std::make_unique<BusHandler>(*responders_.back(), spec.events));
+  looper_->addHandler(spec.path[0], spec.path[1], handlers_.back().get());
+  served_.insert({spec.path[0], spec.path[1]});
 }
 
 void Server::every(unsigned periodMs, std::function<void()> task) {

@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kx/looper.h"
@@ -48,6 +50,7 @@ class Server {
 
  private:
   void tick();
+  void serve(const ServiceSpec& spec);
   const Scenario& scenario_;
   std::vector<uint32_t> ids_;
   const SimClock& clock_;
@@ -56,6 +59,7 @@ class Server {
   std::vector<std::unique_ptr<Endpoint>> endpoints_;
   std::vector<std::unique_ptr<Responder>> responders_;
   std::vector<std::unique_ptr<BusHandler>> handlers_;
+  std::set<std::pair<uint32_t, uint32_t>> served_;  // (service, handler)
   std::unique_ptr<kx::Looper> looper_;
   std::unique_ptr<kx::ThinRunner> idle_;  // when there is nothing to serve
   unsigned periodMs_ = kDefaultTickMs;

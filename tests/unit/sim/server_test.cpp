@@ -141,6 +141,13 @@ TEST_F(ServerTest, AnswersRecordsListsAndCommandsWithoutBehaviour) {
   nlohmann::json j = nlohmann::json::parse(last);
   EXPECT_EQ(j["0x08ff0007"], 5);
   EXPECT_EQ(j["0x88ff0001"], nlohmann::json::array({24, 1}));
+  // Handler 0 of a served service answers too, though the scenario does
+  // not list it: a reboot to [24] is answered empty.
+  kx::message reboot = call({24}, 5);
+  EXPECT_FALSE(kx::isError(reboot)) << kx::getError(reboot);
+  EXPECT_TRUE(reboot.empty());
+  // A handler that is not there at all is the bus's error.
+  EXPECT_TRUE(kx::isError(call({24, 9}, kx::kCmdGet)));
 }
 
 TEST_F(ServerTest, ChangesReachMatchingSubscribersOnly) {

@@ -1,5 +1,6 @@
 // Loads arbitrary bytes as a store object file: the store never crashes,
 // and either loads a message or sets the file aside.
+#include <dirent.h>
 #include <stdlib.h>
 #include <unistd.h>
 
@@ -15,6 +16,22 @@
 
 namespace {
 
+std::string& rootDir() {
+  static std::string dir;
+  return dir;
+}
+
+// Leaves no directory behind after a run.
+void removeRoot() {
+  const std::string store = rootDir() + "/store";
+  if (DIR* d = ::opendir(store.c_str())) {
+    while (dirent* e = ::readdir(d)) ::unlink((store + "/" + e->d_name).c_str());
+    ::closedir(d);
+  }
+  ::rmdir(store.c_str());
+  ::rmdir(rootDir().c_str());
+}
+
 kx::Store& store() {
   static kx::Store* s = [] {
     // Memory-backed when possible: every damaged file costs a rename and
@@ -23,6 +40,8 @@ kx::Store& store() {
     char tmp[] = "/tmp/kx_store_fuzz.XXXXXX";
     const char* tmpl = ::mkdtemp(shm) ? shm : ::mkdtemp(tmp);
     if (!tmpl) std::abort();
+    rootDir() = tmpl;
+    std::atexit(removeRoot);
     kx::setRoot(tmpl);
     return new kx::Store("/store", 1);
   }();

@@ -285,10 +285,17 @@ void Transport::dispatch(Incoming in) {
   if (dst.empty() && in.fd >= 0) {
     if (Connection* c = find(in.fd, in.serial); c && !c->outgoing) dst = {c->service};
   }
+  // A queued request may outlive its connection, and the fd number may
+  // belong to a new connection by now.
+  int connection = in.fd;
+  if (in.fd >= 0 && !find(in.fd, in.serial)) {
+    if (msg.command() == kCmdSubscribe) return;  // nobody to send events to
+    connection = -1;
+  }
   Handler* h = dst.empty() ? nullptr : looper_.findHandler(dst[0], dst.size() > 1 ? dst[1] : 0);
   message reply;
   if (h) {
-    reply = h->handle(msg, in.fd);
+    reply = h->handle(msg, connection);
   } else {
     std::fprintf(stderr, "kx: no handler for %s (command 0x%x)\n", pathText(dst).c_str(),
                  msg.command());

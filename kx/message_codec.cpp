@@ -162,14 +162,17 @@ bool readArray(Reader& in, uint32_t scalarType, int depth, std::vector<T>& v) {
   return true;
 }
 
+// Arrays are the vectors among the value types, except raw bytes.
+template <typename T>
+struct IsArray : std::false_type {};
+template <typename E>
+struct IsArray<std::vector<E>> : std::bool_constant<!std::is_same_v<E, uint8_t>> {};
+
 template <typename T>
 bool readValue(Reader& in, uint32_t type, int depth, FieldValue& out) {
   T v{};
   bool ok;
-  if constexpr (std::is_same_v<T, std::vector<uint32_t>> || std::is_same_v<T, std::vector<uint64_t>> ||
-                std::is_same_v<T, std::vector<std::string>> ||
-                std::is_same_v<T, std::vector<message::raw>> ||
-                std::is_same_v<T, std::vector<message>>)
+  if constexpr (IsArray<T>::value)
     ok = readArray(in, type & ~kArrayBit, depth, v);
   else
     ok = readScalar(in, depth, v);

@@ -3,7 +3,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/uio.h>
-#include <time.h>
 
 #include <cerrno>
 
@@ -21,12 +20,6 @@ void putHeader(uint8_t* out, bool more) {
 }
 
 }  // namespace frame
-
-uint64_t monotonicNowMs() {
-  timespec ts{};
-  clock_gettime(CLOCK_MONOTONIC, &ts);
-  return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec) / 1000000u;
-}
 
 FrameAssembler::Result FrameAssembler::feed(const uint8_t* packet, size_t len) {
   if (complete_) {

@@ -18,6 +18,8 @@
 #include <cstdint>
 #include <string>
 
+#include "kx/monotonic_clock.h"
+
 namespace kx {
 namespace frame {
 
@@ -61,13 +63,10 @@ class FrameAssembler {
 enum class SendStatus { kOk, kPeerGone, kTimeout, kFailed };
 
 // Sends bytes as framed packets on the non-blocking socket fd, waiting for
-// buffer space until deadlineMs (monotonic milliseconds, see
-// monotonicNowMs).  Never raises SIGPIPE.  A status other than kOk may leave
-// part of the message sent: the connection is then unusable.
+// buffer space until deadlineMs (on the monotonicNowMs clock).  Never
+// raises SIGPIPE.  A status other than kOk may leave part of the message
+// sent: the connection is then unusable.
 SendStatus sendFramed(int fd, const std::string& bytes, uint64_t deadlineMs);
-
-// CLOCK_MONOTONIC in milliseconds: the clock of real waits on sockets.
-uint64_t monotonicNowMs();
 
 }  // namespace kx
 

@@ -1,7 +1,6 @@
 #include "kx/runner.h"
 
 #include <fcntl.h>
-#include <time.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -9,6 +8,8 @@
 #include <limits>
 #include <mutex>
 #include <vector>
+
+#include "kx/monotonic_clock.h"
 
 namespace kx {
 
@@ -25,18 +26,12 @@ std::vector<ThinRunner*>& registry() {
   return runners;
 }
 
-uint64_t monotonicMs() {
-  timespec ts{};
-  clock_gettime(CLOCK_MONOTONIC, &ts);
-  return static_cast<uint64_t>(ts.tv_sec) * 1000u + static_cast<uint64_t>(ts.tv_nsec) / 1000000u;
-}
-
 // poll() takes an int; longer waits are cut and simply loop again.
 constexpr uint64_t kMaxPollWaitMs = 1u << 30;
 
 }  // namespace
 
-ThinRunner::ThinRunner() : clock_(monotonicMs) {
+ThinRunner::ThinRunner() : clock_(monotonicNowMs) {
   if (pipe2(wakeFds_, O_NONBLOCK | O_CLOEXEC) != 0) {
     std::fprintf(stderr, "kx: cannot create the runner's wake-up pipe: %s\n", std::strerror(errno));
     wakeFds_[0] = wakeFds_[1] = -1;
@@ -94,7 +89,9 @@ bool ThinRunner::hasTimerFn(const void* obj, const std::string& key) const {
 
 void ThinRunner::setupLeave(unsigned ms) { leaveMs_ = ms; }
 
-void ThinRunner::setClock(Clock clock) { clock_ = clock ? std::move(clock) : Clock(monotonicMs); }
+void ThinRunner::setClock(Clock clock) {
+  clock_ = clock ? std::move(clock) : Clock(monotonicNowMs);
+}
 
 uint64_t ThinRunner::nowMs() const { return clock_(); }
 

@@ -61,16 +61,15 @@ std::string App::overview() const {
     line.resize(std::max(line.size() + 2, kBriefColumn), ' ');
     s += line + c->brief() + "\n";
   }
-  s +=
-      "\n"
-      "Options:\n"
-      "  --root DIR    root below which the bus directory and stores live\n"
-      "                (default: $SARN_ROOT, else /)\n"
-      "  --timeout MS  how long to wait for each reply (default 6000)\n"
-      "  --help        this text; 'kxctl COMMAND --help' describes a command\n"
-      "\n"
-      "Each kxctl process is bus service 0x40000000 + its process id, so several may\n"
-      "run at once.  Exit status: 0 done, 1 refused or no answer, 2 bad command line.\n";
+  s += "\n"
+       "Options:\n"
+       "  --root DIR    root below which the bus directory and stores live\n"
+       "                (default: $SARN_ROOT, else /)\n"
+       "  --timeout MS  how long to wait for each reply (default 6000)\n"
+       "  --help        this text; 'kxctl COMMAND --help' describes a command\n"
+       "\n"
+       "Each kxctl process is bus service 0x40000000 + its process id, so several may\n"
+       "run at once.  Exit status: 0 done, 1 refused or no answer, 2 bad command line.\n";
   return s;
 }
 

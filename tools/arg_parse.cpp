@@ -60,8 +60,8 @@ bool parsePath(const std::string& text, std::vector<uint32_t>& path, std::string
   size_t start = 0;
   while (true) {
     size_t comma = text.find(',', start);
-    std::string part = text.substr(start, comma == std::string::npos ? std::string::npos
-                                                                      : comma - start);
+    std::string part =
+        text.substr(start, comma == std::string::npos ? std::string::npos : comma - start);
     uint32_t v;
     std::string why;
     if (part.empty() || !parseU32(part, v, why)) {
@@ -69,8 +69,7 @@ bool parsePath(const std::string& text, std::vector<uint32_t>& path, std::string
       return false;
     }
     if (result.size() == kMaxPathElements) {
-      err = "bad path '" + text + "': more than " + std::to_string(kMaxPathElements) +
-            " elements";
+      err = "bad path '" + text + "': more than " + std::to_string(kMaxPathElements) + " elements";
       return false;
     }
     result.push_back(v);

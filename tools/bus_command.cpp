@@ -19,13 +19,11 @@ const char kBusHelpFooter[] =
     "within the time-out (--timeout, default 6000 ms) or does not exist; 2 the command\n"
     "line is wrong.\n";
 
-std::string BusCommand::synopsis() const {
-  return std::string(spec_.name) + " " + spec_.args;
-}
+std::string BusCommand::synopsis() const { return std::string(spec_.name) + " " + spec_.args; }
 
 std::string BusCommand::help() const {
-  return "Usage: kxctl [--root DIR] [--timeout MS] " + synopsis() + "\n\n" + spec_.summary +
-         "\n" + kBusHelpFooter;
+  return "Usage: kxctl [--root DIR] [--timeout MS] " + synopsis() + "\n\n" + spec_.summary + "\n" +
+         kBusHelpFooter;
 }
 
 int BusCommand::run(Session& session, const std::vector<std::string>& args) {

@@ -17,10 +17,10 @@ namespace kxctl {
 struct BusCommandSpec {
   enum class Fields { kNone, kOptional, kRequired };
   const char* name;
-  uint32_t code;    // the command sent; unused when takesCode
-  bool takesCode;   // a CMD word follows PATH (call)
-  bool takesId;     // an ID word follows PATH, sent in u32 0xfe0001
-  Fields fields;    // key=value words after the positional ones
+  uint32_t code;        // the command sent; unused when takesCode
+  bool takesCode;       // a CMD word follows PATH (call)
+  bool takesId;         // an ID word follows PATH, sent in u32 0xfe0001
+  Fields fields;        // key=value words after the positional ones
   const char* args;     // "PATH ID key=value ..."
   const char* brief;    // a few words for the overview
   const char* summary;  // the description of its help

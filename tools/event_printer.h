@@ -24,9 +24,7 @@ class EventPrinter : public kx::Handler {
   kx::message cmdSet(const kx::message& msg) override { return print(msg); }
   kx::message cmdGetObj(const kx::message& msg, uint32_t) override { return print(msg); }
   kx::message cmdSetObj(const kx::message& msg, uint32_t) override { return print(msg); }
-  kx::message cmdGetAll(const kx::message& msg, uint32_t, uint32_t) override {
-    return print(msg);
-  }
+  kx::message cmdGetAll(const kx::message& msg, uint32_t, uint32_t) override { return print(msg); }
   kx::message cmdAddObj(const kx::message& msg) override { return print(msg); }
   kx::message cmdRemoveObj(const kx::message& msg, uint32_t) override { return print(msg); }
   kx::message cmdGetCount(const kx::message& msg) override { return print(msg); }

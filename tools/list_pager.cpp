@@ -30,9 +30,9 @@ bool ListPager::fetch(std::vector<kx::message>& objects, kx::message& error) {
     if (const std::vector<kx::message>* page = reply.findMessageArray(kx::kObjects)) {
       total += page->size();
       if (total > kMaxListObjects) {
-        error = kx::errorMsg(kx::kErrBadMessage, "the list has more than " +
-                                                     std::to_string(kMaxListObjects) +
-                                                     " objects; giving up");
+        error = kx::errorMsg(
+            kx::kErrBadMessage,
+            "the list has more than " + std::to_string(kMaxListObjects) + " objects; giving up");
         return false;
       }
       objects.insert(objects.end(), page->begin(), page->end());

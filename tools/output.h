@@ -8,11 +8,10 @@
 #define TOOLS_OUTPUT_H_
 
 #include <cstdint>
+#include <nlohmann/json.hpp>
 #include <ostream>
 #include <string>
 #include <vector>
-
-#include <nlohmann/json.hpp>
 
 #include "kx/message.h"
 

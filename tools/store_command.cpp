@@ -45,9 +45,7 @@ bool checkStorePath(const std::string& path, std::string& err) {
   return true;
 }
 
-std::string StoreCommand::synopsis() const {
-  return "store dump|put|rm PATH [ID] [key=value ...]";
-}
+std::string StoreCommand::synopsis() const { return "store dump|put|rm PATH [ID] [key=value ...]"; }
 
 std::string StoreCommand::help() const {
   return "Usage: kxctl [--root DIR] store dump PATH\n"
@@ -79,8 +77,8 @@ int StoreCommand::run(Session& session, const std::vector<std::string>& args) {
     return session.usage(name(), "unknown sub-command '" + sub + "': use dump, put or rm");
   }
   if (args.size() < want) {
-    return session.usage(name(), sub + ": missing arguments; expected " +
-                                     (sub == "dump" ? "PATH" : "PATH ID"));
+    return session.usage(
+        name(), sub + ": missing arguments; expected " + (sub == "dump" ? "PATH" : "PATH ID"));
   }
   if (sub != "put" && args.size() > want) {
     return session.usage(name(), sub + ": unexpected argument '" + args[want] + "'");
@@ -122,8 +120,7 @@ int StoreCommand::put(Session& session, const std::string& path, uint32_t id,
   store.load(id, object);  // absent: start from an empty object
   object.merge(change);
   if (!store.save(id, object)) {
-    return session.fail(name(), "cannot write object " + std::to_string(id) + " to " +
-                                    store.dir());
+    return session.fail(name(), "cannot write object " + std::to_string(id) + " to " + store.dir());
   }
   writeJsonLine(session.out(), kx::messageToJson(object));
   return kExitOk;

@@ -111,7 +111,7 @@ std::string WatchCommand::synopsis() const {
 }
 
 std::string WatchCommand::help() const {
-  return "Usage: kxctl [--root DIR] [--timeout MS] " + synopsis() +
+  return "Usage: kxctl [--root DIR] " + synopsis() +
          "\n\n"
          "Subscribes to the events of KIND (for example 0x10004) published by the\n"
          "handler at PATH and prints each event on standard output as one line of\n"
@@ -124,8 +124,9 @@ std::string WatchCommand::help() const {
          "--count N       exit after N events\n"
          "\n"
          "When the subscription stands, \"kxctl: watching PATH for KIND\" is written on\n"
-         "standard error.  Exit status: 0 stopped; 1 the subscription was refused; 2\n"
-         "the command line is wrong.\n";
+         "standard error.  The subscription request waits for its answer as long as\n"
+         "the bus library allows (--timeout does not apply).  Exit status: 0 stopped;\n"
+         "1 the subscription was refused or not answered; 2 the command line is wrong.\n";
 }
 
 int WatchCommand::run(Session& session, const std::vector<std::string>& args) {
@@ -142,8 +143,8 @@ int WatchCommand::run(Session& session, const std::vector<std::string>& args) {
   looper.addHandler(1, &printer);
   if (!printer.subscribe(req.path, req.kind, req.filter)) {
     looper.removeHandler(looper.serviceId(), 1);
-    return session.fail(name(), "the subscription to " + pathText(req.path) +
-                                    " was refused or not answered");
+    return session.fail(
+        name(), "the subscription to " + pathText(req.path) + " was refused or not answered");
   }
   session.err() << "kxctl: watching " << pathText(req.path) << " for " << kindText(req.kind)
                 << std::endl;

@@ -63,8 +63,8 @@ TEST(BusCommand, EachCommandSendsItsCodeIdAndFields) {
 
 TEST(BusCommand, FieldsTravelWithTheRequest) {
   FakeBus bus;
-  Outcome r = runKxctl(bus, {"setobj", "34,1", "2", "0x20000005=ops", "0x08000008=10.0.0.0",
-                         "0x00000007=false"});
+  Outcome r = runKxctl(
+      bus, {"setobj", "34,1", "2", "0x20000005=ops", "0x08000008=10.0.0.0", "0x00000007=false"});
   ASSERT_EQ(r.status, kExitOk) << r.err;
   const kx::message& m = bus.sent.at(0);
   EXPECT_EQ(m.dstPath(), (std::vector<uint32_t>{34, 1}));

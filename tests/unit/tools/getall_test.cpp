@@ -95,9 +95,11 @@ TEST(GetAll, AServiceThatRepeatsAMarkIsStoppedNotFollowedForever) {
 }
 
 TEST(GetAll, UsageMistakes) {
-  for (const std::vector<std::string>& args :
-       {std::vector<std::string>{"getall"}, {"getall", "20,0", "21"}, {"getall", "--page"},
-        {"getall", "20,0", "--page", "0"}, {"getall", "20,0", "--page", "x"}}) {
+  for (const std::vector<std::string>& args : {std::vector<std::string>{"getall"},
+                                               {"getall", "20,0", "21"},
+                                               {"getall", "--page"},
+                                               {"getall", "20,0", "--page", "0"},
+                                               {"getall", "20,0", "--page", "x"}}) {
     FakeBus bus;
     Outcome r = runKxctl(bus, args);
     EXPECT_EQ(r.status, kExitUsage) << r.err;

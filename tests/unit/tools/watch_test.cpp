@@ -1,12 +1,10 @@
-#include "tools/watch_command.h"
-
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
 #include <sstream>
 
-#include <nlohmann/json.hpp>
-
 #include "tools/event_printer.h"
+#include "tools/watch_command.h"
 
 namespace kxctl {
 namespace {
@@ -34,10 +32,16 @@ TEST(WatchArgs, FilterHalvesDefaultSensibly) {
 }
 
 TEST(WatchArgs, Mistakes) {
-  for (const std::vector<std::string>& args :
-       {std::vector<std::string>{}, {"20,0"}, {"20,0", "x"}, {"20,,0", "1"},
-        {"20,0", "1", "2"}, {"20,0", "1", "--count"}, {"20,0", "1", "--count", "0"},
-        {"20,0", "1", "value=abc"}, {"20,0", "1", "mask="}, {"20,0", "1", "--follow"}}) {
+  for (const std::vector<std::string>& args : {std::vector<std::string>{},
+                                               {"20,0"},
+                                               {"20,0", "x"},
+                                               {"20,,0", "1"},
+                                               {"20,0", "1", "2"},
+                                               {"20,0", "1", "--count"},
+                                               {"20,0", "1", "--count", "0"},
+                                               {"20,0", "1", "value=abc"},
+                                               {"20,0", "1", "mask="},
+                                               {"20,0", "1", "--follow"}}) {
     WatchRequest req;
     req.kind = 42;
     std::string err;

@@ -85,6 +85,7 @@ ServiceSpec parseService(const std::string& pathText, const nlohmann::json& j,
   }
   if (!j.is_object()) throw ScenarioError(at, "expected a service object");
   int kinds = 0;
+  const nlohmann::json* changes = nullptr;
   for (const auto& [k, v] : j.items()) {
     JsonPath here = at.key(k);
     if (k == "record") {
@@ -117,14 +118,23 @@ ServiceSpec parseService(const std::string& pathText, const nlohmann::json& j,
       parseAliases(v, here, spec);
     } else if (k == "fault") {
       spec.faults = parseFaults(v, here);
+    } else if (k == "changes") {
+      changes = &v;  // read once the kind is known
     } else if (k == "note") {
       if (!v.is_string()) throw ScenarioError(here, "expected a string");
     } else {
       throw ScenarioError(here, "unknown field (record, list, history, page, count, events, "
-                                "commands, fault, note)");
+                                "commands, fault, changes, note)");
     }
   }
   if (kinds > 1) throw ScenarioError(at, "a service is one of record, list or history");
+  if (changes) {
+    bool list = spec.kind == ServiceSpec::Kind::kList;
+    if (!list && spec.kind != ServiceSpec::Kind::kRecord) {
+      throw ScenarioError(at.key("changes"), "changes need a record or a list");
+    }
+    spec.changes = parseChanges(*changes, at.key("changes"), list);
+  }
   return spec;
 }
 

@@ -10,6 +10,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "sim/change.h"
 #include "sim/fault.h"
 #include "sim/list_service.h"
 #include "sim/object_template.h"
@@ -29,6 +30,7 @@ struct ServiceSpec {
   uint32_t events = 0;                    // change events: 0 = none
   std::map<uint32_t, uint32_t> aliases;   // command -> generic command
   std::vector<Fault> faults;
+  std::vector<Change> changes;  // kRecord and kList only
 };
 
 struct Scenario {

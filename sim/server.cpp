@@ -11,7 +11,8 @@ Server::Server(const Scenario& scenario, std::vector<uint32_t> ids, const SimClo
     : scenario_(scenario), ids_(std::move(ids)), clock_(clock), journal_(journal), stop_(stop) {}
 
 Server::~Server() {
-  // Handlers go before the looper that points at them.
+  // Schedules and handlers go before the looper that points at them.
+  schedules_.clear();
   if (looper_) {
     for (const auto& [service, handler] : served_) looper_->removeHandler(service, handler);
   }
@@ -50,6 +51,12 @@ void Server::serve(const ServiceSpec& spec) {
   handlers_.push_back(std::make_unique<BusHandler>(*responders_.back(), spec.events));
   looper_->addHandler(spec.path[0], spec.path[1], handlers_.back().get());
   served_.insert({spec.path[0], spec.path[1]});
+  if (!spec.changes.empty()) {
+    uint32_t cmd = spec.kind == ServiceSpec::Kind::kList ? kx::kCmdSetObj : kx::kCmdSet;
+    schedules_.push_back(
+        std::make_unique<ChangeSchedule>(endpoints_.back()->service(), cmd, spec.changes));
+    schedules_.back()->start(*looper_);
+  }
 }
 
 void Server::every(unsigned periodMs, std::function<void()> task) {

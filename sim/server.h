@@ -14,6 +14,7 @@
 #include "kx/looper.h"
 #include "kx/runner.h"
 #include "sim/bus_handler.h"
+#include "sim/change_schedule.h"
 #include "sim/endpoint.h"
 #include "sim/journal.h"
 #include "sim/responder.h"
@@ -59,6 +60,7 @@ class Server {
   std::vector<std::unique_ptr<Endpoint>> endpoints_;
   std::vector<std::unique_ptr<Responder>> responders_;
   std::vector<std::unique_ptr<BusHandler>> handlers_;
+  std::vector<std::unique_ptr<ChangeSchedule>> schedules_;
   std::set<std::pair<uint32_t, uint32_t>> served_;  // (service, handler)
   std::unique_ptr<kx::Looper> looper_;
   std::unique_ptr<kx::ThinRunner> idle_;  // when there is nothing to serve

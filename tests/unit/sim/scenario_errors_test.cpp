@@ -31,7 +31,7 @@ TEST(ScenarioErrors, NameTheJsonPathAndTheProblem) {
             "services.\"4294967296\": bad path (SERVICE or SERVICE,HANDLER, e.g. \"20,0\")");
   EXPECT_EQ(errorOf(R"({"services": {"24,1": {"recrod": {}}}})"),
             "services.\"24,1\".recrod: unknown field (record, list, history, page, count, "
-            "events, commands, fault, note)");
+            "events, commands, fault, changes, note)");
   EXPECT_EQ(errorOf(R"({"service": {}})"), "services is missing");
   EXPECT_EQ(errorOf(R"({"services": {}, "extra": 1})"),
             "extra: unknown field (services, description)");
@@ -106,6 +106,23 @@ TEST(ScenarioErrors, Faults) {
             "services.\"1\".fault.delay_ms: expected milliseconds from 0 to 600000");
   EXPECT_EQ(errorOf(R"({"services": {"1": {"fault": {"silent": true, "commands": ["x"]}}}})"),
             "services.\"1\".fault.commands[0]: bad command");
+}
+
+TEST(ScenarioErrors, Changes) {
+  EXPECT_EQ(errorOf(R"({"services": {"1": {"changes": []}}})"),
+            "services.\"1\".changes: changes need a record or a list");
+  EXPECT_EQ(errorOf(R"({"services": {"20,0": {"list": [], "changes": [{"after_ms": 5,
+                         "set": {"0x08010003": 0}}]}}})"),
+            "services.\"20,0\".changes[0].set: a change of a list object names its id "
+            "(0x08fe0001)");
+  EXPECT_EQ(errorOf(R"({"services": {"1": {"record": {}, "changes": [{"after_ms": 5}]}}})"),
+            "services.\"1\".changes[0]: set is missing");
+  EXPECT_EQ(errorOf(R"({"services": {"1": {"record": {}, "changes": [{"set": {},
+                         "every_ms": 1}]}}})"),
+            "services.\"1\".changes[0].every_ms: expected milliseconds from 10 to 86400000");
+  EXPECT_EQ(errorOf(R"({"services": {"1": {"record": {}, "changes": [{"set":
+                         {"0x08000001": {"rate": 1}}}]}}})"),
+            "services.\"1\".changes[0].set: a change sets fixed values, not dynamic ones");
 }
 
 TEST(ScenarioErrors, FileErrorsNameTheFile) {

@@ -24,7 +24,8 @@ bool Journal::open(const std::string& file, std::string& err) {
 
 void Journal::record(const kx::message& m) {
   if (!file_) return;
-  std::string line = kx::messageToJson(m).dump();
+  std::string line =
+      kx::messageToJson(m).dump(-1, ' ', false, nlohmann::json::error_handler_t::replace);
   line += '\n';
   std::fwrite(line.data(), 1, line.size(), file_);
   std::fflush(file_);

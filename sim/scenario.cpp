@@ -13,6 +13,23 @@
 namespace sim {
 namespace {
 
+// Far deeper than any real scenario; keeps the recursive readers' stack use
+// bounded whatever the file holds.
+constexpr size_t kMaxDepth = 64;
+
+// Iterative, so that the check itself cannot run out of stack.
+bool withinDepth(const nlohmann::json& doc) {
+  std::vector<std::pair<const nlohmann::json*, size_t>> todo{{&doc, 1}};
+  while (!todo.empty()) {
+    auto [j, depth] = todo.back();
+    todo.pop_back();
+    if (!j->is_structured()) continue;
+    if (depth > kMaxDepth) return false;
+    for (const auto& child : *j) todo.emplace_back(&child, depth + 1);
+  }
+  return true;
+}
+
 bool parsePath(const std::string& text, std::vector<uint32_t>& out) {
   out.clear();
   std::string part;
@@ -140,6 +157,9 @@ ServiceSpec parseService(const std::string& pathText, const nlohmann::json& j,
 
 void parseDocument(const nlohmann::json& doc, Scenario& out) {
   JsonPath top;
+  if (!withinDepth(doc)) {
+    throw ScenarioError(top, "nested more than " + std::to_string(kMaxDepth) + " levels deep");
+  }
   if (!doc.is_object()) throw ScenarioError(top, "expected an object with \"services\"");
   if (!doc.contains("services")) throw ScenarioError(top, "services is missing");
   for (const auto& [k, v] : doc.items()) {

@@ -38,6 +38,15 @@ TEST(ScenarioErrors, NameTheJsonPathAndTheProblem) {
   EXPECT_EQ(errorOf(R"([1])"), "expected an object with \"services\"");
 }
 
+TEST(ScenarioErrors, DeepNestingIsRefusedNotRecursedInto) {
+  std::string deep;
+  for (int i = 0; i < 100000; ++i) deep += R"({"0x28000001": )";
+  deep += "{}";
+  for (int i = 0; i < 100000; ++i) deep += "}";
+  EXPECT_EQ(errorOf(R"({"services": {"1": {"record": )" + deep + "}}}"),
+            "nested more than 64 levels deep");
+}
+
 TEST(ScenarioErrors, OneHandlerIsNamedOnce) {
   // [24] is handler 0 of service 24, the same as [24,0].
   EXPECT_EQ(errorOf(R"({"services": {"24": {}, "24,0": {}}})"),

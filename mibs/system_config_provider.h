@@ -1,0 +1,39 @@
+// ConfigInfoProvider: sysContact and sysLocation, read from the agent's own
+// settings.
+//
+// The provider is its own record: get() refreshes the two strings from the
+// settings message and returns this object.  The settings are changed over
+// the bus, never through SNMP: set() always refuses.
+#ifndef MIBS_SYSTEM_CONFIG_PROVIDER_H_
+#define MIBS_SYSTEM_CONFIG_PROVIDER_H_
+
+#include <string>
+
+#include "engine/data.h"
+#include "engine/data_provider.h"
+#include "kx/message.h"
+
+class ConfigInfoProvider : public DataProvider, public Data {
+ public:
+  // Where the settings message comes from.
+  using Source = kx::message (*)();
+
+  // The agent looper's settings (an empty message while there is none).
+  static kx::message agentSettings();
+
+  explicit ConfigInfoProvider(Source source = agentSettings) : source_(source) {}
+
+  // Copies string 0x2 into contact and string 0x3 into location; never
+  // null.
+  Data* get() override;
+  // Refuses: false.
+  bool set(Data*) override { return false; }
+
+  std::string contact;
+  std::string location;
+
+ private:
+  Source source_;
+};
+
+#endif  // MIBS_SYSTEM_CONFIG_PROVIDER_H_

@@ -1,0 +1,208 @@
+// Conversions of the system, hrSystem and enterprise software records, and
+// what their write-backs put on the bus.
+#include <gtest/gtest.h>
+#include <stdlib.h>
+
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "kx/message.h"
+#include "mib_bus.h"
+#include "mibs/system_records.h"
+
+namespace {
+
+using Bytes = std::vector<unsigned char>;
+
+// Sets TZ for the life of the object, then restores it.
+class ScopedTimeZone {
+ public:
+  explicit ScopedTimeZone(const char* tz) {
+    if (const char* old = getenv("TZ")) old_ = std::make_unique<std::string>(old);
+    setenv("TZ", tz, 1);
+    tzset();
+  }
+  ~ScopedTimeZone() {
+    if (old_)
+      setenv("TZ", old_->c_str(), 1);
+    else
+      unsetenv("TZ");
+    tzset();
+  }
+
+ private:
+  std::unique_ptr<std::string> old_;
+};
+
+template <class Record>
+std::unique_ptr<Record> convert(Data* (*build)(const kx::message&), const kx::message& msg) {
+  return std::unique_ptr<Record>(static_cast<Record*>(build(msg)));
+}
+
+kx::message resources(uint32_t uptime, uint32_t memTotal, uint32_t memFree, uint32_t diskTotal,
+                      uint32_t diskFree, uint32_t load) {
+  kx::message m;
+  m.setU32(0x08000001, uptime);
+  m.setU32(0x08000002, memTotal);
+  m.setU32(0x08000003, memFree);
+  m.setU32(0x0800000a, diskTotal);
+  m.setU32(0x0800000b, diskFree);
+  m.setU32(0x08000006, load);
+  return m;
+}
+
+kx::message clock(uint32_t seconds, int32_t utcOffset) {
+  kx::message m;
+  m.setU32(0x08000007, seconds);
+  m.setU32(0x0800001b, static_cast<uint32_t>(utcOffset));
+  return m;
+}
+
+}  // namespace
+
+TEST(ResourceData, UptimeInHundredthsAndUsedAsTotalMinusFree) {
+  auto r = convert<ResourceData>(ResourceData::build,
+                                 resources(12345, 262144, 180224, 131072, 98304, 7));
+  EXPECT_EQ(r->uptime, 1234500);
+  EXPECT_EQ(r->memoryTotal, 262144);
+  EXPECT_EQ(r->memoryUsed, 262144 - 180224);
+  EXPECT_EQ(r->diskTotal, 131072);
+  EXPECT_EQ(r->diskUsed, 131072 - 98304);
+  EXPECT_EQ(r->processorLoad, 7);
+}
+
+TEST(ResourceData, ArithmeticWrapsAtThirtyTwoBits) {
+  // More free than total: used wraps instead of saturating at 0.
+  auto r = convert<ResourceData>(ResourceData::build, resources(50000000, 100, 300, 10, 11, 0));
+  EXPECT_EQ(static_cast<uint32_t>(r->memoryUsed), 0xffffff38u);
+  EXPECT_EQ(static_cast<uint32_t>(r->diskUsed), 0xffffffffu);
+  EXPECT_EQ(static_cast<uint32_t>(r->uptime), static_cast<uint32_t>(5000000000ull));
+}
+
+TEST(ResourceData, MissingFieldsReadAsZeroSoUsedEqualsTotal) {
+  kx::message m;
+  m.setU32(0x08000002, 4096);
+  m.setU32(0x0800000a, 512);
+  auto r = convert<ResourceData>(ResourceData::build, m);
+  EXPECT_EQ(r->uptime, 0);
+  EXPECT_EQ(r->memoryUsed, 4096);
+  EXPECT_EQ(r->diskUsed, 512);
+  EXPECT_EQ(r->processorLoad, 0);
+}
+
+TEST(DateData, ElevenOctetsInLocalTimeWithTheReportedOffset) {
+  ScopedTimeZone utc("UTC");
+  // 2023-11-14 22:13:20 UTC.
+  auto d = convert<DateData>(DateData::build, clock(1700000000, -19800));
+  EXPECT_EQ(d->date, (Bytes{0x07, 0xe7, 11, 14, 22, 13, 20, 0, '-', 5, 30}));
+
+  d = convert<DateData>(DateData::build, clock(1700000000, 3600 + 45 * 60));
+  EXPECT_EQ(Bytes(d->date.begin() + 8, d->date.end()), (Bytes{'+', 1, 45}));
+
+  d = convert<DateData>(DateData::build, kx::message());
+  EXPECT_EQ(d->date, (Bytes{0x07, 0xb2, 1, 1, 0, 0, 0, 0, '+', 0, 0}));
+}
+
+TEST(DateData, CalendarFollowsTheProcessTimeZoneNotTheOffsetField) {
+  ScopedTimeZone east("UTC-2");  // two hours ahead of UTC
+  auto d = convert<DateData>(DateData::build, clock(1700000000, 0));
+  EXPECT_EQ(d->date, (Bytes{0x07, 0xe7, 11, 15, 0, 13, 20, 0, '+', 0, 0}));
+}
+
+TEST(DateData, MostNegativeOffsetDoesNotOverflow) {
+  ScopedTimeZone utc("UTC");
+  auto d = convert<DateData>(DateData::build, clock(0, INT32_MIN));
+  ASSERT_EQ(d->date.size(), kZonedDateLength);
+  EXPECT_EQ(d->date[8], '-');
+  // 2^31 s is 596523 h (truncated to an octet) and 14 min.
+  EXPECT_EQ(d->date[9], static_cast<unsigned char>(596523 % 256));
+  EXPECT_EQ(d->date[10], 14);
+}
+
+TEST(SoftwareInfoData, DateIsAlwaysThatOfTimeSixtySeven) {
+  kx::message m;
+  m.setString(0x20000001, "routing software 6.48");
+  m.setU32(0x08000004, 648);
+  m.setU32(0x08000009, 2);
+  m.setU32(0x08000007, 1700000000);  // a clock field is no date source here
+  {
+    ScopedTimeZone utc("UTC");
+    auto s = convert<SoftwareInfoData>(SoftwareInfoData::build, m);
+    EXPECT_EQ(s->text, "routing software 6.48");
+    EXPECT_EQ(s->versionNumber, 648);
+    EXPECT_EQ(s->variant, 3);
+    EXPECT_EQ(s->date, (Bytes{0x07, 0xb2, 1, 1, 0, 1, 7, 0}));
+  }
+  {
+    ScopedTimeZone west("EST5");
+    auto s = convert<SoftwareInfoData>(SoftwareInfoData::build, kx::message());
+    EXPECT_EQ(s->date, (Bytes{0x07, 0xb1, 12, 31, 19, 1, 7, 0}));
+    EXPECT_EQ(s->variant, 1);  // a missing 0x9 is 0, plus one
+    EXPECT_EQ(s->text, "");
+  }
+}
+
+TEST(Ident, NameRoundTripsThroughStringC) {
+  kx::message reply;
+  reply.setString(0x2000000c, "edge-1");
+  auto ident = convert<Ident>(Ident::build, reply);
+  EXPECT_EQ(ident->name, "edge-1");
+
+  ident->name = "core-7";
+  kx::message set;
+  set.setCommand(kx::kCmdSet);
+  testing::internal::CaptureStderr();
+  ident->reverseBuild(set);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Ident::reverseBuild\n");
+  EXPECT_EQ(set.getString(0x2000000c), "core-7");
+  EXPECT_EQ(set.command(), kx::kCmdSet);
+}
+
+class TheSystemTest : public MibBusTest {};
+
+TEST_F(TheSystemTest, ReadsZeroWhateverTheServiceHolds) {
+  kx::message reply;
+  reply.setU32(0x08000001, 9);
+  testing::internal::CaptureStderr();
+  auto system = convert<TheSystem>(TheSystem::build, reply);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "TheSystem::build\n");
+  EXPECT_EQ(system->reboot, 0);
+}
+
+TEST_F(TheSystemTest, ZeroSendsNoRebootAndNonZeroSendsCommandFiveToTheSystem) {
+  FakeService& system = serve(24, 0);
+  TheSystem control;
+  kx::message outer;
+  outer.setCommand(kx::kCmdSet);
+  outer.setDstPath({24, 2});
+  const kx::message before = outer;
+
+  testing::internal::CaptureStderr();
+  control.reverseBuild(outer);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "TheSystem::reverseBuild\n");
+  EXPECT_TRUE(system.received.empty());
+  EXPECT_EQ(outer, before);
+
+  control.reboot = 1;
+  testing::internal::CaptureStderr();
+  control.reverseBuild(outer);
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "TheSystem::reverseBuild\nTheSystem::REBOOT\n");
+  ASSERT_EQ(system.received.size(), 1u);
+  EXPECT_EQ(system.received[0].command(), 5u);
+  EXPECT_EQ(system.received[0].dstPath(), (std::vector<uint32_t>{24}));
+  EXPECT_EQ(outer, before);  // the ordinary set carries nothing extra
+}
+
+TEST_F(TheSystemTest, RebootWithoutAnAnsweringServiceStillReturns) {
+  TheSystem control;
+  control.reboot = -1;
+  kx::message outer;
+  testing::internal::CaptureStderr();
+  control.reverseBuild(outer);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("TheSystem::REBOOT\n"),
+            std::string::npos);
+  EXPECT_TRUE(outer.empty());
+}

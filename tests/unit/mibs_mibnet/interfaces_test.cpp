@@ -1,0 +1,252 @@
+// The interfaces module: kind mapping, the interface record, the VLAN's
+// parent lookup and the counters table's per-interface cache, over a real
+// bus with a controlled clock.
+#include <gtest/gtest.h>
+
+#include <vector>
+
+#include "data/get_all_provider.h"
+#include "data/map_table.h"
+#include "data/num_packer.h"
+#include "data/data_member.h"
+#include "mibs/interfaces_counters_table.h"
+#include "mibs/interfaces_kind.h"
+#include "mibs/interfaces_records.h"
+#include "tests/unit/data/bus_fixture.h"
+
+namespace {
+
+constexpr uint32_t kKind = kx::u32_id(0x10001);
+constexpr uint32_t kSpeedIndex = kx::u32_id(0x3f2);
+constexpr uint32_t kParent = kx::u32_id(0x7d2);
+constexpr uint32_t kRunning = kx::bool_id(0x1000e);
+constexpr uint32_t kDisabled = kx::bool_id(0xfe000a);
+constexpr uint32_t kName = kx::string_id(0x10006);
+constexpr uint32_t kHw = kx::raw_id(0x3e9);
+constexpr uint32_t kInOctets = kx::u64_id(0x100fc);
+constexpr uint32_t kOutPackets = kx::u64_id(0x100ff);
+constexpr uint32_t kInErrors = kx::u32_id(0x100fa);
+
+kx::message interface(uint32_t id, uint32_t kind) {
+  kx::message m;
+  m.setU32(kx::kObjId, id);
+  m.setU32(kKind, kind);
+  return m;
+}
+
+std::unique_ptr<InterfaceData> record(const kx::message& m) {
+  return std::unique_ptr<InterfaceData>(InterfaceData::fromMessage(m));
+}
+
+// The interface list, answering get object too (the parent lookup and the
+// counters fetch), and keeping every get-object request it saw.
+class InterfaceList : public ListService {
+ public:
+  std::vector<kx::message> getObjRequests;
+  uint32_t refuseId = 0;
+
+  kx::message cmdGetObj(const kx::message& msg, uint32_t id) override {
+    getObjRequests.push_back(msg);
+    for (const kx::message& o : objects)
+      if (o.getU32(kx::kObjId) == id && id != refuseId) return o;
+    return kx::errorMsg(kx::kErrNotFound, "no such interface");
+  }
+};
+
+class InterfacesBusTest : public BusTest {
+ protected:
+  void SetUp() override {
+    BusTest::SetUp();
+    ASSERT_TRUE(looper_->listen(20));
+    looper_->addHandler(20, 0, &list);
+  }
+  InterfaceList list;
+};
+
+}  // namespace
+
+TEST(InterfaceKind, MapsKindsToTypeAndSpeed) {
+  struct {
+    uint32_t kind;
+    int type, speed;
+  } fixed[] = {{2, 188, 2000000},  {5, 71, 11000000},    {35, 71, 11000000}, {6, 188, 10000000},
+               {28, 118, 64000},   {34, 23, 10000000},   {12, 209, 100000000}, {22, 63, 64000},
+               {17, 131, 10000000}, {20, 23, 57600},     {21, 131, 128000},  {27, 32, 64000}};
+  for (const auto& k : fixed) {
+    InterfaceKindInfo info = interfaceKindInfo(k.kind);
+    EXPECT_EQ(info.ifType, k.type) << k.kind;
+    EXPECT_EQ(info.speed, k.speed) << k.kind;
+    EXPECT_FALSE(info.speedFromIndex) << k.kind;
+  }
+  EXPECT_TRUE(interfaceKindInfo(1).speedFromIndex);
+  EXPECT_EQ(interfaceKindInfo(1).ifType, 6);
+  EXPECT_TRUE(interfaceKindInfo(30).speedFromIndex);
+  EXPECT_EQ(interfaceKindInfo(30).ifType, 135);
+}
+
+TEST(InterfaceKind, UnknownKindsAreOtherAtTenMegabit) {
+  for (uint32_t kind : {0u, 3u, 4u, 9u, 14u, 29u, 36u, 0xffffffffu}) {
+    EXPECT_EQ(interfaceKindInfo(kind).ifType, 1) << kind;
+    EXPECT_EQ(interfaceKindInfo(kind).speed, 10000000) << kind;
+  }
+}
+
+TEST(InterfaceKind, SpeedIndexOfThreeOrMoreIsZero) {
+  EXPECT_EQ(speedOfIndex(0), 10000000);
+  EXPECT_EQ(speedOfIndex(1), 100000000);
+  EXPECT_EQ(speedOfIndex(2), 1000000000);
+  EXPECT_EQ(speedOfIndex(3), 0);
+  EXPECT_EQ(speedOfIndex(0xffffffff), 0);
+}
+
+TEST(InterfaceRecord, StatusesFollowRunningAndDisabled) {
+  kx::message down = interface(5, 1);
+  down.setBool(kRunning, false);
+  down.setBool(kDisabled, true);
+  EXPECT_EQ(record(down)->adminStatus, 2);
+  EXPECT_EQ(record(down)->operStatus, 2);
+
+  kx::message up = interface(9, 1);
+  up.setBool(kRunning, true);
+  up.setBool(kDisabled, false);
+  EXPECT_EQ(record(up)->adminStatus, 1);
+  EXPECT_EQ(record(up)->operStatus, 1);
+
+  // Neither flag present: enabled but not running.
+  EXPECT_EQ(record(interface(1, 1))->adminStatus, 1);
+  EXPECT_EQ(record(interface(1, 1))->operStatus, 2);
+}
+
+TEST(InterfaceRecord, FieldsAndEthernetSpeedIndex) {
+  kx::message m = interface(7, 1);
+  m.setU32(kSpeedIndex, 2);
+  m.setU32(kx::u32_id(0x10064), 1496);
+  m.setString(kName, "ether7");
+  m.setRaw(kHw, kx::message::raw{0x4c, 0x5e, 0x0c, 0, 0, 7});
+  auto r = record(m);
+  EXPECT_EQ(r->id, 7);
+  EXPECT_EQ(r->mtu, 1496);
+  EXPECT_EQ(r->name, "ether7");
+  EXPECT_EQ(r->speed, 1000000000);
+  EXPECT_EQ(r->ifType, 6);
+  EXPECT_EQ(r->hwAddress, (std::vector<unsigned char>{0x4c, 0x5e, 0x0c, 0, 0, 7}));
+
+  m.setU32(kSpeedIndex, 3);
+  m.erase(kHw);
+  r = record(m);
+  EXPECT_EQ(r->speed, 0);
+  EXPECT_TRUE(r->hwAddress.empty());
+}
+
+TEST_F(InterfacesBusTest, VlanTakesTheSpeedOfItsParent) {
+  kx::message parent = interface(3, 1);
+  parent.setU32(kSpeedIndex, 1);
+  list.objects.push_back(parent);
+  kx::message vlan = interface(8, 30);
+  vlan.setU32(kParent, 3);
+  // A VLAN's own speed index is not what counts.
+  vlan.setU32(kSpeedIndex, 2);
+
+  auto r = record(vlan);
+  EXPECT_EQ(r->speed, 100000000);
+  EXPECT_EQ(r->ifType, 135);
+  ASSERT_EQ(list.getObjRequests.size(), 1u);
+  EXPECT_EQ(list.getObjRequests[0].command(), kx::kCmdGetObj);
+  EXPECT_EQ(list.getObjRequests[0].getU32(kx::kObjId), 3u);
+
+  // An unknown parent answers an error, read as speed index 0.
+  vlan.setU32(kParent, 99);
+  EXPECT_EQ(record(vlan)->speed, 10000000);
+}
+
+class CountersTest : public InterfacesBusTest {
+ protected:
+  void SetUp() override {
+    InterfacesBusTest::SetUp();
+    interfaces.addIndex(&idPacker);
+    provider.addSource(InterfaceData::build, kInterfacesPath);
+    for (uint32_t id : {5u, 9u}) {
+      kx::message m = interface(id, 1);
+      m.setU64(kInOctets, 0x100000005ULL * id / 5);
+      m.setU64(kOutPackets, 1000 + id);
+      m.setU32(kInErrors, id);
+      list.objects.push_back(m);
+    }
+  }
+  // Counter fetches (get object with the counters flag) seen so far.
+  size_t fetches() const {
+    size_t n = 0;
+    for (const kx::message& m : list.getObjRequests)
+      n += m.getU32(kx::kGetAllArg) == kCountersRequestFlag ? 1 : 0;
+    return n;
+  }
+  static InterfaceCounters* counters(Data* d) { return static_cast<InterfaceCounters*>(d); }
+
+  DataNumPacker idPacker{dataMember(&InterfaceData::id), 0x02};
+  GetAllProvider provider;
+  MapTable interfaces{&provider};
+  InterfacesCountersTable table{&interfaces};
+};
+
+TEST_F(CountersTest, Counter32IsTheLowHalfOfTheSameFetch) {
+  InterfaceCounters* c = counters(table.get(OID{5}));
+  ASSERT_NE(c, nullptr);
+  EXPECT_EQ(c->inOctets64, 4294967301ULL);
+  EXPECT_EQ(c->inOctets, 5);
+  EXPECT_EQ(c->outPackets64, 1005u);
+  EXPECT_EQ(c->outPackets, 1005);
+  EXPECT_EQ(c->inErrors, 5);
+  ASSERT_EQ(list.getObjRequests.size(), 1u);
+  EXPECT_EQ(list.getObjRequests[0].getU32(kx::kObjId), 5u);
+  EXPECT_EQ(list.getObjRequests[0].dstPath(), kInterfacesPath);
+
+  // The rows follow the interface table: row 9 after 5, nothing after 9.
+  std::pair<OID, Data*> next = table.getNext(OID{5});
+  EXPECT_EQ(next.first, OID{9});
+  ASSERT_NE(next.second, nullptr);
+  EXPECT_EQ(counters(next.second)->inErrors, 9);
+  EXPECT_EQ(table.getNext(OID{9}).second, nullptr);
+  EXPECT_EQ(table.get(OID{6}), nullptr);
+  EXPECT_EQ(table.count(), 2u);
+}
+
+TEST_F(CountersTest, OneFetchPerInterfacePerCacheLife) {
+  table.get(OID{5});
+  table.get(OID{5});
+  table.get(OID{9});
+  EXPECT_EQ(fetches(), 2u);
+
+  // Read every 20 ticks, the cache still ends 95 ticks after its fill (at
+  // the first re-check past that age).
+  for (int i = 0; i < 5; ++i) {
+    advance(20);
+    table.get(OID{5});
+  }
+  EXPECT_EQ(fetches(), 2u);
+  advance(20);
+  EXPECT_EQ(table.cachedRows(), 0u);
+  table.get(OID{5});
+  EXPECT_EQ(fetches(), 3u);
+
+  // Left alone for the idle limit, it goes too.
+  advance(kCountersIdleTicks);
+  advance(kCountersIdleTicks);
+  EXPECT_FALSE(table.cacheValid());
+  table.get(OID{5});
+  EXPECT_EQ(fetches(), 4u);
+}
+
+TEST_F(CountersTest, FailedFetchShowsZerosUntilTheCacheExpires) {
+  list.refuseId = 9;
+  InterfaceCounters* c = counters(table.get(OID{9}));
+  ASSERT_NE(c, nullptr);
+  EXPECT_EQ(c->inOctets64, 0u);
+  EXPECT_EQ(c->inErrors, 0);
+  table.get(OID{9});
+  EXPECT_EQ(fetches(), 1u);
+
+  list.refuseId = 0;
+  advance(kCountersIdleTicks);
+  advance(kCountersIdleTicks);
+  EXPECT_EQ(counters(table.get(OID{9}))->inErrors, 9);
+}

@@ -58,6 +58,8 @@ void parseList(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec) {
   auto add = [&](ObjectTemplate t, const JsonPath& where) {
     if (t.fixed().has(kx::kObjId)) {
       uint32_t id = t.fixed().getU32(kx::kObjId);
+      // 0xffffffff stands for "no continuation mark" in a get-all request.
+      if (id == 0xffffffffu) throw ScenarioError(where, "object id 4294967295 is reserved");
       auto hit = seen.find(id);
       if (hit != seen.end()) {
         throw ScenarioError(where, "duplicate object id " + std::to_string(id) + " (also at " +

@@ -59,6 +59,8 @@ TEST(ScenarioErrors, ListObjects) {
   EXPECT_EQ(errorOf(R"({"services": {"20,0": {"list": [{"0x08fe0001": 4},
                                                         {"0x08fe0001": 4}]}}})"),
             "services.\"20,0\".list[1]: duplicate object id 4 (also at services.\"20,0\".list[0])");
+  EXPECT_EQ(errorOf(R"({"services": {"20,0": {"list": [{"0x08fe0001": 4294967295}]}}})"),
+            "services.\"20,0\".list[0]: object id 4294967295 is reserved");
   EXPECT_EQ(errorOf(R"({"services": {"20,0": {"list": {"0x08fe0001": 4}}}})"),
             "services.\"20,0\".list: expected an array of objects");
   EXPECT_EQ(errorOf(R"({"services": {"20,0": {"list": [7]}}})"),

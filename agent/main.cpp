@@ -12,6 +12,11 @@
 #include "data/bus.h"
 #include "kx/message.h"
 #include "kx/paths.h"
+#include "mibs/bridge_mib.h"
+#include "mibs/health_mib.h"
+#include "mibs/interfaces_mib.h"
+#include "mibs/ip_mib.h"
+#include "mibs/system_mib.h"
 
 namespace {
 
@@ -109,6 +114,12 @@ int main(int argc, char** argv) {
 
   std::fprintf(stderr, "loop->init();\n");
   loop->init();
+
+  buildSystemMib();
+  buildIpMib();
+  buildBridgeMib();
+  buildInterfacesMib();
+  buildHealthMib();
 
   loadPlugins(kx::rootPath(kPluginDir));
 

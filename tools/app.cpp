@@ -46,6 +46,7 @@ App::App(Session::BusFactory makeBus) : makeBus_(std::move(makeBus)) {
   addBusCommands(table_);
   addWatchCommand(table_);
   addStoreCommand(table_);
+  addSnmpCommand(table_);
 }
 
 std::string App::overview() const {
@@ -112,7 +113,7 @@ int App::run(const std::vector<std::string>& args, std::ostream& out, std::ostre
   std::vector<std::string> rest(args.begin() + i + 1, args.end());
   for (const std::string& w : rest) {
     if (isHelp(w)) {
-      out << command->help() << std::flush;
+      out << command->helpFor(rest) << std::flush;
       return kExitOk;
     }
   }

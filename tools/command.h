@@ -1,5 +1,5 @@
 // kxctl::Command: one top-level word of the command line ("get",
-// "getall", "store", ...).
+// "getall", "store", "snmp", ...).
 //
 // A group of related commands (the generic bus commands, the store
 // commands, later the operator's "snmp" commands) is a module: a function
@@ -26,6 +26,12 @@ class Command {
   virtual std::string brief() const = 0;
   // The full text printed by "kxctl <name> --help", ending with a newline.
   virtual std::string help() const = 0;
+  // The help for these words (the ones after the name, --help among them):
+  // a command with sub-commands describes the one named.  Default: help().
+  virtual std::string helpFor(const std::vector<std::string>& args) const {
+    (void)args;
+    return help();
+  }
   // Runs with the words after the name (--help already handled).  Returns
   // an exit status of session.h.
   virtual int run(Session& session, const std::vector<std::string>& args) = 0;

@@ -27,6 +27,7 @@ class CommandTable {
 void addBusCommands(CommandTable& table);
 void addWatchCommand(CommandTable& table);
 void addStoreCommand(CommandTable& table);
+void addSnmpCommand(CommandTable& table);
 
 }  // namespace kxctl
 

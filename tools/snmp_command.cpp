@@ -1,0 +1,156 @@
+#include "tools/snmp_command.h"
+
+#include <memory>
+
+#include "tools/command_table.h"
+#include "tools/snmp_subcommands.h"
+
+namespace kxctl {
+
+namespace {
+
+struct Sub {
+  const char* words;     // "community add"
+  const char* synopsis;  // after "snmp "
+  const char* brief;
+  const char* details;   // the rest of its help
+  int (*run)(Session&, const snmp::Args&);
+};
+
+const Sub kSubs[] = {
+    {"show", "show", "the agent's settings as a table",
+     "Prints every setting of the agent: enabled, contact, location, community,\n"
+     "engine-id, time-window, trap-target, trap-version, trap-community (by name),\n"
+     "trap-generators (by name) and engine-boots.\n",
+     snmp::show},
+    {"set", "set name=value ...", "change settings; applied at once",
+     "Changes the settings named; the others keep their values.  The agent applies\n"
+     "and stores the change at once (enabled=no closes the SNMP port, yes opens it).\n"
+     "\n"
+     "  enabled=yes|no            the SNMP service\n"
+     "  contact=TEXT              sysContact\n"
+     "  location=TEXT             sysLocation\n"
+     "  community=TEXT            the community setting (stored and shown only)\n"
+     "  engine-id=TEXT            the text part of the local engine id\n"
+     "  time-window=SECONDS       the v3 time window\n"
+     "  trap-target=192.0.2.1     where traps go (UDP port 162); none for no traps\n"
+     "  trap-version=1|2c|3       the version of trap messages\n"
+     "  trap-community=NAME|none  the community (or v3 user) traps are sent as\n"
+     "  trap-generators=A,B,...   what raises traps, by name or id (see 'kxctl snmp\n"
+     "                            generators'); none for nothing\n"
+     "\n"
+     "Example: kxctl snmp set trap-target=192.0.2.1 trap-version=2c trap-community=public\n",
+     snmp::set},
+    {"community list", "community list", "the communities and v3 users",
+     "Prints one row per community: id, name, the sources it accepts (address),\n"
+     "read and write rights, the v3 security it requires and its auth and privacy\n"
+     "methods.\n",
+     snmp::communityList},
+    {"community add", "community add name=NAME [name=value ...]", "add a community or v3 user",
+     "Adds a community.  Without further words it is read-only, from any source,\n"
+     "without v3 security.\n"
+     "\n"
+     "  name=NAME                 the community string, or the v3 user name\n"
+     "  address=any|A.B.C.D[/LEN|/MASK]\n"
+     "                            the sources accepted (one host without /LEN)\n"
+     "  read=yes|no  write=yes|no the rights of v1/v2c requests\n"
+     "  security=none|auth|authpriv\n"
+     "                            the v3 security required; a community with auth\n"
+     "                            or authpriv serves v3 only\n"
+     "  auth=md5|sha1             the v3 digest\n"
+     "  privacy=des               the v3 privacy protocol\n"
+     "  auth-password=TEXT        at least 8 characters when security is auth or\n"
+     "  priv-password=TEXT        authpriv (the privacy one for authpriv)\n"
+     "\n"
+     "Example: kxctl snmp community add name=ops address=192.0.2.0/24 write=yes\n",
+     snmp::communityAdd},
+    {"community set", "community set NAME|ID name=value ...", "change a community",
+     "Changes the named community (by name, else by id); the words are those of\n"
+     "'kxctl snmp community add', and what is not given keeps its value.\n",
+     snmp::communitySet},
+    {"community remove", "community remove NAME|ID", "remove a community",
+     "Removes the named community (by name, else by id).\n", snmp::communityRemove},
+    {"generators", "generators", "the trap generators and which are on",
+     "Prints the trap generators the agent offers (start-trap: the start-up trap;\n"
+     "the others raise traps from router events) and whether each is enabled.\n",
+     snmp::generators},
+    {"send-trap", "send-trap [oid=OID type=TYPE value=TEXT]", "make the agent send a trap",
+     "Asks the agent to send its enterprise trap to the trap target, with one\n"
+     "binding when oid= is given.\n"
+     "\n"
+     "  oid=1.3.6.1.2.1.1.5.0     the binding's name\n"
+     "  type=TYPE                 integer, string, null, oid, ipaddress, counter,\n"
+     "                            gauge, timeticks, or a BER tag number\n"
+     "  value=TEXT                the value as text (not needed for null)\n",
+     snmp::sendTrap},
+};
+
+constexpr const char kFooter[] =
+    "\n"
+    "Nothing is sent when a word is wrong (an unknown name, a malformed address, an\n"
+    "unknown setting): exit status 2.  The agent's refusals print as\n"
+    "\"error 0x......: text\" on standard error, exit status 1.\n";
+
+std::string usageLine(const Sub& s) {
+  return std::string("Usage: kxctl [--root DIR] [--timeout MS] snmp ") + s.synopsis + "\n";
+}
+
+// The sub-command whose words start args, and how many words it took.
+const Sub* findSub(const std::vector<std::string>& args, size_t& used) {
+  for (const Sub& s : kSubs) {
+    std::string words = s.words;
+    size_t space = words.find(' ');
+    if (space == std::string::npos) {
+      if (!args.empty() && args[0] == words) {
+        used = 1;
+        return &s;
+      }
+    } else if (args.size() >= 2 && args[0] == words.substr(0, space) &&
+               args[1] == words.substr(space + 1)) {
+      used = 2;
+      return &s;
+    }
+  }
+  return nullptr;
+}
+
+}  // namespace
+
+std::string SnmpCommand::help() const {
+  std::string s = "Usage: kxctl [--root DIR] [--timeout MS] snmp SUBCOMMAND [ARGS ...]\n\n"
+                  "Shows and changes the SNMP agent's settings and communities (bus\n"
+                  "service 34) with readable names.\n\nSubcommands:\n";
+  for (const Sub& sub : kSubs) {
+    std::string line = std::string("  ") + sub.synopsis;
+    line.resize(std::max<size_t>(line.size() + 2, 46), ' ');
+    s += line + sub.brief + "\n";
+  }
+  s += "\n'kxctl snmp SUBCOMMAND --help' describes one.\n";
+  return s + kFooter;
+}
+
+std::string SnmpCommand::helpFor(const std::vector<std::string>& args) const {
+  size_t used;
+  const Sub* sub = findSub(args, used);
+  if (!sub) return help();
+  return usageLine(*sub) + "\n" + sub->details + kFooter;
+}
+
+int SnmpCommand::run(Session& session, const std::vector<std::string>& args) {
+  if (args.empty()) return session.usage("snmp", "missing subcommand");
+  size_t used = 0;
+  const Sub* sub = findSub(args, used);
+  if (!sub) {
+    if (args[0] == "community") {
+      return session.usage("snmp", args.size() < 2 ? "community needs list, add, set or remove"
+                                                    : "unknown community subcommand '" +
+                                                          args[1] + "'");
+    }
+    return session.usage("snmp", "unknown subcommand '" + args[0] + "'");
+  }
+  return sub->run(session, snmp::Args(args.begin() + used, args.end()));
+}
+
+void addSnmpCommand(CommandTable& table) { table.add(std::make_unique<SnmpCommand>()); }
+
+}  // namespace kxctl

@@ -6,27 +6,27 @@
 
 namespace sim {
 
-std::unique_ptr<Endpoint> buildEndpoint(const ServiceSpec& spec, const SimClock& clock) {
+std::unique_ptr<Endpoint> buildEndpoint(const ServiceDesc& desc, const SimClock& clock) {
   std::unique_ptr<Service> service;
-  switch (spec.kind) {
-    case ServiceSpec::Kind::kRecord:
-      service = std::make_unique<RecordService>(spec.record, clock);
+  switch (desc.kind) {
+    case ServiceDesc::Kind::kRecord:
+      service = std::make_unique<RecordService>(desc.record, clock);
       break;
-    case ServiceSpec::Kind::kList: {
+    case ServiceDesc::Kind::kList: {
       ListService::Options options;
-      options.page = spec.page;
-      options.count = spec.count;
-      service = std::make_unique<ListService>(spec.objects, clock, options);
+      options.page = desc.page;
+      options.count = desc.count;
+      service = std::make_unique<ListService>(desc.objects, clock, options);
       break;
     }
-    case ServiceSpec::Kind::kHistory:
+    case ServiceDesc::Kind::kHistory:
       service = std::make_unique<HistoryService>();
       break;
-    case ServiceSpec::Kind::kEmpty:
+    case ServiceDesc::Kind::kEmpty:
       service = std::make_unique<EmptyService>();
       break;
   }
-  return std::make_unique<Endpoint>(std::move(service), spec.aliases, spec.faults);
+  return std::make_unique<Endpoint>(std::move(service), desc.aliases, desc.faults);
 }
 
 }  // namespace sim

@@ -11,7 +11,7 @@
 namespace sim {
 
 // The clock must outlive the endpoint.
-std::unique_ptr<Endpoint> buildEndpoint(const ServiceSpec& spec, const SimClock& clock);
+std::unique_ptr<Endpoint> buildEndpoint(const ServiceDesc& desc, const SimClock& clock);
 
 }  // namespace sim
 

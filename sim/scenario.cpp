@@ -52,7 +52,7 @@ bool parsePath(const std::string& text, std::vector<uint32_t>& out) {
   return true;
 }
 
-void parseList(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec) {
+void parseList(const nlohmann::json& j, const JsonPath& at, ServiceDesc& desc) {
   if (!j.is_array()) throw ScenarioError(at, "expected an array of objects");
   std::map<uint32_t, JsonPath> seen;
   auto add = [&](ObjectTemplate t, const JsonPath& where) {
@@ -67,7 +67,7 @@ void parseList(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec) {
       }
       seen.emplace(id, where);
     }
-    spec.objects.push_back(std::move(t));
+    desc.objects.push_back(std::move(t));
   };
   for (size_t i = 0; i < j.size(); ++i) {
     JsonPath here = at.index(i);
@@ -82,7 +82,7 @@ void parseList(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec) {
   }
 }
 
-void parseAliases(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec) {
+void parseAliases(const nlohmann::json& j, const JsonPath& at, ServiceDesc& desc) {
   if (!j.is_object()) throw ScenarioError(at, "expected {\"command\": \"name\"}");
   for (const auto& [k, v] : j.items()) {
     uint32_t from = 0, to = 0;
@@ -91,15 +91,15 @@ void parseAliases(const nlohmann::json& j, const JsonPath& at, ServiceSpec& spec
       throw ScenarioError(at.key(k), "unknown command name (get, set, getall, getobj, setobj, "
                                      "add, remove, count, empty)");
     }
-    spec.aliases[from] = to;
+    desc.aliases[from] = to;
   }
 }
 
-ServiceSpec parseService(const std::string& pathText, const nlohmann::json& j,
+ServiceDesc parseService(const std::string& pathText, const nlohmann::json& j,
                          const JsonPath& at) {
-  ServiceSpec spec;
-  spec.pathText = pathText;
-  if (!parsePath(pathText, spec.path)) {
+  ServiceDesc desc;
+  desc.pathText = pathText;
+  if (!parsePath(pathText, desc.path)) {
     throw ScenarioError(at, "bad path (SERVICE or SERVICE,HANDLER, e.g. \"20,0\")");
   }
   if (!j.is_object()) throw ScenarioError(at, "expected a service object");
@@ -109,34 +109,34 @@ ServiceSpec parseService(const std::string& pathText, const nlohmann::json& j,
     JsonPath here = at.key(k);
     if (k == "record") {
       ++kinds;
-      spec.kind = ServiceSpec::Kind::kRecord;
-      spec.record = parseObject(v, here);
+      desc.kind = ServiceDesc::Kind::kRecord;
+      desc.record = parseObject(v, here);
     } else if (k == "list") {
       ++kinds;
-      spec.kind = ServiceSpec::Kind::kList;
-      parseList(v, here, spec);
+      desc.kind = ServiceDesc::Kind::kList;
+      parseList(v, here, desc);
     } else if (k == "history") {
       if (!v.is_boolean()) throw ScenarioError(here, "expected true or false");
       if (v.get<bool>()) {
         ++kinds;
-        spec.kind = ServiceSpec::Kind::kHistory;
+        desc.kind = ServiceDesc::Kind::kHistory;
       }
     } else if (k == "page") {
       if (!v.is_number_unsigned() || v.get<uint64_t>() == 0 || v.get<uint64_t>() > kMaxPage) {
         throw ScenarioError(here, "expected a page size from 1 to " + std::to_string(kMaxPage));
       }
-      spec.page = v.get<unsigned>();
+      desc.page = v.get<unsigned>();
     } else if (k == "count") {
       if (!v.is_boolean()) throw ScenarioError(here, "expected true or false");
-      spec.count = v.get<bool>();
+      desc.count = v.get<bool>();
     } else if (k == "events") {
-      if (!parseCommand(v, spec.events) || spec.events == 0) {
+      if (!parseCommand(v, desc.events) || desc.events == 0) {
         throw ScenarioError(here, "expected an event kind (e.g. \"0x10004\")");
       }
     } else if (k == "commands") {
-      parseAliases(v, here, spec);
+      parseAliases(v, here, desc);
     } else if (k == "fault") {
-      spec.faults = parseFaults(v, here);
+      desc.faults = parseFaults(v, here);
     } else if (k == "changes") {
       changes = &v;  // read once the kind is known
     } else if (k == "note") {
@@ -148,13 +148,13 @@ ServiceSpec parseService(const std::string& pathText, const nlohmann::json& j,
   }
   if (kinds > 1) throw ScenarioError(at, "a service is one of record, list or history");
   if (changes) {
-    bool list = spec.kind == ServiceSpec::Kind::kList;
-    if (!list && spec.kind != ServiceSpec::Kind::kRecord) {
+    bool list = desc.kind == ServiceDesc::Kind::kList;
+    if (!list && desc.kind != ServiceDesc::Kind::kRecord) {
       throw ScenarioError(at.key("changes"), "changes need a record or a list");
     }
-    spec.changes = parseChanges(*changes, at.key("changes"), list);
+    desc.changes = parseChanges(*changes, at.key("changes"), list);
   }
-  return spec;
+  return desc;
 }
 
 void parseDocument(const nlohmann::json& doc, Scenario& out) {
@@ -177,12 +177,12 @@ void parseDocument(const nlohmann::json& doc, Scenario& out) {
   if (!services.is_object()) throw ScenarioError(at, "expected an object of paths");
   std::map<std::vector<uint32_t>, std::string> seen;
   for (const auto& [k, v] : services.items()) {
-    ServiceSpec spec = parseService(k, v, at.key(k));
-    auto [hit, fresh] = seen.emplace(spec.path, k);
+    ServiceDesc desc = parseService(k, v, at.key(k));
+    auto [hit, fresh] = seen.emplace(desc.path, k);
     if (!fresh) {
       throw ScenarioError(at.key(k), "names the same handler as \"" + hit->second + "\"");
     }
-    out.services.push_back(std::move(spec));
+    out.services.push_back(std::move(desc));
   }
 }
 

@@ -17,7 +17,7 @@
 
 namespace sim {
 
-struct ServiceSpec {
+struct ServiceDesc {
   enum class Kind { kEmpty, kRecord, kList, kHistory };
 
   std::vector<uint32_t> path;  // always [service, handler]
@@ -35,7 +35,7 @@ struct ServiceSpec {
 
 struct Scenario {
   std::string description;
-  std::vector<ServiceSpec> services;  // ordered by path text
+  std::vector<ServiceDesc> services;  // ordered by path text
   // Every service id served, ascending, without repeats.
   std::vector<uint32_t> serviceIds() const;
 };

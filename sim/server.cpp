@@ -37,7 +37,7 @@ bool Server::start(std::string& err) {
   // to [24]); it answers them empty even where the scenario is silent.
   for (uint32_t id : ids_) {
     if (!served_.count({id, 0})) {
-      ServiceSpec empty;
+      ServiceDesc empty;
       empty.path = {id, 0};
       serve(empty);
     }
@@ -45,16 +45,16 @@ bool Server::start(std::string& err) {
   return true;
 }
 
-void Server::serve(const ServiceSpec& spec) {
-  endpoints_.push_back(buildEndpoint(spec, clock_));
+void Server::serve(const ServiceDesc& desc) {
+  endpoints_.push_back(buildEndpoint(desc, clock_));
   responders_.push_back(std::make_unique<Responder>(*endpoints_.back(), journal_, stop_));
-  handlers_.push_back(std::make_unique<BusHandler>(*responders_.back(), spec.events));
-  looper_->addHandler(spec.path[0], spec.path[1], handlers_.back().get());
-  served_.insert({spec.path[0], spec.path[1]});
-  if (!spec.changes.empty()) {
-    uint32_t cmd = spec.kind == ServiceSpec::Kind::kList ? kx::kCmdSetObj : kx::kCmdSet;
+  handlers_.push_back(std::make_unique<BusHandler>(*responders_.back(), desc.events));
+  looper_->addHandler(desc.path[0], desc.path[1], handlers_.back().get());
+  served_.insert({desc.path[0], desc.path[1]});
+  if (!desc.changes.empty()) {
+    uint32_t cmd = desc.kind == ServiceDesc::Kind::kList ? kx::kCmdSetObj : kx::kCmdSet;
     schedules_.push_back(
-        std::make_unique<ChangeSchedule>(endpoints_.back()->service(), cmd, spec.changes));
+        std::make_unique<ChangeSchedule>(endpoints_.back()->service(), cmd, desc.changes));
     schedules_.back()->start(*looper_);
   }
 }

@@ -51,7 +51,7 @@ class Server {
 
  private:
   void tick();
-  void serve(const ServiceSpec& spec);
+  void serve(const ServiceDesc& desc);
   const Scenario& scenario_;
   std::vector<uint32_t> ids_;
   const SimClock& clock_;

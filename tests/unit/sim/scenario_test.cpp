@@ -31,10 +31,10 @@ TEST(Scenario, ServiceOptionsAndPaths) {
   for (const auto& svc : s.services) {
     if (svc.pathText == "65") {
       EXPECT_EQ(svc.path, (std::vector<uint32_t>{65, 0}));
-      EXPECT_EQ(svc.kind, ServiceSpec::Kind::kRecord);
+      EXPECT_EQ(svc.kind, ServiceDesc::Kind::kRecord);
       EXPECT_EQ(svc.record.fixed().getString(0x20000001), "v");
     } else if (svc.pathText == "20,0") {
-      EXPECT_EQ(svc.kind, ServiceSpec::Kind::kList);
+      EXPECT_EQ(svc.kind, ServiceDesc::Kind::kList);
       EXPECT_EQ(svc.page, 20u);
       EXPECT_EQ(svc.events, 0x10004u);
       EXPECT_FALSE(svc.count);
@@ -42,9 +42,9 @@ TEST(Scenario, ServiceOptionsAndPaths) {
       EXPECT_EQ(svc.aliases.at(7), 0u);
       ASSERT_EQ(svc.objects.size(), 1u);
     } else if (svc.pathText == "2") {
-      EXPECT_EQ(svc.kind, ServiceSpec::Kind::kHistory);
+      EXPECT_EQ(svc.kind, ServiceDesc::Kind::kHistory);
     } else {
-      EXPECT_EQ(svc.kind, ServiceSpec::Kind::kEmpty);
+      EXPECT_EQ(svc.kind, ServiceDesc::Kind::kEmpty);
       EXPECT_EQ(svc.page, kDefaultPage);
       EXPECT_TRUE(svc.count);
     }

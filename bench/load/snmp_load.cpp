@@ -1,0 +1,321 @@
+// Load benchmark: one-binding v2c GET and GETNEXT of a constant scalar at
+// windows of 1 and 16 outstanding requests, against our snmpd, net-snmp's
+// snmpd and a UDP echo server (the ceiling), all on loopback and all
+// measured in this run.  Prints replies per second and p50/p99 latency, the
+// agents' resident memory after start and after --requests requests, and
+// the ratios with their targets.
+//
+//   snmp_load [--seconds S] [--requests N] [--snmpd PATH] [--kxctl PATH]
+//             [--plugin PATH] [--netsnmp PATH]
+//
+// Exit status 0 when every run completed with correct replies (targets
+// missed or not: the numbers are for reading), 1 when a server could not be
+// started or answered wrongly, 2 for a bad option.
+#include <signal.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "bench/load/agent_peers.h"
+#include "bench/load/bench_scalar.h"
+#include "bench/load/load_window.h"
+#include "bench/load/peer_process.h"
+#include "bench/load/snmp_wire.h"
+
+namespace {
+
+using bench::Clock;
+
+constexpr const char kSysDescr[] = "1.3.6.1.2.1.1.1.0";
+constexpr const char kSysDescrParent[] = "1.3.6.1.2.1.1.1";
+constexpr int kWindows[] = {1, 16};
+constexpr double kDefaultSeconds = 1.5;
+constexpr uint64_t kDefaultRequests = 100000;
+// The memory top-up never takes longer than this per agent.
+constexpr auto kTopUpLimit = std::chrono::seconds(30);
+constexpr auto kAskTimeout = std::chrono::milliseconds(3000);
+// Targets.
+constexpr double kRateOverNetSnmp = 3.0;
+constexpr double kShareOfEcho = 0.60;
+constexpr double kRssShareOfNetSnmp = 0.25;
+constexpr int kUsageError = 2;
+
+volatile sig_atomic_t stopRequested = 0;
+void onStop(int) { stopRequested = 1; }
+
+struct Options {
+  double seconds = kDefaultSeconds;
+  uint64_t requests = kDefaultRequests;
+  bench::OurAgent ours{SNMPD_PATH, KXCTL_PATH, BENCH_PLUGIN_PATH, "", "", ""};
+  std::string netsnmp = "/usr/sbin/snmpd";
+};
+
+const char kUsage[] =
+    "usage: snmp_load [--seconds S] [--requests N] [--snmpd PATH] [--kxctl PATH]\n"
+    "                 [--plugin PATH] [--netsnmp PATH]\n"
+    "  --seconds S    measured time of each run (default 1.5; each has 0.2 s warm-up)\n"
+    "  --requests N   requests each agent has served when its memory is read again\n"
+    "                 (default 100000)\n"
+    "  --snmpd, --kxctl, --plugin  our programs (default: this build's)\n"
+    "  --netsnmp PATH net-snmp's agent (default /usr/sbin/snmpd)\n";
+
+int parseOptions(int argc, char** argv, Options* o) {
+  for (int i = 1; i < argc; ++i) {
+    const std::string arg = argv[i];
+    if (arg == "--help" || arg == "-h") {
+      std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (i + 1 >= argc) {
+      std::fprintf(stderr, "snmp_load: unknown option or missing value: %s (try --help)\n",
+                   arg.c_str());
+      return kUsageError;
+    }
+    const char* v = argv[++i];
+    char* end = nullptr;
+    if (arg == "--seconds") {
+      o->seconds = std::strtod(v, &end);
+      if (*end || !(o->seconds > 0 && o->seconds <= 60)) {
+        std::fprintf(stderr, "snmp_load: --seconds wants a number from 0 to 60, not '%s'\n", v);
+        return kUsageError;
+      }
+    } else if (arg == "--requests") {
+      o->requests = std::strtoull(v, &end, 10);
+      if (*end || o->requests == 0 || *v == '-') {
+        std::fprintf(stderr, "snmp_load: --requests wants a positive count, not '%s'\n", v);
+        return kUsageError;
+      }
+    } else if (arg == "--snmpd") {
+      o->ours.snmpd = v;
+    } else if (arg == "--kxctl") {
+      o->ours.kxctl = v;
+    } else if (arg == "--plugin") {
+      o->ours.plugin = v;
+    } else if (arg == "--netsnmp") {
+      o->netsnmp = v;
+    } else {
+      std::fprintf(stderr, "snmp_load: unknown option %s (try --help)\n", arg.c_str());
+      return kUsageError;
+    }
+  }
+  return -1;
+}
+
+// One server under test and what it is asked.
+struct Server {
+  explicit Server(const char* n) : name(n) {}
+  const char* name;
+  uint16_t port = 0;
+  bench::ChildProcess process;
+  std::string getOid;   // GET asks this
+  std::string nextOid;  // GETNEXT asks this and expects getOid back
+  bool echoes = false;  // replies are the requests themselves
+  uint64_t sent = 0;    // requests so far
+  long rssStart = -1;
+  long rssAfter = -1;
+};
+
+struct Cell {
+  const Server* server;
+  uint8_t op;
+  int window;
+  bench::LoadResult result;
+};
+
+const char* opName(uint8_t op) { return op == bench::kGetRequest ? "get" : "getnext"; }
+
+// Runs one cell; false when the socket failed or replies were wrong.
+bool measure(Server* s, uint8_t op, int window, const bench::LoadSpec& spec,
+             bench::LoadResult* result) {
+  bench::RequestTemplate request;
+  bench::Expectation expect;
+  if (!request.build(op, bench::kCommunity, op == bench::kGetRequest ? s->getOid : s->nextOid) ||
+      !bench::encodeOid(s->echoes && op == bench::kGetNextRequest ? s->nextOid : s->getOid,
+                        &expect.oid)) {
+    std::fprintf(stderr, "snmp_load: bad object identifier for %s\n", s->name);
+    return false;
+  }
+  if (s->echoes) {
+    expect.pduTag = op;
+    expect.needValue = false;
+  }
+  const int fd = bench::connectUdp(s->port);
+  bool ok = fd >= 0 && bench::runLoad(fd, request, expect, spec, &stopRequested, result);
+  if (fd >= 0) ::close(fd);
+  s->sent += result->sent;
+  if (!ok) std::fprintf(stderr, "snmp_load: the socket to %s failed\n", s->name);
+  if (result->wrong) {
+    std::fprintf(stderr, "snmp_load: %s sent %llu wrong replies to %s window %d\n", s->name,
+                 static_cast<unsigned long long>(result->wrong), opName(op), window);
+    ok = false;
+  }
+  if (result->answered == 0 && !stopRequested) {
+    std::fprintf(stderr, "snmp_load: %s answered nothing to %s window %d\n", s->name, opName(op),
+                 window);
+    ok = false;
+  }
+  return ok;
+}
+
+// True when our agent serves sysDescr.0 with an OCTET STRING.
+bool servesSysDescr(Server* ours) {
+  bench::RequestTemplate request;
+  request.build(bench::kGetRequest, bench::kCommunity, kSysDescr);
+  std::vector<uint8_t> bytes;
+  bench::Reply r;
+  return bench::ask(ours->port, request, kAskTimeout, &ours->process, &bytes) &&
+         bench::readReply(bytes.data(), bytes.size(), &r) && r.errorStatus == 0 &&
+         r.valueTag == bench::kOctetString;
+}
+
+const char* verdict(bool met) { return met ? "met" : "MISSED"; }
+
+double rateOf(const std::vector<Cell>& cells, const Server& s, uint8_t op, int window) {
+  for (const Cell& c : cells)
+    if (c.server == &s && c.op == op && c.window == window) return c.result.perSecond;
+  return 0;
+}
+
+void printReport(const std::vector<Cell>& cells, const Server& ours, const Server& net,
+                 const Server& echo, uint64_t requests) {
+  std::printf("\n%-10s %-8s %6s %12s %10s %10s %7s\n", "server", "request", "window", "replies/s",
+              "p50 us", "p99 us", "lost");
+  for (const Cell& c : cells) {
+    std::printf("%-10s %-8s %6d %12.0f %10.1f %10.1f %7llu\n", c.server->name, opName(c.op),
+                c.window, c.result.perSecond, c.result.p50us, c.result.p99us,
+                static_cast<unsigned long long>(c.result.lost));
+  }
+
+  std::printf("\nratios (this run; the machine is shared, so compare, do not trust absolutes)\n");
+  for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
+    for (int w : kWindows) {
+      const double theirs = rateOf(cells, net, op, w);
+      const double r = theirs > 0 ? rateOf(cells, ours, op, w) / theirs : 0;
+      std::printf("  %s / %s  %-7s window %2d: %6.2fx  (target >= %.0fx)  %s\n", ours.name,
+                  net.name, opName(op), w, r, kRateOverNetSnmp, verdict(r >= kRateOverNetSnmp));
+    }
+  }
+  for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
+    const int w = kWindows[1];
+    const double ceiling = rateOf(cells, echo, op, w);
+    const double r = ceiling > 0 ? rateOf(cells, ours, op, w) / ceiling : 0;
+    if (op == bench::kGetRequest) {
+      std::printf("  %s / %s      %-7s window %2d: %6.0f%%  (target >= %.0f%%)  %s\n", ours.name,
+                  echo.name, opName(op), w, 100 * r, 100 * kShareOfEcho,
+                  verdict(r >= kShareOfEcho));
+    } else {
+      std::printf("  %s / %s      %-7s window %2d: %6.0f%%  (no target)\n", ours.name, echo.name,
+                  opName(op), w, 100 * r);
+    }
+  }
+
+  std::printf("\nresident memory (VmRSS, KiB)   after start   after %llu requests\n",
+              static_cast<unsigned long long>(requests));
+  for (const Server* s : {&ours, &net}) {
+    std::printf("  %-28s %11ld   %11ld   (%llu served)\n", s->name, s->rssStart, s->rssAfter,
+                static_cast<unsigned long long>(s->sent));
+  }
+  const double share =
+      net.rssAfter > 0 ? static_cast<double>(ours.rssAfter) / static_cast<double>(net.rssAfter) : 0;
+  std::printf("  %s / %s after the requests: %.2f  (target <= %.2f)  %s\n", ours.name, net.name,
+              share, kRssShareOfNetSnmp, verdict(share > 0 && share <= kRssShareOfNetSnmp));
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  Options opts;
+  const int status = parseOptions(argc, argv, &opts);
+  if (status >= 0) return status;
+  std::setvbuf(stdout, nullptr, _IOLBF, 0);
+  ::signal(SIGINT, onStop);
+  ::signal(SIGTERM, onStop);
+  ::signal(SIGPIPE, SIG_IGN);
+
+  Server ours("snmpd"), net("net-snmp"), echo("echo");
+  bench::TempDir ourRoot, netDir;
+  if (!ourRoot.create("snmp_load.ours.") || !netDir.create("snmp_load.netsnmp.")) {
+    std::perror("snmp_load: cannot create a temporary directory");
+    return 1;
+  }
+  for (Server* s : {&ours, &net, &echo}) s->port = bench::freeUdpPort();
+
+  std::string error;
+  bench::ChildProcess noSim;
+  if (!bench::startOurAgent(opts.ours, ourRoot, ours.port, &noSim, &ours.process, &error) ||
+      !bench::startNetSnmp(opts.netsnmp, netDir, net.port, &net.process, &error) ||
+      !bench::startEcho(echo.port, &echo.process, &error)) {
+    std::fprintf(stderr, "snmp_load: %s\n", error.c_str());
+    return 1;
+  }
+  ours.rssStart = bench::residentKiB(ours.process.pid());
+  net.rssStart = bench::residentKiB(net.process.pid());
+
+  // The same constant scalar on both agents when ours has the system group;
+  // until then the plug-in's, which answers the same text.
+  if (servesSysDescr(&ours)) {
+    ours.getOid = kSysDescr;
+    ours.nextOid = kSysDescrParent;
+  } else {
+    ours.getOid = bench::kBenchScalar;
+    ours.nextOid = bench::kBenchScalarParent;
+  }
+  net.getOid = kSysDescr;
+  net.nextOid = kSysDescrParent;
+  echo.getOid = ours.getOid;
+  echo.nextOid = ours.nextOid;
+  echo.echoes = true;
+  std::printf("snmp_load: %s on port %u asked for %s, %s on port %u for %s, echo on port %u\n",
+              ours.name, ours.port, ours.getOid.c_str(), net.name, net.port, net.getOid.c_str(),
+              echo.port);
+
+  bench::LoadSpec spec;
+  spec.measure =
+      std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(opts.seconds));
+  std::vector<Cell> cells;
+  bool ok = true;
+  // Servers take turns within each request kind and window, so a burst of
+  // load from elsewhere on the machine hurts all three alike.
+  for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
+    for (int w : kWindows) {
+      for (Server* s : {&ours, &net, &echo}) {
+        if (stopRequested) break;
+        spec.window = w;
+        Cell c{s, op, w, {}};
+        ok = measure(s, op, w, spec, &c.result) && ok;
+        cells.push_back(c);
+      }
+    }
+  }
+
+  // Memory after a fixed number of requests: top up whatever the runs left.
+  for (Server* s : {&ours, &net}) {
+    if (stopRequested || s->sent >= opts.requests) continue;
+    bench::LoadSpec topUp;
+    topUp.window = kWindows[1];
+    topUp.warmup = Clock::duration::zero();
+    topUp.measure = kTopUpLimit;
+    topUp.replies = opts.requests - s->sent;
+    bench::LoadResult r;
+    ok = measure(s, bench::kGetRequest, topUp.window, topUp, &r) && ok;
+  }
+  ours.rssAfter = bench::residentKiB(ours.process.pid());
+  net.rssAfter = bench::residentKiB(net.process.pid());
+
+  if (stopRequested) {
+    std::fprintf(stderr, "snmp_load: interrupted\n");
+    return 1;
+  }
+  printReport(cells, ours, net, echo, opts.requests);
+  for (Server* s : {&ours, &net}) {
+    if (!s->process.alive()) {
+      std::fprintf(stderr, "snmp_load: %s died during the runs\n", s->name);
+      ok = false;
+    }
+  }
+  return ok ? 0 : 1;
+}

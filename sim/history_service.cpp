@@ -2,12 +2,22 @@
 
 #include <vector>
 
+#include "sim/list_service.h"
+
 namespace sim {
 
 kx::message HistoryService::serve(uint32_t cmd, const kx::message& req) {
   kx::message reply;
   if (cmd == kx::kCmdGetAll) {
-    reply.setMessageArray(kx::kObjects, std::vector<kx::message>(entries_.begin(), entries_.end()));
+    // The newest entries that fit one reply, oldest first.
+    std::vector<kx::message> items;
+    size_t bytes = 0;
+    for (auto it = entries_.rbegin(); it != entries_.rend(); ++it) {
+      bytes += it->encode().size();
+      if (bytes > kMaxPageBytes) break;
+      items.push_back(*it);
+    }
+    reply.setMessageArray(kx::kObjects, std::vector<kx::message>(items.rbegin(), items.rend()));
     return reply;
   }
   if (cmd == kx::kCmdCount) {

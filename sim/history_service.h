@@ -3,8 +3,8 @@
 // Every message that is not a get all or a count is kept as an entry
 // (its object fields plus the command it came with in 0x08000001), with
 // ids counting from 1, and answered empty.  Get all lists the entries
-// (newest last, unpaged); count counts them.  The oldest entries are
-// dropped past kMaxHistory.
+// (oldest first, unpaged: the newest that fit one reply); count counts
+// them.  The oldest entries are dropped past kMaxHistory.
 #ifndef SIM_HISTORY_SERVICE_H_
 #define SIM_HISTORY_SERVICE_H_
 

@@ -100,6 +100,21 @@ TEST(HistoryService, KeepsWhatItIsSent) {
   EXPECT_EQ(entries.front().getU32(kx::kObjId), 6u);  // oldest dropped
 }
 
+TEST(HistoryService, ListsOnlyWhatFitsOneReply) {
+  HistoryService svc;
+  for (int i = 0; i < 20; ++i) {
+    kx::message undo = request(0xfe0020);
+    undo.setString(0x20fe0022, std::string(64 * 1024, 'a' + i));
+    svc.serve(0xfe0020, undo);
+  }
+  kx::message reply = svc.serve(kx::kCmdGetAll, request(kx::kCmdGetAll));
+  EXPECT_LT(reply.encode().size(), kx::kMaxMessageSize);
+  auto entries = reply.getMessageArray(kx::kObjects);
+  ASSERT_FALSE(entries.empty());
+  EXPECT_LT(entries.size(), 20u);
+  EXPECT_EQ(entries.back().getU32(kx::kObjId), 20u);  // the newest are kept
+}
+
 TEST(Journal, OneJsonLinePerMessage) {
   std::string file = ::testing::TempDir() + "sim_journal_test.log";
   std::remove(file.c_str());

@@ -1,14 +1,11 @@
-// The bridge and its forwarding entries (filtered by the served bridge over
-// a real bus), and the health readings.
+// Which interfaces make the bridge, and the health readings.
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
 #include <vector>
 
-#include "data/get_first_provider.h"
 #include "kx/message.h"
-#include "mib_bus.h"
 #include "mibs/bridge_records.h"
 #include "mibs/health_records.h"
 
@@ -25,41 +22,6 @@ kx::message interface(uint32_t id, uint32_t kind, const Bytes& mac, uint32_t pri
   return m;
 }
 
-kx::message host(uint32_t bridge, uint32_t port, const Bytes& mac, bool local) {
-  kx::message m;
-  m.setU32(0x08000005, bridge);
-  m.setU32(0x08000001, port);
-  m.setRaw(0x30000002, mac);
-  if (local) m.setBool(0x00000004, true);
-  return m;
-}
-
-class BridgeTest : public MibBusTest {
- protected:
-  void SetUp() override {
-    MibBusTest::SetUp();
-    interfaces = &serve(20, 0);
-    provider = std::make_unique<GetFirstProvider>(BridgeData::build,
-                                                  std::vector<unsigned>{20, 0});
-    bridgeProvider = provider.get();
-  }
-  void TearDown() override {
-    bridgeProvider = nullptr;
-    provider.reset();
-    MibBusTest::TearDown();
-  }
-  // Converts the hosts; the test owns the records.
-  std::vector<std::unique_ptr<FdbEntryData>> entries(const std::vector<kx::message>& hosts) {
-    std::vector<Data*> out;
-    for (const kx::message& h : hosts) FdbEntryData::build(h, &out);
-    std::vector<std::unique_ptr<FdbEntryData>> owned;
-    for (Data* d : out) owned.emplace_back(static_cast<FdbEntryData*>(d));
-    return owned;
-  }
-  FakeService* interfaces = nullptr;
-  std::unique_ptr<GetFirstProvider> provider;
-};
-
 }  // namespace
 
 TEST(BridgeData, OnlyBridgeInterfacesAreAccepted) {
@@ -71,31 +33,6 @@ TEST(BridgeData, OnlyBridgeInterfacesAreAccepted) {
   ASSERT_NE(b, nullptr);
   EXPECT_EQ(b->address, mac);
   EXPECT_EQ(b->priority, 32768);
-}
-
-TEST_F(BridgeTest, EntriesOfOtherBridgesAreDroppedAndStatusFollowsTheLocalFlag) {
-  interfaces->objects = {interface(1, 1, {1, 2, 3, 4, 5, 6}, 0),
-                         interface(5, 12, {0x4c, 0x5e, 0x0c, 0x10, 0x00, 0x05}, 32768),
-                         interface(14, 12, {0x4c, 0x5e, 0x0c, 0x10, 0x00, 0x0e}, 36864)};
-  auto kept = entries({host(5, 1, {0, 0x1b, 0x21, 0x3a, 0x4f, 0x10}, false),
-                       host(14, 9, {2, 0x42, 0xac, 0x11, 0, 2}, false),
-                       host(5, 5, {0x4c, 0x5e, 0x0c, 0x10, 0x00, 0x05}, true)});
-  ASSERT_EQ(kept.size(), 2u);
-  EXPECT_EQ(kept[0]->port, 1);
-  EXPECT_EQ(kept[0]->address, (Bytes{0, 0x1b, 0x21, 0x3a, 0x4f, 0x10}));
-  EXPECT_EQ(kept[0]->status, FdbEntryData::kLearned);
-  EXPECT_EQ(kept[1]->port, 5);
-  EXPECT_EQ(kept[1]->status, FdbEntryData::kSelf);
-  // One fetch of the interfaces serves every entry while the cache lives.
-  EXPECT_EQ(interfaces->withCommand(kx::kCmdGetAll).size(), 1u);
-}
-
-TEST_F(BridgeTest, WithoutABridgeEveryEntryIsDropped) {
-  interfaces->objects = {interface(1, 1, {1, 2, 3, 4, 5, 6}, 0)};
-  EXPECT_TRUE(entries({host(5, 1, {1, 1, 1, 1, 1, 1}, false), host(0, 2, {}, false)}).empty());
-  bridgeProvider = nullptr;
-  interfaces->objects = {interface(5, 12, {1, 2, 3, 4, 5, 6}, 0)};
-  EXPECT_TRUE(entries({host(5, 1, {1, 1, 1, 1, 1, 1}, false)}).empty());
 }
 
 namespace {

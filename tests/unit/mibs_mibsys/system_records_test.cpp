@@ -1,5 +1,6 @@
-// Conversions of the system, hrSystem and enterprise software records, and
-// what their write-backs put on the bus.
+// Conversions of the resource, clock, software and reboot-control records:
+// the arithmetic and time-zone cases that a walk against a live router
+// cannot pin down.
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -9,7 +10,6 @@
 #include <vector>
 
 #include "kx/message.h"
-#include "mib_bus.h"
 #include "mibs/system_records.h"
 
 namespace {
@@ -61,17 +61,6 @@ kx::message clock(uint32_t seconds, int32_t utcOffset) {
 }
 
 }  // namespace
-
-TEST(ResourceData, UptimeInHundredthsAndUsedAsTotalMinusFree) {
-  auto r = convert<ResourceData>(ResourceData::build,
-                                 resources(12345, 262144, 180224, 131072, 98304, 7));
-  EXPECT_EQ(r->uptime, 1234500);
-  EXPECT_EQ(r->memoryTotal, 262144);
-  EXPECT_EQ(r->memoryUsed, 262144 - 180224);
-  EXPECT_EQ(r->diskTotal, 131072);
-  EXPECT_EQ(r->diskUsed, 131072 - 98304);
-  EXPECT_EQ(r->processorLoad, 7);
-}
 
 TEST(ResourceData, ArithmeticWrapsAtThirtyTwoBits) {
   // More free than total: used wraps instead of saturating at 0.
@@ -144,65 +133,11 @@ TEST(SoftwareInfoData, DateIsAlwaysThatOfTimeSixtySeven) {
   }
 }
 
-TEST(Ident, NameRoundTripsThroughStringC) {
-  kx::message reply;
-  reply.setString(0x2000000c, "edge-1");
-  auto ident = convert<Ident>(Ident::build, reply);
-  EXPECT_EQ(ident->name, "edge-1");
-
-  ident->name = "core-7";
-  kx::message set;
-  set.setCommand(kx::kCmdSet);
-  testing::internal::CaptureStderr();
-  ident->reverseBuild(set);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "Ident::reverseBuild\n");
-  EXPECT_EQ(set.getString(0x2000000c), "core-7");
-  EXPECT_EQ(set.command(), kx::kCmdSet);
-}
-
-class TheSystemTest : public MibBusTest {};
-
-TEST_F(TheSystemTest, ReadsZeroWhateverTheServiceHolds) {
+TEST(TheSystem, ReadsZeroWhateverTheServiceHolds) {
   kx::message reply;
   reply.setU32(0x08000001, 9);
   testing::internal::CaptureStderr();
   auto system = convert<TheSystem>(TheSystem::build, reply);
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "TheSystem::build\n");
   EXPECT_EQ(system->reboot, 0);
-}
-
-TEST_F(TheSystemTest, ZeroSendsNoRebootAndNonZeroSendsCommandFiveToTheSystem) {
-  FakeService& system = serve(24, 0);
-  TheSystem control;
-  kx::message outer;
-  outer.setCommand(kx::kCmdSet);
-  outer.setDstPath({24, 2});
-  const kx::message before = outer;
-
-  testing::internal::CaptureStderr();
-  control.reverseBuild(outer);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(), "TheSystem::reverseBuild\n");
-  EXPECT_TRUE(system.received.empty());
-  EXPECT_EQ(outer, before);
-
-  control.reboot = 1;
-  testing::internal::CaptureStderr();
-  control.reverseBuild(outer);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "TheSystem::reverseBuild\nTheSystem::REBOOT\n");
-  ASSERT_EQ(system.received.size(), 1u);
-  EXPECT_EQ(system.received[0].command(), 5u);
-  EXPECT_EQ(system.received[0].dstPath(), (std::vector<uint32_t>{24}));
-  EXPECT_EQ(outer, before);  // the ordinary set carries nothing extra
-}
-
-TEST_F(TheSystemTest, RebootWithoutAnAnsweringServiceStillReturns) {
-  TheSystem control;
-  control.reboot = -1;
-  kx::message outer;
-  testing::internal::CaptureStderr();
-  control.reverseBuild(outer);
-  EXPECT_NE(testing::internal::GetCapturedStderr().find("TheSystem::REBOOT\n"),
-            std::string::npos);
-  EXPECT_TRUE(outer.empty());
 }

@@ -1,0 +1,248 @@
+"""snmpd against hand-made datagrams: error statuses that net-snmp's tools
+hide, the source-address filter seen from two local addresses, requests it
+does not serve, and hostile input (the fuzz corpora, malformed and random
+datagrams, garbage on its bus socket) after which it must still answer."""
+
+import glob
+import os
+import random
+import socket
+import subprocess
+import unittest
+
+import harness
+
+SETTINGS_STORE = "/sarn/store/snmpd"
+SYS_CONTACT = "1.3.6.1.2.1.1.4.0"
+NO_SUCH_OID = "1.3.6.1.4.1.32473.99.99.0"
+GET, GETNEXT, RESPONSE, SET, GETBULK = 0xa0, 0xa1, 0xa2, 0xa3, 0xa5
+READ_ONLY = 4
+# The largest UDP payload over IPv4.
+MAX_DATAGRAM = 65507
+REPLY_WAIT_S = 1.0
+
+
+# --- a minimal BER writer and reader, enough for v1/v2c messages ---------
+
+def ber_length(n):
+    if n < 0x80:
+        return bytes([n])
+    body = n.to_bytes((n.bit_length() + 7) // 8, "big")
+    return bytes([0x80 | len(body)]) + body
+
+
+def tlv(tag, body):
+    return bytes([tag]) + ber_length(len(body)) + body
+
+
+def ber_int(v):
+    size = max(1, (v.bit_length() + 8) // 8)
+    return tlv(0x02, v.to_bytes(size, "big", signed=True))
+
+
+def ber_oid(text):
+    arcs = [int(a) for a in text.split(".")]
+    out = bytearray([40 * arcs[0] + arcs[1]])
+    for arc in arcs[2:]:
+        chunk = [arc & 0x7f]
+        arc >>= 7
+        while arc:
+            chunk.insert(0, 0x80 | (arc & 0x7f))
+            arc >>= 7
+        out += bytes(chunk)
+    return tlv(0x06, bytes(out))
+
+
+def request(pdu_tag, community, oid, value=b"\x05\x00", version=1, request_id=42,
+            error_fields=(0, 0)):
+    """A v1 (version 0) or v2c (version 1) request with one binding."""
+    binding = tlv(0x30, ber_oid(oid) + value)
+    pdu = tlv(pdu_tag, ber_int(request_id) + ber_int(error_fields[0]) +
+              ber_int(error_fields[1]) + tlv(0x30, binding))
+    return tlv(0x30, ber_int(version) + tlv(0x04, community.encode()) + pdu)
+
+
+def read_tlv(data, pos):
+    """(tag, body start, body end) of the TLV at pos; raises on a bad one."""
+    tag = data[pos]
+    n = data[pos + 1]
+    pos += 2
+    if n & 0x80:
+        count = n & 0x7f
+        n = int.from_bytes(data[pos:pos + count], "big")
+        pos += count
+    if pos + n > len(data):
+        raise ValueError("truncated")
+    return tag, pos, pos + n
+
+
+def parse_response(data):
+    """{version, community, tag, request_id, error_status, error_index}."""
+    _, pos, _ = read_tlv(data, 0)
+    _, s, e = read_tlv(data, pos)
+    version = int.from_bytes(data[s:e], "big")
+    _, s, pos = read_tlv(data, e)
+    community = data[s:pos]
+    tag, pos, _ = read_tlv(data, pos)
+    fields = []
+    for _ in range(3):
+        _, s, pos = read_tlv(data, pos)
+        fields.append(int.from_bytes(data[s:pos], "big", signed=True))
+    return {"version": version, "community": community, "tag": tag,
+            "request_id": fields[0], "error_status": fields[1], "error_index": fields[2]}
+
+
+class DatagramTest(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        cls.root = harness.TempRoot()
+        cls.port = harness.free_port()
+        harness.kxctl_json(cls.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true")
+        cls.agent = harness.Process([harness.program(harness.SNMPD), "--root", cls.root.path,
+                                     "--port", str(cls.port)], cls.root.path, "snmpd")
+        try:
+            r = harness.kxctl(cls.root, "snmp", "community", "add", "name=local",
+                              "address=127.0.0.1/32", "write=yes")
+            if r.returncode != 0:
+                raise AssertionError("cannot add a community: %r" % r)
+        except BaseException:
+            cls.agent.stop()
+            cls.root.cleanup()
+            raise
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.agent.stop()
+        cls.root.cleanup()
+
+    def exchange(self, datagram, source="127.0.0.1", target="127.0.0.1"):
+        """Sends one datagram; the reply's bytes, or None after REPLY_WAIT_S."""
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+            s.bind((source, 0))
+            s.settimeout(REPLY_WAIT_S)
+            s.sendto(datagram, (target, self.port))
+            try:
+                return s.recv(65536)
+            except socket.timeout:
+                return None
+
+    def assert_still_serving(self):
+        self.assertTrue(self.agent.alive(), self.agent.stderr()[-2000:])
+        reply = self.exchange(request(GET, "harbor", NO_SUCH_OID, request_id=7))
+        self.assertIsNotNone(reply, "no answer to a valid GET")
+        self.assertEqual(parse_response(reply)["request_id"], 7)
+
+    def test_set_without_write_right_is_read_only_at_index_zero(self):
+        for version in (0, 1):
+            reply = self.exchange(request(SET, "harbor", SYS_CONTACT, tlv(0x04, b"x"),
+                                          version=version, request_id=1000 + version))
+            self.assertIsNotNone(reply)
+            r = parse_response(reply)
+            self.assertEqual((r["version"], r["community"], r["tag"], r["request_id"]),
+                             (version, b"harbor", RESPONSE, 1000 + version))
+            self.assertEqual((r["error_status"], r["error_index"]), (READ_ONLY, 0))
+
+    def test_community_for_one_host_drops_other_sources(self):
+        reply = self.exchange(request(GET, "local", NO_SUCH_OID, request_id=5))
+        self.assertIsNotNone(reply, "127.0.0.1 is the community's host")
+        self.assertEqual(parse_response(reply)["request_id"], 5)
+        # Same community, same agent address, another source: dropped.
+        self.assertIsNone(self.exchange(request(GET, "local", NO_SUCH_OID), source="127.0.0.2"))
+        self.assertIsNone(self.exchange(request(GET, "local", NO_SUCH_OID), source="127.0.0.2",
+                                        target="127.0.0.2"))
+        # The any-source community answers that source.
+        self.assertIsNotNone(self.exchange(request(GET, "harbor", NO_SUCH_OID),
+                                           source="127.0.0.2"))
+
+    def test_getbulk_gets_no_answer(self):
+        self.assertIsNone(self.exchange(request(GETBULK, "harbor", "1.3.6.1.2.1.1",
+                                                version=1, error_fields=(0, 10))))
+        done = subprocess.run(["snmpbulkget", "-v", "2c", "-c", "harbor", "-t", "1", "-r", "0",
+                               "127.0.0.1:%d" % self.port, "1.3.6.1.2.1.1"],
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                              stdin=subprocess.DEVNULL, timeout=30)
+        self.assertIn(b"Timeout", done.stdout)
+        self.assert_still_serving()
+
+    def test_fuzz_corpus_replayed_on_the_service_port(self):
+        corpus = sorted(glob.glob(os.path.join(harness.source_dir(), "fuzz", "corpus",
+                                               "engine_create_reply_fuzz", "*")))
+        self.assertTrue(corpus, "no datagram corpus")
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+            for path in corpus:
+                with open(path, "rb") as f:
+                    s.sendto(f.read(), ("127.0.0.1", self.port))
+        self.assert_still_serving()
+
+    def test_malformed_datagrams_get_no_reply(self):
+        good = request(GET, "harbor", NO_SUCH_OID)
+        self.assertIsNotNone(self.exchange(good))
+        bad = [b"", b"\x30", b"\x30\x00", b"\x00" * 16]
+        # Every truncation of a valid request.
+        bad += [good[:n] for n in range(1, len(good))]
+        # The outer length past the data, and absurd.  (A length shorter
+        # than the content is tolerated, like the envelope's tags, which the
+        # decoder steps over unread.)
+        bad += [b"\x30" + ber_length(len(good)) + good[2:],
+                b"\x30\x84\x7f\xff\xff\xff" + good[2:],
+                b"\x30\x84\xff\xff\xff\xff" + good[2:],
+                b"\x30\x89" + b"\xff" * 9 + good[2:],
+                b"\x30\x80" + good[2:] + b"\x00\x00"]
+        # Requests the agent does not serve: unknown PDU tags.
+        pdu_at = good.index(bytes([GET]))
+        for tag in (0xa9, 0x30, 0xa2, 0xa8):
+            mutated = bytearray(good)
+            mutated[pdu_at] = tag
+            bad.append(bytes(mutated))
+        # A huge length inside the PDU; versions the agent does not speak.
+        bad.append(good[:pdu_at + 1] + b"\x84\xff\xff\xff\xf0" + good[pdu_at + 2:])
+        bad.append(request(GET, "harbor", NO_SUCH_OID, version=4))
+        bad.append(request(GET, "harbor", NO_SUCH_OID, version=-1))
+        # Deep nesting, and the largest datagram there is, both as a
+        # sequence that claims every byte and as noise.
+        bad.append(b"\x30\x81\xfe" * 85)
+        bad.append(b"\x30\x83" + (MAX_DATAGRAM - 5).to_bytes(3, "big") +
+                   b"\x30" * (MAX_DATAGRAM - 5))
+        rng = random.Random(20261123)
+        bad.append(bytes(rng.getrandbits(8) for _ in range(MAX_DATAGRAM)))
+        bad += [bytes(rng.getrandbits(8) for _ in range(rng.randint(1, 300)))
+                for _ in range(200)]
+
+        # Sent in a burst from one socket, then any reply is collected.
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+            s.bind(("127.0.0.1", 0))
+            for d in bad:
+                s.sendto(d, ("127.0.0.1", self.port))
+            s.settimeout(REPLY_WAIT_S)
+            replies = []
+            try:
+                while True:
+                    replies.append(s.recv(65536))
+            except socket.timeout:
+                pass
+        self.assertEqual(replies, [])
+        self.assert_still_serving()
+
+    def test_garbage_on_the_bus_socket(self):
+        path = os.path.join(self.root.path, "sarn", "run", "bus", "34")
+        corpus = sorted(glob.glob(os.path.join(harness.source_dir(), "fuzz", "corpus",
+                                               "kx_message_fuzz", "*")))
+        rng = random.Random(7)
+        packets = []
+        for p in corpus:
+            with open(p, "rb") as f:
+                packets.append(b"\x6b\x00\x00\x00" + f.read())
+        packets += [b"\x6b\x00\x00\x00" + bytes(rng.getrandbits(8) for _ in range(n))
+                    for n in (1, 4, 64, 4096)]
+        packets += [b"\x00\x00\x00\x00hello", b"\x6b\x01\x00\x00" + b"\xff" * 100, b"\x6b"]
+        for packet in packets:
+            with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as s:
+                s.connect(path)
+                s.send(packet)
+        settings = harness.kxctl_json(self.root, "get", "34")
+        self.assertTrue(settings["0x00000001"])
+        self.assert_still_serving()
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -47,6 +47,5 @@ void buildBridgeMib() {
   const OID entry = kDot1dBridge + OID{4, 3, 1};
   addColumnarLeaf(entry + 1, address, table);
   addColumnarLeaf(entry + 2, new DataNumPacker(dataMember(&FdbEntryData::port), kInteger), table);
-  addColumnarLeaf(entry + 3, new DataNumPacker(dataMember(&FdbEntryData::status), kInteger),
-                  table);
+  addColumnarLeaf(entry + 3, new DataNumPacker(dataMember(&FdbEntryData::status), kInteger), table);
 }

@@ -29,8 +29,8 @@ const char* powerSourceText(uint32_t source) {
 Data* HealthData::build(const kx::message& msg) {
   auto* h = new HealthData;
   h->value = static_cast<int>(msg.getU32(kValue));
-  const auto degrees = static_cast<int32_t>(
-      msg.getU32(kTemperature, static_cast<uint32_t>(kNoTemperature)));
+  const auto degrees =
+      static_cast<int32_t>(msg.getU32(kTemperature, static_cast<uint32_t>(kNoTemperature)));
   // Multiplied in 32-bit unsigned arithmetic: a wild reading wraps instead
   // of overflowing.
   h->temperature = static_cast<int>(static_cast<uint32_t>(degrees) * kTenthsPerDegree);

@@ -17,8 +17,8 @@ class HealthData : public Data {
   // "main", 0 "aux", 2 "none", anything else (a missing field too) "n/a".
   static Data* build(const kx::message& msg);
 
-  int value = 0;          // u32 0xd, reported unchanged
-  int temperature = 0;    // u32 0xe (signed degrees) in tenths of a degree
+  int value = 0;        // u32 0xd, reported unchanged
+  int temperature = 0;  // u32 0xe (signed degrees) in tenths of a degree
   std::string powerSource;
 };
 

@@ -51,8 +51,7 @@ const OID kHrDevice = {1, 3, 6, 1, 2, 1, 25, 3};
 const OID kEnterprise = {1, 3, 6, 1, 4, 1, 32473, 1};
 const OID kEnterpriseGroups = kEnterprise + 1;
 
-GetProvider* settingsProvider(GetProvider::Convert convert,
-                              std::vector<unsigned int> const& path) {
+GetProvider* settingsProvider(GetProvider::Convert convert, std::vector<unsigned int> const& path) {
   return new GetProvider(convert, path, kx::kCmdGet, kx::kCmdSet);
 }
 
@@ -80,24 +79,20 @@ void buildHostResources(GetProvider* resources) {
   addScalarLeaf(kHrSystem + 2, new DataRawPacker(dataMember(&DateData::date), kOctetString, 0),
                 clock);
 
-  addScalarLeaf(kHrStorage + 2,
-                new DataNumPacker(dataMember(&ResourceData::memoryTotal), kInteger), resources);
+  addScalarLeaf(kHrStorage + 2, new DataNumPacker(dataMember(&ResourceData::memoryTotal), kInteger),
+                resources);
   auto* storage = new StaticMuxTable();
   storage->addProvider(OID{kDiskRowIndex}, new ProxyDataProvider(diskRow));
   storage->addProvider(OID{kMemoryRowIndex}, new ProxyDataProvider(memoryRow));
   const OID entry = kHrStorage + OID{3, 1};
-  addColumnarLeaf(entry + 1, new DataNumPacker(dataMember(&StorageData::index), kInteger),
-                  storage);
-  addColumnarLeaf(entry + 2, new DataOIDPacker(dataMember(&StorageData::type), kObjectId),
-                  storage);
+  addColumnarLeaf(entry + 1, new DataNumPacker(dataMember(&StorageData::index), kInteger), storage);
+  addColumnarLeaf(entry + 2, new DataOIDPacker(dataMember(&StorageData::type), kObjectId), storage);
   addColumnarLeaf(entry + 3,
                   new DataStringPacker(dataMember(&StorageData::description), kOctetString, 0),
                   storage);
   addColumnarLeaf(entry + 4, new ConstNumPacker(kAllocationUnit, kInteger), storage);
-  addColumnarLeaf(entry + 5, new DataNumPacker(dataMember(&StorageData::size), kInteger),
-                  storage);
-  addColumnarLeaf(entry + 6, new DataNumPacker(dataMember(&StorageData::used), kInteger),
-                  storage);
+  addColumnarLeaf(entry + 5, new DataNumPacker(dataMember(&StorageData::size), kInteger), storage);
+  addColumnarLeaf(entry + 6, new DataNumPacker(dataMember(&StorageData::used), kInteger), storage);
   addColumnarLeaf(entry + 7, new ConstNumPacker(0, kCounter32), storage);
 
   // One processor, listed both as a device and as a processor.
@@ -120,8 +115,7 @@ void buildSoftwareAndControl() {
   addScalarLeaf(group + 1,
                 new DataStringPacker(dataMember(&SoftwareInfoData::text), kOctetString, 0),
                 software);
-  addScalarLeaf(group + 2,
-                new DataRawPacker(dataMember(&SoftwareInfoData::date), kOctetString, 0),
+  addScalarLeaf(group + 2, new DataRawPacker(dataMember(&SoftwareInfoData::date), kOctetString, 0),
                 software);
   addScalarLeaf(group + 3,
                 new DataNumPacker(dataMember(&SoftwareInfoData::versionNumber), kInteger),
@@ -161,17 +155,13 @@ void buildAddressTable() {
                   new DataRawPacker(dataMember(&AddressData::hardwareAddress), kOctetString, 0),
                   table);
   addColumnarLeaf(entry + 4,
-                  new DataStringPacker(dataMember(&AddressData::hostName), kOctetString, 0),
-                  table);
+                  new DataStringPacker(dataMember(&AddressData::hostName), kOctetString, 0), table);
   addColumnarLeaf(entry + 5,
-                  new DataStringPacker(dataMember(&AddressData::clientId), kOctetString, 0),
-                  table);
+                  new DataStringPacker(dataMember(&AddressData::clientId), kOctetString, 0), table);
   addColumnarLeaf(entry + 6,
-                  new DataStringPacker(dataMember(&AddressData::server), kOctetString, 0),
-                  table);
+                  new DataStringPacker(dataMember(&AddressData::server), kOctetString, 0), table);
   addColumnarLeaf(entry + 7,
-                  new DataStringPacker(dataMember(&AddressData::status), kOctetString, 0),
-                  table);
+                  new DataStringPacker(dataMember(&AddressData::status), kOctetString, 0), table);
 }
 
 }  // namespace

@@ -28,8 +28,8 @@ TEST(BridgeData, OnlyBridgeInterfacesAreAccepted) {
   const Bytes mac = {0x4c, 0x5e, 0x0c, 0x10, 0x00, 0x05};
   EXPECT_EQ(BridgeData::build(interface(1, 1, mac, 0)), nullptr);
   EXPECT_EQ(BridgeData::build(kx::message()), nullptr);
-  std::unique_ptr<BridgeData> b(static_cast<BridgeData*>(BridgeData::build(interface(5, 12, mac,
-                                                                                    32768))));
+  std::unique_ptr<BridgeData> b(
+      static_cast<BridgeData*>(BridgeData::build(interface(5, 12, mac, 32768))));
   ASSERT_NE(b, nullptr);
   EXPECT_EQ(b->address, mac);
   EXPECT_EQ(b->priority, 32768);

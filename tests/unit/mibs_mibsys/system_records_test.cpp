@@ -1,6 +1,8 @@
 // Conversions of the resource, clock, software and reboot-control records:
 // the arithmetic and time-zone cases that a walk against a live router
 // cannot pin down.
+#include "mibs/system_records.h"
+
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -10,7 +12,6 @@
 #include <vector>
 
 #include "kx/message.h"
-#include "mibs/system_records.h"
 
 namespace {
 

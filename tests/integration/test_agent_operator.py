@@ -1,0 +1,177 @@
+"""snmpd configured the operator's way, with `kxctl snmp`: changes take
+effect at once and survive a restart, engine boots count the starts, and a
+damaged store object is set aside while the agent starts without it."""
+
+import os
+import socket
+import subprocess
+import unittest
+
+import harness
+
+SETTINGS_STORE = "/sarn/store/snmpd"
+COMMUNITY_STORE = "/sarn/store/snmp-communities"
+SYS_CONTACT = "1.3.6.1.2.1.1.4.0"
+SYS_LOCATION = "1.3.6.1.2.1.1.6.0"
+PROBE_WAIT_S = 1.0
+
+
+def snmpget(port, community, *oids):
+    done = subprocess.run(["snmpget", "-v", "2c", "-c", community, "-t", "1", "-r", "0", "-Oqv",
+                           "127.0.0.1:%d" % port] + list(oids),
+                          stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
+                          stdin=subprocess.DEVNULL, timeout=30)
+    return done.stdout.decode(errors="replace")
+
+
+def port_state(port, community="harbor"):
+    """"open" when a GET is answered, "closed" when the port refuses it
+    (ICMP port unreachable), "silent" when nothing comes back."""
+    # A GET of 1.3.6.1.2.1.1.4.0 (sysContact) in v2c.
+    c = community.encode()
+    pdu = bytes.fromhex("a01902010102010002010030" "0e300c06082b060102010104000500")
+    body = bytes.fromhex("020101") + bytes([0x04, len(c)]) + c + pdu
+    datagram = bytes([0x30, len(body)]) + body
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+        s.connect(("127.0.0.1", port))
+        s.settimeout(PROBE_WAIT_S)
+        try:
+            s.send(datagram)
+            s.recv(65536)
+            return "open"
+        except ConnectionRefusedError:
+            return "closed"
+        except socket.timeout:
+            return "silent"
+
+
+class OperatorTest(unittest.TestCase):
+    def setUp(self):
+        self.root = harness.TempRoot()
+        self.port = harness.free_port()
+        self.agents = []
+
+    def tearDown(self):
+        for agent in self.agents:
+            agent.stop()
+        self.root.cleanup()
+
+    def snmp(self, *args, ok=True):
+        r = harness.kxctl(self.root, "snmp", *args)
+        if ok and r.returncode != 0:
+            raise AssertionError("kxctl snmp %s: %r" % (" ".join(args), r))
+        return r
+
+    def start_agent(self):
+        agent = harness.Process([harness.program(harness.SNMPD), "--root", self.root.path,
+                                 "--port", str(self.port)], self.root.path,
+                                "snmpd%d" % len(self.agents))
+        self.agents.append(agent)
+        agent.wait_for_output("loop->init();", stream="stderr")
+        return agent
+
+    def store_file(self, store, object_id):
+        return os.path.join(self.root.path, store.lstrip("/"), str(object_id))
+
+    def test_enabled_opens_and_closes_the_port_at_once(self):
+        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=false")
+        agent = self.start_agent()
+        # A disabled agent leaves after a second of idleness: switch it on
+        # before that.
+        self.snmp("set", "enabled=yes")
+        self.assertEqual(port_state(self.port), "open")
+        self.assertIn("enabled          yes\n", self.snmp("show").stdout)
+
+        self.snmp("set", "enabled=no")
+        self.assertEqual(port_state(self.port), "closed")
+        harness.wait_until(lambda: not agent.alive(), what="the disabled agent to leave")
+        dump = harness.kxctl_json(self.root, "store", "dump", SETTINGS_STORE)
+        self.assertFalse(dump["0"]["0x00000001"])
+
+    def test_settings_and_communities_apply_at_once_and_survive_a_restart(self):
+        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true")
+        first = self.start_agent()
+        harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
+
+        self.snmp("community", "add", "name=public")
+        self.snmp("community", "add", "name=private", "address=127.0.0.1/32", "write=yes")
+        self.snmp("community", "remove", "harbor")
+        self.snmp("set", "contact=noc@example.net", "location=rack 4", "time-window=150",
+                  "trap-target=192.0.2.1", "trap-version=2c", "trap-community=private",
+                  "trap-generators=start-trap", "engine-id=edge-1")
+        # Applied at once: the system group serves the new values, the
+        # removed community is refused, the added ones answer.
+        self.assertEqual(snmpget(self.port, "public", SYS_CONTACT, SYS_LOCATION),
+                         '"noc@example.net"\n"rack 4"\n')
+        self.assertEqual(port_state(self.port, "harbor"), "silent")
+        self.assertEqual(port_state(self.port, "private"), "open")
+
+        show = self.snmp("show").stdout
+        communities = self.snmp("community", "list").stdout
+        for line in ("contact          noc@example.net\n", "location         rack 4\n",
+                     "time-window      150\n", "trap-target      192.0.2.1\n",
+                     "trap-version     2c\n", "trap-community   private\n",
+                     "trap-generators  start-trap\n", "engine-id        edge-1\n",
+                     "engine-boots     1\n"):
+            self.assertIn(line, show)
+        self.assertIn("private  127.0.0.1/32  yes   yes", communities)
+        first.stop()
+
+        second = self.start_agent()
+        second.wait_for_output("engineBoots = 2\n")
+        harness.wait_until(lambda: port_state(self.port, "public") == "open", what="the service")
+        self.assertEqual(self.snmp("show").stdout,
+                         show.replace("engine-boots     1\n", "engine-boots     2\n"))
+        self.assertEqual(self.snmp("community", "list").stdout, communities)
+        self.assertEqual(port_state(self.port, "harbor"), "silent")
+        self.assertEqual(snmpget(self.port, "public", SYS_CONTACT), '"noc@example.net"\n')
+
+    def test_refused_words_change_nothing(self):
+        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true")
+        self.start_agent()
+        harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
+        before = self.snmp("show").stdout
+        for args in (["set", "contact=x", "trap-community=nobody"],
+                     ["set", "contact=x", "trap-target=300.1.1.1"],
+                     ["community", "add", "name=alice", "security=auth", "auth-password=short"]):
+            r = self.snmp(*args, ok=False)
+            self.assertEqual(r.returncode, 2, r)
+        self.assertEqual(self.snmp("show").stdout, before)
+        self.assertNotIn("alice", self.snmp("community", "list").stdout)
+        r = self.snmp("community", "add", "name=harbor", ok=False)
+        self.assertEqual(r.returncode, 1)
+        self.assertEqual(r.stderr, "error 0xfe0006: community with such name already exists\n")
+
+    def test_damaged_community_object_is_set_aside_for_the_default(self):
+        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true")
+        harness.kxctl_json(self.root, "store", "put", COMMUNITY_STORE, "3",
+                           "0x20000005=ops", "0x00000006=true")
+        path = self.store_file(COMMUNITY_STORE, 3)
+        with open(path, "r+b") as f:
+            f.seek(8)
+            f.write(b"\xde\xad\xbe\xef" * 4)
+        agent = self.start_agent()
+        harness.wait_until(lambda: port_state(self.port, "harbor") == "open",
+                           what="the default community")
+        self.assertIn("object 3 is damaged", agent.stderr())
+        self.assertTrue(os.path.exists(path + ".damaged"))
+        self.assertEqual(port_state(self.port, "ops"), "silent")
+
+    def test_damaged_settings_object_is_set_aside_and_defaults_apply(self):
+        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true",
+                           "0x20000002=noc")
+        path = self.store_file(SETTINGS_STORE, 0)
+        with open(path, "wb") as f:
+            f.write(os.urandom(40))
+        agent = self.start_agent()
+        # The defaults: the service is off, so the agent leaves when idle,
+        # and nothing is written in place of the damaged object.
+        harness.wait_until(lambda: not agent.alive(), what="the disabled agent to leave")
+        self.assertIn("object 0 is damaged", agent.stderr())
+        self.assertNotIn("engineBoots", agent.stdout())
+        self.assertTrue(os.path.exists(path + ".damaged"))
+        self.assertFalse(os.path.exists(path))
+
+
+if __name__ == "__main__":
+    unittest.main()

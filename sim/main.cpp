@@ -112,9 +112,38 @@ std::string idList(const std::vector<uint32_t>& ids) {
   return s;
 }
 
-// Serves ids in this process until stopped; returns the exit code.
+struct Child {
+  pid_t pid;
+  int readyFd;  // one byte arrives once the child serves; EOF if it failed
+  std::vector<uint32_t> ids;
+};
+
+// True once every child reported ready; false if one failed to start.
+bool childrenReady(std::vector<Child>& children) {
+  for (Child& c : children) {
+    char b = 0;
+    ssize_t n;
+    do {
+      n = read(c.readyFd, &b, 1);
+    } while (n < 0 && errno == EINTR && !g_stop);
+    close(c.readyFd);
+    c.readyFd = -1;
+    if (n != 1) {
+      if (g_stop) return false;  // told to stop while waiting: not a failure
+      std::fprintf(stderr, "kxsim: the process for service %s did not start\n",
+                   idList(c.ids).c_str());
+      return false;
+    }
+  }
+  return true;
+}
+
+// Serves ids in this process until stopped; returns the exit code.  A
+// child (children null) reports readiness on readyFd; kxsim itself waits
+// for its children, then announces every service at once, so that a
+// reader of the "serving" line finds the whole router up.
 int serve(const sim::Scenario& scenario, const std::vector<uint32_t>& ids, sim::Journal& journal,
-          const sim::SimClock& clock, std::vector<pid_t>* children) {
+          const sim::SimClock& clock, int readyFd, std::vector<Child>* children) {
   sim::Server server(scenario, ids, clock, journal, g_stop);
   std::string err;
   if (!server.start(err)) {
@@ -122,12 +151,17 @@ int serve(const sim::Scenario& scenario, const std::vector<uint32_t>& ids, sim::
     return kExitFailed;
   }
   int code = kExitOk;
+  if (readyFd >= 0) {
+    if (write(readyFd, "r", 1) != 1) return kExitFailed;
+    close(readyFd);
+  }
   if (children) {
+    if (!childrenReady(*children)) return g_stop ? kExitOk : kExitFailed;
     server.every(kReapMs, [&]() {
-      for (pid_t& pid : *children) {
+      for (Child& c : *children) {
         int status = 0;
-        if (pid > 0 && waitpid(pid, &status, WNOHANG) == pid) {
-          pid = -1;  // reaped: never signalled or waited for again
+        if (c.pid > 0 && waitpid(c.pid, &status, WNOHANG) == c.pid) {
+          c.pid = -1;  // reaped: never signalled or waited for again
           g_stop = 1;
           // A child ends cleanly only when it was told to stop, as the whole
           // process group is by a terminal's Ctrl-C: then stop quietly too.
@@ -138,9 +172,9 @@ int serve(const sim::Scenario& scenario, const std::vector<uint32_t>& ids, sim::
         }
       }
     });
+    std::printf("kxsim: serving services %s\n", idList(scenario.serviceIds()).c_str());
+    std::fflush(stdout);
   }
-  if (!ids.empty()) std::printf("kxsim: serving services %s\n", idList(ids).c_str());
-  std::fflush(stdout);
   g_server = &server;
   server.run();
   g_server = nullptr;
@@ -175,12 +209,20 @@ int main(int argc, char** argv) {
   sim::RealClock clock;
 
   sim::ProcessPlan plan = sim::planProcesses(scenario);
-  std::vector<pid_t> children;
+  std::vector<Child> children;
   for (const auto& ids : plan.others) {
+    int ready[2];
+    if (pipe(ready) != 0) {
+      std::fprintf(stderr, "kxsim: pipe: %s\n", std::strerror(errno));
+      g_stop = 1;
+      break;
+    }
     std::fflush(nullptr);
     pid_t pid = fork();
     if (pid < 0) {
       std::fprintf(stderr, "kxsim: fork: %s\n", std::strerror(errno));
+      close(ready[0]);
+      close(ready[1]);
       g_stop = 1;
       break;
     }
@@ -188,19 +230,23 @@ int main(int argc, char** argv) {
       // A child must not outlive kxsim, however kxsim ends.
       prctl(PR_SET_PDEATHSIG, SIGTERM);
       if (getppid() == 1) _exit(kExitFailed);
-      int code = serve(scenario, ids, journal, clock, nullptr);
+      close(ready[0]);
+      for (const Child& c : children) close(c.readyFd);
+      int code = serve(scenario, ids, journal, clock, ready[1], nullptr);
       std::fflush(nullptr);
       _exit(code);
     }
-    children.push_back(pid);
+    close(ready[1]);
+    children.push_back(Child{pid, ready[0], ids});
   }
-  int code = g_stop ? kExitFailed : serve(scenario, plan.main, journal, clock, &children);
-  for (pid_t pid : children) {
-    if (pid > 0) kill(pid, SIGTERM);
+  int code = g_stop ? kExitFailed : serve(scenario, plan.main, journal, clock, -1, &children);
+  for (const Child& c : children) {
+    if (c.pid > 0) kill(c.pid, SIGTERM);
   }
-  for (pid_t pid : children) {
+  for (const Child& c : children) {
+    if (c.readyFd >= 0) close(c.readyFd);
     int status = 0;
-    if (pid > 0 && waitpid(pid, &status, 0) == pid && code == kExitOk &&
+    if (c.pid > 0 && waitpid(c.pid, &status, 0) == c.pid && code == kExitOk &&
         !(WIFEXITED(status) && WEXITSTATUS(status) == 0)) {
       code = kExitFailed;
     }

@@ -25,7 +25,8 @@ bool Server::start(std::string& err) {
   }
   looper_ = std::make_unique<kx::Looper>(ids_[0]);
   for (uint32_t id : ids_) {
-    if (!looper_->listening(id) && !looper_->listen(id)) {
+    // The looper already tried its own id; a second try only repeats the log.
+    if (!looper_->listening(id) && (id == ids_[0] || !looper_->listen(id))) {
       err = "cannot serve service " + std::to_string(id) + " (see the kx line above)";
       return false;
     }

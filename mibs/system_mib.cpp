@@ -33,8 +33,10 @@ constexpr unsigned int kCounter32 = 0x41;
 constexpr unsigned int kTimeTicks = 0x43;
 
 const char kSysDescr[] = "router";
-constexpr int kSysServices = 78;  // internet, end-to-end and application layers
-// hrStorageAllocationUnits: sizes are stated in kilobytes.
+// Layers 2, 3, 4 and 7: a bridging router with applications on board.
+constexpr int kSysServices = 78;
+// hrStorageAllocationUnits as stated; the sizes themselves are passed on as
+// the resource service reports them.
 constexpr int kAllocationUnit = 1024;
 
 const std::vector<unsigned int> kClockPath = {24, 0};

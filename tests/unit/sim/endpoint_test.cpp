@@ -2,6 +2,8 @@
 // history services; the journal; which process serves which service.
 #include <gtest/gtest.h>
 
+#include <chrono>
+#include <csignal>
 #include <fstream>
 
 #include "fake_clock.h"
@@ -10,6 +12,7 @@
 #include "sim/journal.h"
 #include "sim/process_plan.h"
 #include "sim/record_service.h"
+#include "sim/responder.h"
 
 namespace sim {
 namespace {
@@ -63,6 +66,37 @@ TEST(Endpoint, FaultsApplyToTheirCommandsOnly) {
   Endpoint::Outcome plain = ep->handle(request(8));
   EXPECT_FALSE(plain.silent);
   EXPECT_EQ(plain.delayMs, 0u);
+}
+
+TEST(Responder, JournalsFirstThenHoldsTheAnswer) {
+  FakeClock clock;
+  Scenario s = parse(R"({"services": {"24,1": {"record": {"0x2000000c": "edge-1"},
+      "fault": [{"delay_ms": 60, "commands": ["get"]}, {"silent": true, "commands": [9]}]}}})");
+  auto ep = buildEndpoint(s.services[0], clock);
+  std::string file = ::testing::TempDir() + "sim_responder_test.log";
+  std::remove(file.c_str());
+  Journal journal;
+  std::string err;
+  ASSERT_TRUE(journal.open(file, err)) << err;
+  volatile std::sig_atomic_t stop = 0;
+  Responder responder(*ep, journal, stop);
+
+  auto t0 = std::chrono::steady_clock::now();
+  EXPECT_EQ(responder.respond(request(kx::kCmdGet)).getString(0x2000000c), "edge-1");
+  EXPECT_GE(std::chrono::steady_clock::now() - t0, std::chrono::milliseconds(60));
+
+  // A stop request releases a withheld answer at once.
+  stop = 1;
+  t0 = std::chrono::steady_clock::now();
+  EXPECT_TRUE(responder.respond(request(9)).empty());
+  EXPECT_LT(std::chrono::steady_clock::now() - t0, std::chrono::seconds(1));
+
+  std::ifstream in(file);
+  std::string line;
+  int lines = 0;
+  while (std::getline(in, line)) ++lines;
+  EXPECT_EQ(lines, 2);
+  std::remove(file.c_str());
 }
 
 TEST(RecordService, SetMergesObjectFieldsAndReportsTheChange) {

@@ -26,10 +26,14 @@ constexpr auto kReapPoll = std::chrono::milliseconds(10);
 constexpr int kExecFailed = 127;
 
 // In the child, before anything else: die with the benchmark.  Without this
-// an interrupted run would leave agents listening on loopback ports.
-void dieWithParent(pid_t parent) {
+// an interrupted run would leave agents listening on loopback ports.  The
+// benchmark's own stop handlers are not the child's: a forked server must
+// end on SIGTERM.
+void prepareChild(pid_t parent) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   if (::getppid() != parent) _exit(1);  // the parent is already gone
+  ::signal(SIGTERM, SIG_DFL);
+  ::signal(SIGINT, SIG_DFL);
 }
 
 void redirect(const std::string& logPath) {
@@ -90,7 +94,7 @@ bool ChildProcess::start(const std::vector<std::string>& argv, const std::string
   const pid_t pid = ::fork();
   if (pid < 0) return false;
   if (pid == 0) {
-    dieWithParent(parent);
+    prepareChild(parent);
     redirect(logPath);
     for (const auto& [name, value] : env) ::setenv(name.c_str(), value.c_str(), 1);
     ::execv(args[0], args.data());
@@ -109,7 +113,7 @@ bool ChildProcess::startFunction(const std::function<void()>& body, const std::s
   const pid_t pid = ::fork();
   if (pid < 0) return false;
   if (pid == 0) {
-    dieWithParent(parent);
+    prepareChild(parent);
     body();
     _exit(0);
   }

@@ -158,12 +158,13 @@ int runToCompletion(const std::vector<std::string>& argv, const std::string& log
   return -1;
 }
 
-long residentKiB(pid_t pid) {
+long statusKiB(pid_t pid, const std::string& field) {
   std::ifstream in("/proc/" + std::to_string(pid) + "/status");
+  const std::string key = field + ":";
   std::string line;
   while (std::getline(in, line)) {
-    if (line.compare(0, 6, "VmRSS:") != 0) continue;
-    std::istringstream fields(line.substr(6));
+    if (line.compare(0, key.size(), key) != 0) continue;
+    std::istringstream fields(line.substr(key.size()));
     long kib = -1;
     fields >> kib;
     return kib;

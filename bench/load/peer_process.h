@@ -71,8 +71,9 @@ class ChildProcess {
 int runToCompletion(const std::vector<std::string>& argv, const std::string& logPath,
                     std::chrono::milliseconds timeout);
 
-// VmRSS of pid in KiB, or -1 when it cannot be read.
-long residentKiB(pid_t pid);
+// A KiB field of /proc/PID/status ("VmRSS", "RssAnon"), or -1 when it
+// cannot be read.
+long statusKiB(pid_t pid, const std::string& field);
 
 // A UDP port on 127.0.0.1 that is free at this moment, or 0.
 uint16_t freeUdpPort();

@@ -5,8 +5,12 @@
 // agents' resident memory after start and after --requests requests, and
 // the ratios with their targets.
 //
-//   snmp_load [--seconds S] [--requests N] [--snmpd PATH] [--kxctl PATH]
-//             [--plugin PATH] [--netsnmp PATH]
+//   snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]
+//             [--kxctl PATH] [--plugin PATH] [--netsnmp PATH]
+//
+// Every combination is measured in several short rounds, the servers taking
+// turns, and the best round counts: other work on a shared machine only
+// ever slows a round down.
 //
 // Exit status 0 when every run completed with correct replies (targets
 // missed or not: the numbers are for reading), 1 when a server could not be
@@ -33,7 +37,9 @@ using bench::Clock;
 constexpr const char kSysDescr[] = "1.3.6.1.2.1.1.1.0";
 constexpr const char kSysDescrParent[] = "1.3.6.1.2.1.1.1";
 constexpr int kWindows[] = {1, 16};
-constexpr double kDefaultSeconds = 1.5;
+constexpr double kDefaultSeconds = 0.5;
+constexpr int kDefaultRounds = 3;
+constexpr int kMaxRounds = 100;
 constexpr uint64_t kDefaultRequests = 100000;
 // The memory top-up never takes longer than this per agent.
 constexpr auto kTopUpLimit = std::chrono::seconds(30);
@@ -49,15 +55,17 @@ void onStop(int) { stopRequested = 1; }
 
 struct Options {
   double seconds = kDefaultSeconds;
+  int rounds = kDefaultRounds;
   uint64_t requests = kDefaultRequests;
   bench::OurAgent ours{SNMPD_PATH, KXCTL_PATH, BENCH_PLUGIN_PATH, "", "", ""};
   std::string netsnmp = "/usr/sbin/snmpd";
 };
 
 const char kUsage[] =
-    "usage: snmp_load [--seconds S] [--requests N] [--snmpd PATH] [--kxctl PATH]\n"
-    "                 [--plugin PATH] [--netsnmp PATH]\n"
-    "  --seconds S    measured time of each run (default 1.5; each has 0.2 s warm-up)\n"
+    "usage: snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]\n"
+    "                 [--kxctl PATH] [--plugin PATH] [--netsnmp PATH]\n"
+    "  --seconds S    measured time of each round (default 0.5; plus 0.2 s warm-up)\n"
+    "  --rounds N     rounds per combination, the best one counts (default 3)\n"
     "  --requests N   requests each agent has served when its memory is read again\n"
     "                 (default 100000)\n"
     "  --snmpd, --kxctl, --plugin  our programs (default: this build's)\n"
@@ -83,6 +91,14 @@ int parseOptions(int argc, char** argv, Options* o) {
         std::fprintf(stderr, "snmp_load: --seconds wants a number from 0 to 60, not '%s'\n", v);
         return kUsageError;
       }
+    } else if (arg == "--rounds") {
+      const long n = std::strtol(v, &end, 10);
+      if (*end || n < 1 || n > kMaxRounds) {
+        std::fprintf(stderr, "snmp_load: --rounds wants a count from 1 to %d, not '%s'\n",
+                     kMaxRounds, v);
+        return kUsageError;
+      }
+      o->rounds = static_cast<int>(n);
     } else if (arg == "--requests") {
       o->requests = std::strtoull(v, &end, 10);
       if (*end || o->requests == 0 || *v == '-') {
@@ -117,6 +133,8 @@ struct Server {
   uint64_t sent = 0;    // requests so far
   long rssStart = -1;
   long rssAfter = -1;
+  long anonStart = -1;  // the private part of the resident memory
+  long anonAfter = -1;
 };
 
 struct Cell {
@@ -213,16 +231,25 @@ void printReport(const std::vector<Cell>& cells, const Server& ours, const Serve
     }
   }
 
-  std::printf("\nresident memory (VmRSS, KiB)   after start   after %llu requests\n",
-              static_cast<unsigned long long>(requests));
+  std::printf(
+      "\nresident memory, KiB    VmRSS: start    after   RssAnon: start    after"
+      "   requests served\n");
   for (const Server* s : {&ours, &net}) {
-    std::printf("  %-28s %11ld   %11ld   (%llu served)\n", s->name, s->rssStart, s->rssAfter,
-                static_cast<unsigned long long>(s->sent));
+    std::printf("  %-10s %19ld %8ld %16ld %8ld %17llu\n", s->name, s->rssStart, s->rssAfter,
+                s->anonStart, s->anonAfter, static_cast<unsigned long long>(s->sent));
   }
   const double share =
       net.rssAfter > 0 ? static_cast<double>(ours.rssAfter) / static_cast<double>(net.rssAfter) : 0;
-  std::printf("  %s / %s after the requests: %.2f  (target <= %.2f)  %s\n", ours.name, net.name,
-              share, kRssShareOfNetSnmp, verdict(share > 0 && share <= kRssShareOfNetSnmp));
+  std::printf("  %s / %s VmRSS after %llu requests: %.2f  (target <= %.2f)  %s\n", ours.name,
+              net.name, static_cast<unsigned long long>(requests), share, kRssShareOfNetSnmp,
+              verdict(share > 0 && share <= kRssShareOfNetSnmp));
+  if (net.anonAfter > 0 && ours.anonAfter >= 0) {
+    std::printf(
+        "  %s / %s private memory (RssAnon): %.2f  (no target; VmRSS also counts\n"
+        "  the pages of shared libraries, which other processes share)\n",
+        ours.name, net.name,
+        static_cast<double>(ours.anonAfter) / static_cast<double>(net.anonAfter));
+  }
 }
 
 }  // namespace
@@ -252,8 +279,10 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "snmp_load: %s\n", error.c_str());
     return 1;
   }
-  ours.rssStart = bench::residentKiB(ours.process.pid());
-  net.rssStart = bench::residentKiB(net.process.pid());
+  for (Server* s : {&ours, &net}) {
+    s->rssStart = bench::statusKiB(s->process.pid(), "VmRSS");
+    s->anonStart = bench::statusKiB(s->process.pid(), "RssAnon");
+  }
 
   // The same constant scalar on both agents when ours has the system group;
   // until then the plug-in's, which answers the same text.
@@ -278,16 +307,23 @@ int main(int argc, char** argv) {
       std::chrono::duration_cast<Clock::duration>(std::chrono::duration<double>(opts.seconds));
   std::vector<Cell> cells;
   bool ok = true;
-  // Servers take turns within each request kind and window, so a burst of
-  // load from elsewhere on the machine hurts all three alike.
-  for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
-    for (int w : kWindows) {
-      for (Server* s : {&ours, &net, &echo}) {
-        if (stopRequested) break;
-        spec.window = w;
-        Cell c{s, op, w, {}};
-        ok = measure(s, op, w, spec, &c.result) && ok;
-        cells.push_back(c);
+  // Servers take turns within each round, so a burst of load from
+  // elsewhere on the machine hurts all three alike; the best round counts.
+  for (int round = 0; round < opts.rounds && !stopRequested; ++round) {
+    size_t i = 0;
+    for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
+      for (int w : kWindows) {
+        for (Server* s : {&ours, &net, &echo}) {
+          if (stopRequested) break;
+          spec.window = w;
+          bench::LoadResult r;
+          ok = measure(s, op, w, spec, &r) && ok;
+          if (round == 0) cells.push_back(Cell{s, op, w, r});
+          Cell& c = cells[i++];
+          const uint64_t lost = c.result.lost + (round ? r.lost : 0);
+          if (r.perSecond > c.result.perSecond) c.result = r;
+          c.result.lost = lost;
+        }
       }
     }
   }
@@ -303,8 +339,10 @@ int main(int argc, char** argv) {
     bench::LoadResult r;
     ok = measure(s, bench::kGetRequest, topUp.window, topUp, &r) && ok;
   }
-  ours.rssAfter = bench::residentKiB(ours.process.pid());
-  net.rssAfter = bench::residentKiB(net.process.pid());
+  for (Server* s : {&ours, &net}) {
+    s->rssAfter = bench::statusKiB(s->process.pid(), "VmRSS");
+    s->anonAfter = bench::statusKiB(s->process.pid(), "RssAnon");
+  }
 
   if (stopRequested) {
     std::fprintf(stderr, "snmp_load: interrupted\n");

@@ -34,6 +34,11 @@ constexpr double kNetSnmpSeconds = 2.0;
 constexpr int kMaxNetSnmpWalks = 2000;
 constexpr int kUsageError = 2;
 
+// A stop signal ends the walk under way; the servers are then stopped and
+// the temporary directories removed as after a complete run.
+volatile sig_atomic_t stopRequested = 0;
+void onStop(int) { stopRequested = 1; }
+
 struct Options {
   bench::OurAgent ours{SNMPD_PATH, KXCTL_PATH, "", KXSIM_PATH, SCALE_SCENARIO, ""};
   std::string netsnmp = "/usr/sbin/snmpd";
@@ -123,7 +128,8 @@ int main(int argc, char** argv) {
   const int status = parseOptions(argc, argv, &opts);
   if (status >= 0) return status;
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  // SIGINT and SIGTERM end the process; the servers die with it.
+  ::signal(SIGINT, onStop);
+  ::signal(SIGTERM, onStop);
   ::signal(SIGPIPE, SIG_IGN);
 
   bench::TempDir ourRoot, netDir;
@@ -154,7 +160,7 @@ int main(int argc, char** argv) {
     Row row;
     row.what = std::string("snmpd ") + t.name;
     const uint64_t before = journalLines(opts.ours.journal);
-    if (!bench::walkSubtree(ourPort, bench::kCommunity, t.root, &row.walk)) {
+    if (!bench::walkSubtree(ourPort, bench::kCommunity, t.root, &stopRequested, &row.walk)) {
       std::fprintf(stderr, "snmp_walk_bench: walking %s of snmpd: %s\n", t.name,
                    row.walk.error.c_str());
       ok = false;
@@ -174,7 +180,8 @@ int main(int argc, char** argv) {
   theirs.walks = 0;
   while (theirs.walk.seconds < kNetSnmpSeconds && theirs.walks < kMaxNetSnmpWalks) {
     bench::WalkResult w;
-    if (!bench::walkSubtree(netPort, bench::kCommunity, kIfTable, &w) || w.bindings == 0) {
+    if (!bench::walkSubtree(netPort, bench::kCommunity, kIfTable, &stopRequested, &w) ||
+        w.bindings == 0) {
       std::fprintf(stderr, "snmp_walk_bench: walking net-snmp's ifTable: %s\n",
                    w.error.empty() ? "empty" : w.error.c_str());
       ok = false;

@@ -52,7 +52,7 @@ bool exchange(int fd, const RequestTemplate& request, uint32_t id, std::vector<u
 }  // namespace
 
 bool walkSubtree(uint16_t port, const std::string& community, const std::string& root,
-                 WalkResult* result) {
+                 const volatile int* stop, WalkResult* result) {
   *result = WalkResult();
   Arcs rootArcs, firstColumn;
   std::vector<uint8_t> name;
@@ -73,6 +73,10 @@ bool walkSubtree(uint16_t port, const std::string& community, const std::string&
   uint32_t id = kMinRequestId;
   const Clock::time_point start = Clock::now();
   for (;;) {
+    if (stop && *stop) {
+      result->error = "interrupted";
+      break;
+    }
     request.build(kGetNextRequest, community, name);
     request.setRequestId(++id);
     size_t len = 0;

@@ -28,10 +28,11 @@ struct WalkResult {
 };
 
 // Walks root (dotted text) on 127.0.0.1:port with community.  False, with
-// result->error set, on a time-out, a reply in error, or a name that does
-// not increase.
+// result->error set, on a time-out, a reply in error, a name that does not
+// increase, or when stop (polled between requests, may be null) becomes
+// non-zero.
 bool walkSubtree(uint16_t port, const std::string& community, const std::string& root,
-                 WalkResult* result);
+                 const volatile int* stop, WalkResult* result);
 
 }  // namespace bench
 

@@ -72,6 +72,7 @@ void buildInterfacesMib() {
   ifColumn(20, counter32(&InterfaceCounters::outErrors), counters);
   ifColumn(9, new ConstNumPacker(0, kTimeTicks), interfaces);    // ifLastChange
   ifColumn(12, new ConstNumPacker(0, kCounter32), interfaces);   // ifInNUcastPkts
+  ifColumn(15, new ConstNumPacker(0, kCounter32), interfaces);   // ifInUnknownProtos
   ifColumn(18, new ConstNumPacker(0, kCounter32), interfaces);   // ifOutNUcastPkts
   ifColumn(21, new ConstNumPacker(0, kGauge32), interfaces);     // ifOutQLen
 

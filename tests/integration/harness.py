@@ -231,3 +231,126 @@ def start_kxctl_watch(root, path, kind, *extra, name="watch"):
         proc.stop()
         raise
     return proc
+
+
+# --- snmpd beside kxsim, driven by net-snmp's command-line tools ---------
+
+AGENT_SETTINGS_STORE = "/sarn/store/snmpd"
+# Every key of the agent's settings object, the service on, the default
+# read community.
+AGENT_SETTINGS = ["0x20000004=harbor", "0x20000002=", "0x20000003=", "0x2000000a=",
+                  "0x0800000e=15", "0x08000010=0.0.0.0", "0x08000012=0",
+                  "0x08000011=4294967295", "0x88000013=[]", "0x0800000d=0",
+                  "0x00000001=true"]
+# Numeric OIDs, numeric enumerations, octet strings always in hex.
+SNMP_OUTPUT = ["-On", "-Oe", "-Ox"]
+
+
+def parse_snmp_value(text):
+    """One value as net-snmp prints it with SNMP_OUTPUT: (type, value), the
+    value an int, bytes (octet strings), or text (addresses, OIDs)."""
+    if text == '""':
+        return ("STRING", b"")
+    kind, _, rest = text.partition(": ")
+    rest = rest.strip()
+    if kind in ("Hex-STRING", "STRING"):
+        return ("STRING", bytes.fromhex(rest.replace(" ", "")))
+    if kind == "Timeticks":
+        return ("Timeticks", int(rest[rest.index("(") + 1:rest.index(")")]))
+    if kind in ("INTEGER", "Counter32", "Gauge32", "Counter64"):
+        return (kind, int(rest))
+    if kind == "OID":
+        return ("OID", rest.lstrip("."))
+    return (kind, rest)
+
+
+def parse_snmp_bindings(output):
+    """The lines ".OID = TYPE: value" of a net-snmp tool (a long hex string
+    goes on over several lines) as a list of (oid, (type, value))."""
+    bindings = []
+    for line in output.split("\n"):
+        if line.startswith("."):
+            name, _, value = line.partition(" = ")
+            bindings.append([name.lstrip("."), value])
+        elif bindings and line.strip() and not line.startswith("End of MIB"):
+            bindings[-1][1] += " " + line.strip()
+    return [(name, parse_snmp_value(value.strip())) for name, value in bindings]
+
+
+class SnmpAgent:
+    """kxsim serving a scenario (with a journal) and snmpd on a free UDP port
+    under one temporary root, the agent's settings seeded first.  The tools
+    use the agent's default read community.  Stop it with stop() or a
+    with-block: both processes are stopped by their pid."""
+
+    COMMUNITY = "harbor"
+    # The agent waits 6 s for a silent service; a client must outwait it.
+    TIMEOUT_S = 10
+
+    def __init__(self, scenario, prefix="sarn-snmp-"):
+        self.root = TempRoot(prefix=prefix)
+        self.port = free_port()
+        self.journal_path = self.root.file("journal")
+        self.sim = None
+        self.agent = None
+        try:
+            path = self.root.write_json("scenario.json", scenario)
+            self.sim = start_kxsim(self.root, path, journal=self.journal_path)
+            kxctl_json(self.root, "store", "put", AGENT_SETTINGS_STORE, "0", *AGENT_SETTINGS)
+            self.agent = Process([program(SNMPD), "--root", self.root.path,
+                                  "--port", str(self.port)], self.root.path, "snmpd")
+            wait_until(self._answers, what="snmpd to answer on port %d" % self.port)
+        except BaseException:
+            self.stop()
+            raise
+
+    def _answers(self):
+        if not self.agent.alive():
+            raise AssertionError("snmpd ended: %s" % self.agent.stderr())
+        # Any answer will do, noSuchName included.
+        done = self.run("snmpget", ["1.3.6.1"], timeout=1)
+        return "Timeout" not in done.stderr + done.stdout
+
+    def run(self, tool, args, timeout=TIMEOUT_S, wall_timeout=None):
+        """Runs a net-snmp tool against the agent; the finished process."""
+        cmd = [tool, "-v", "2c", "-c", self.COMMUNITY, "-t", str(timeout), "-r", "0"]
+        cmd += SNMP_OUTPUT + ["127.0.0.1:%d" % self.port] + list(args)
+        return subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              stdin=subprocess.DEVNULL, universal_newlines=True,
+                              timeout=wall_timeout or timeout + 20)
+
+    def get(self, *oids):
+        """[(oid, (type, value))]; raises with the tool's output on an error."""
+        done = self.run("snmpget", oids)
+        if done.returncode != 0:
+            raise AssertionError("snmpget %s: %s%s" % (oids, done.stdout, done.stderr))
+        return parse_snmp_bindings(done.stdout)
+
+    def getnext(self, *oids):
+        done = self.run("snmpgetnext", oids)
+        if done.returncode != 0:
+            raise AssertionError("snmpgetnext %s: %s%s" % (oids, done.stdout, done.stderr))
+        return parse_snmp_bindings(done.stdout)
+
+    def walk(self, oid, wall_timeout=None):
+        done = self.run("snmpwalk", [oid], wall_timeout=wall_timeout)
+        if done.returncode != 0:
+            raise AssertionError("snmpwalk %s: %s%s" % (oid, done.stdout, done.stderr))
+        return parse_snmp_bindings(done.stdout)
+
+    def journal(self):
+        """The requests kxsim received so far, in order."""
+        with open(self.journal_path) as f:
+            return [json.loads(line) for line in f]
+
+    def stop(self):
+        for proc in (self.agent, self.sim):
+            if proc is not None and proc.returncode is None:
+                proc.stop()
+        self.root.cleanup()
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *exc):
+        self.stop()

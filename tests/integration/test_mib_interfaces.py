@@ -1,0 +1,284 @@
+"""ifNumber, ifTable and ifXTable walked with net-snmp's tools against snmpd
+and kxsim serving the example router: every value against the scenario,
+the 32-bit counters as the low half of the 64-bit ones, the caches seen
+through kxsim's journal, and the router's interface service failing."""
+
+import copy
+import json
+import os
+import time
+import unittest
+
+import harness
+
+IF_NUMBER = "1.3.6.1.2.1.2.1.0"
+IF_ENTRY = "1.3.6.1.2.1.2.2.1"
+IFX_ENTRY = "1.3.6.1.2.1.31.1.1.1"
+IP_FORWARDING = "1.3.6.1.2.1.4.1.0"
+
+INTERFACES = "20,0"
+GET_ALL = 0xfe0004
+GET_OBJECT = 0xfe0002
+COUNTERS_FLAG = 256
+
+# What the example's interface kinds show: ifType, and ifSpeed where the
+# kind alone fixes it (Ethernet and VLAN take it from a speed index).
+KIND_TYPE = {1: 6, 5: 71, 10: 23, 12: 209, 30: 135}
+KIND_SPEED = {5: 11000000, 10: 10000000, 12: 100000000}
+SPEED_BY_INDEX = [10000000, 100000000, 1000000000]
+
+# The interface list's cache: 25 ticks idle, 200 ticks old (at 100 ticks a
+# second); the counters': 25 idle, 95 old.
+LIST_AGE_S = 2.0
+COUNTERS_AGE_S = 0.95
+IDLE_S = 0.25
+
+
+def example():
+    with open(os.path.join(harness.source_dir(), "examples", "router.json")) as f:
+        return json.load(f)
+
+
+# Counters that follow time are held at their value this long into the run:
+# those that start just below 2^32 are past it by then.
+FROZEN_AT_S = 3600
+
+
+def frozen(scenario):
+    """The scenario with every value that follows time held still, so that
+    counters can be compared exactly."""
+    scenario = copy.deepcopy(scenario)
+
+    def freeze(obj):
+        for key, value in obj.items():
+            if isinstance(value, dict) and "base" in value:
+                obj[key] = int(value["base"] + value.get("rate", 0) * FROZEN_AT_S)
+    for service in scenario["services"].values():
+        for obj in service.get("list", []):
+            freeze(obj)
+    return scenario
+
+
+def with_fault(scenario, path, fault):
+    scenario = copy.deepcopy(scenario)
+    scenario["services"][path]["fault"] = fault
+    return scenario
+
+
+def interfaces_of(scenario):
+    return sorted(scenario["services"][INTERFACES]["list"], key=lambda o: o["0x08fe0001"])
+
+
+def expected_rows(scenario):
+    """{ifIndex: {column oid suffix: (type, value)}} for both tables, from
+    the (frozen) scenario."""
+    objects = interfaces_of(scenario)
+    by_id = {o["0x08fe0001"]: o for o in objects}
+    rows = {}
+    for o in objects:
+        kind = o["0x08010001"]
+        if kind == 1:
+            speed_index = o["0x080003f2"]
+        elif kind == 30:
+            speed_index = by_id[o["0x080007d2"]]["0x080003f2"]
+        speed = (SPEED_BY_INDEX[speed_index] if speed_index < 3 else 0) \
+            if kind in (1, 30) else KIND_SPEED[kind]
+        name = o["0x20010006"].encode()
+        hw = bytes.fromhex(o.get("0x300003e9", "").replace(":", ""))
+        c = {k: o[k] for k in ("0x100100fc", "0x100100fd", "0x100100fe", "0x100100ff")}
+        zero32, zero64 = ("Counter32", 0), ("Counter64", 0)
+        rows[o["0x08fe0001"]] = {
+            "if.1": ("INTEGER", o["0x08fe0001"]),
+            "if.2": ("STRING", name),
+            "if.3": ("INTEGER", KIND_TYPE[kind]),
+            "if.4": ("INTEGER", o["0x08010064"]),
+            "if.5": ("Gauge32", speed),
+            "if.6": ("STRING", hw),
+            "if.7": ("INTEGER", 2 if o["0x00fe000a"] else 1),
+            "if.8": ("INTEGER", 1 if o["0x0001000e"] else 2),
+            "if.9": ("Timeticks", 0),
+            "if.10": ("Counter32", c["0x100100fc"] & 0xffffffff),
+            "if.11": ("Counter32", c["0x100100fe"] & 0xffffffff),
+            "if.12": zero32,
+            "if.13": ("Counter32", o["0x080100f8"]),
+            "if.14": ("Counter32", o["0x080100fa"]),
+            "if.15": zero32,
+            "if.16": ("Counter32", c["0x100100fd"] & 0xffffffff),
+            "if.17": ("Counter32", c["0x100100ff"] & 0xffffffff),
+            "if.18": zero32,
+            "if.19": ("Counter32", o["0x080100f9"]),
+            "if.20": ("Counter32", o["0x080100fb"]),
+            "if.21": ("Gauge32", 0),
+            "ifx.1": ("STRING", name),
+            "ifx.2": zero32, "ifx.3": zero32, "ifx.4": zero32, "ifx.5": zero32,
+            "ifx.6": ("Counter64", c["0x100100fc"]),
+            "ifx.7": ("Counter64", c["0x100100fe"]),
+            "ifx.8": zero64, "ifx.9": zero64,
+            "ifx.10": ("Counter64", c["0x100100fd"]),
+            "ifx.11": ("Counter64", c["0x100100ff"]),
+            "ifx.12": zero64, "ifx.13": zero64,
+            "ifx.15": ("Gauge32", 0),
+        }
+    return rows
+
+
+def expected_walk(rows, table, entry, columns):
+    """The bindings a walk of one table gives: column by column, rows in
+    index order."""
+    return [("%s.%d.%d" % (entry, column, index), rows[index]["%s.%d" % (table, column)])
+            for column in columns for index in sorted(rows)]
+
+
+def first_pages(journal):
+    """Get-all requests for the interface list that start a fill (no
+    continuation mark)."""
+    return [m for m in journal if m.get("0x88ff0001") == [20, 0]
+            and m.get("0x08ff0007") == GET_ALL and "0x08fe0003" not in m]
+
+
+def counter_fetches(journal):
+    return [m for m in journal if m.get("0x88ff0001") == [20, 0]
+            and m.get("0x08ff0007") == GET_OBJECT and m.get("0x08fe000c") == COUNTERS_FLAG]
+
+
+class ExampleInterfacesTest(unittest.TestCase):
+    """The example router with its counters held still."""
+
+    @classmethod
+    def setUpClass(cls):
+        cls.scenario = frozen(example())
+        cls.agent = harness.SnmpAgent(cls.scenario)
+
+    @classmethod
+    def tearDownClass(cls):
+        cls.agent.stop()
+
+    def test_every_object_matches_the_scenario(self):
+        rows = expected_rows(self.scenario)
+        self.assertEqual(self.agent.get(IF_NUMBER), [(IF_NUMBER, ("INTEGER", len(rows)))])
+        # ifIndex is the bus id, not a count: the example's ids have gaps.
+        self.assertNotEqual(sorted(rows), list(range(1, len(rows) + 1)))
+
+        got = self.agent.walk("1.3.6.1.2.1.2")
+        self.assertEqual(got[0], (IF_NUMBER, ("INTEGER", len(rows))))
+        self.assertEqual(got[1:], expected_walk(rows, "if", IF_ENTRY, range(1, 22)))
+
+        got = self.agent.walk("1.3.6.1.2.1.31")
+        self.assertEqual(got, expected_walk(rows, "ifx", IFX_ENTRY,
+                                            [1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15]))
+
+    def test_example_covers_the_interesting_rows(self):
+        rows = expected_rows(self.scenario)
+        # A counter past 2^32, a VLAN at its parent's speed, an interface
+        # without a hardware address, and one disabled and not running.
+        self.assertTrue(any(r["ifx.6"][1] >= 1 << 32 for r in rows.values()))
+        self.assertTrue(any(r["if.3"][1] == 135 and r["if.5"][1] == 1000000000
+                            for r in rows.values()))
+        self.assertTrue(any(r["if.6"][1] == b"" for r in rows.values()))
+        self.assertTrue(any(r["if.7"][1] == 2 and r["if.8"][1] == 2 for r in rows.values()))
+
+    def test_walks_within_a_cache_life_fetch_the_list_once(self):
+        # What is guaranteed: reads that never pause for the idle limit share
+        # one fill for up to the age limit.  Two walks that fit in that time
+        # (with a pause far below the idle limit between them) therefore
+        # cost one get all, and one counters fetch per interface for each
+        # counters cache life they span.
+        ids = sorted(expected_rows(self.scenario))
+        for attempt in range(3):
+            time.sleep(LIST_AGE_S + 2 * IDLE_S)
+            before = self.agent.journal()
+            start = time.monotonic()
+            self.agent.walk("1.3.6.1.2.1.2.2")
+            self.agent.walk("1.3.6.1.2.1.2.2")
+            elapsed = time.monotonic() - start
+            if elapsed < LIST_AGE_S - IDLE_S:
+                break
+        else:
+            self.fail("two walks of the interface table took %.2f s, too slow to stay within "
+                      "one cache life of %.2f s" % (elapsed, LIST_AGE_S))
+        during = self.agent.journal()[len(before):]
+        self.assertEqual(len(first_pages(during)), 1, during)
+        fetched = [m["0x08fe0001"] for m in counter_fetches(during)]
+        lives = 1 + int(elapsed / COUNTERS_AGE_S)
+        for index in ids:
+            self.assertGreaterEqual(fetched.count(index), 1, index)
+            self.assertLessEqual(fetched.count(index), lives, (index, elapsed))
+
+        # Past the age limit the next walk fills again.
+        time.sleep(LIST_AGE_S + 2 * IDLE_S)
+        before = self.agent.journal()
+        self.agent.walk("1.3.6.1.2.1.2.2")
+        self.assertEqual(len(first_pages(self.agent.journal()[len(before):])), 1)
+
+
+class MovingCountersTest(unittest.TestCase):
+    """The example router as it is, counters growing."""
+
+    def test_counter32_is_the_low_half_of_the_counter64(self):
+        scenario = example()
+        with harness.SnmpAgent(scenario) as agent:
+            for o in interfaces_of(scenario):
+                i = o["0x08fe0001"]
+                got = dict(agent.get("%s.10.%d" % (IF_ENTRY, i), "%s.6.%d" % (IFX_ENTRY, i),
+                                     "%s.16.%d" % (IF_ENTRY, i), "%s.10.%d" % (IFX_ENTRY, i)))
+                in32, in64 = got["%s.10.%d" % (IF_ENTRY, i)], got["%s.6.%d" % (IFX_ENTRY, i)]
+                out32, out64 = got["%s.16.%d" % (IF_ENTRY, i)], got["%s.10.%d" % (IFX_ENTRY, i)]
+                self.assertEqual(in32, ("Counter32", in64[1] & 0xffffffff), i)
+                self.assertEqual(out32, ("Counter32", out64[1] & 0xffffffff), i)
+                base = o["0x100100fc"]
+                if isinstance(base, dict):
+                    self.assertGreaterEqual(in64[1], base["base"], i)
+
+            # The counters move once the counters cache has expired.
+            first = agent.get("%s.6.1" % IFX_ENTRY)[0][1][1]
+            time.sleep(COUNTERS_AGE_S + 2 * IDLE_S)
+            self.assertGreater(agent.get("%s.6.1" % IFX_ENTRY)[0][1][1], first)
+
+
+class FailingInterfaceServiceTest(unittest.TestCase):
+    def test_refused_counters_read_as_zero_beside_real_names(self):
+        scenario = with_fault(frozen(example()), INTERFACES,
+                              {"error": ["0xfe0004", "no counters"], "commands": ["getobj"]})
+        with harness.SnmpAgent(scenario) as agent:
+            rows = expected_rows(scenario)
+            got = agent.walk(IF_ENTRY + ".10")
+            self.assertEqual(got, [("%s.10.%d" % (IF_ENTRY, i), ("Counter32", 0))
+                                   for i in sorted(rows)])
+            got = dict(agent.walk(IFX_ENTRY + ".6"))
+            self.assertEqual(set(got.values()), {("Counter64", 0)})
+            self.assertEqual(agent.walk(IF_ENTRY + ".2"),
+                             expected_walk(rows, "if", IF_ENTRY, [2]))
+
+    def test_refused_list_leaves_no_interfaces(self):
+        scenario = with_fault(frozen(example()), INTERFACES,
+                              {"error": ["0xfe0006", "refused by the simulator"]})
+        with harness.SnmpAgent(scenario) as agent:
+            # The count is refused too, so the rows are counted: none.
+            self.assertEqual(agent.get(IF_NUMBER), [(IF_NUMBER, ("INTEGER", 0))])
+            # A walk of the table finds nothing and moves on past it.
+            nxt = agent.getnext(IF_ENTRY)
+            self.assertFalse(nxt[0][0].startswith(IF_ENTRY + "."), nxt)
+            self.assertEqual(agent.get(IP_FORWARDING), [(IP_FORWARDING, ("INTEGER", 1))])
+
+    def test_silent_counters_time_out_and_the_agent_answers_again(self):
+        scenario = with_fault(frozen(example()), INTERFACES,
+                              {"silent": True, "commands": ["getobj"]})
+        # Without the VLAN: its parent lookup is a get object too, and would
+        # hold up the list itself.
+        objects = scenario["services"][INTERFACES]["list"]
+        objects[:] = [o for o in objects if o["0x08010001"] != 30]
+        with harness.SnmpAgent(scenario) as agent:
+            start = time.monotonic()
+            got = agent.get("%s.10.1" % IF_ENTRY)
+            # The agent waited its full bus time-out, then answered zero.
+            self.assertGreaterEqual(time.monotonic() - start, 5.5)
+            self.assertEqual(got, [("%s.10.1" % IF_ENTRY, ("Counter32", 0))])
+            # Another service of the router still answers at once.
+            start = time.monotonic()
+            self.assertEqual(agent.get(IP_FORWARDING), [(IP_FORWARDING, ("INTEGER", 1))])
+            self.assertEqual(agent.get("1.3.6.1.2.1.4.24.3.0")[0][1][0], "Gauge32")
+            self.assertLess(time.monotonic() - start, 5.0)
+
+
+if __name__ == "__main__":
+    unittest.main()

@@ -6,7 +6,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
-#include <filesystem>
 #include <fstream>
 #include <thread>
 
@@ -19,7 +18,6 @@ constexpr auto kSeedTimeout = std::chrono::milliseconds(10000);
 constexpr size_t kDatagramMax = 65536;
 const char kSettingsStore[] = "/sarn/store/snmpd";
 const char kEnabled[] = "0x00000001=true";
-const char kPluginDir[] = "sarn/lib/snmp";
 const char kKxsimReady[] = "kxsim: serving services";
 
 bool fileHas(const std::string& path, const std::string& text) {
@@ -98,18 +96,6 @@ bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, Ch
     *error = "kxctl could not seed the settings store:\n" + logTail(seedLog);
     return false;
   }
-  if (!paths.plugin.empty()) {
-    std::error_code ec;
-    const std::filesystem::path plugins = std::filesystem::path(dir) / kPluginDir;
-    std::filesystem::create_directories(plugins, ec);
-    if (!ec)
-      std::filesystem::copy_file(paths.plugin, plugins / "bench.so",
-                                 std::filesystem::copy_options::overwrite_existing, ec);
-    if (ec) {
-      *error = "cannot install the plug-in " + paths.plugin + ": " + ec.message();
-      return false;
-    }
-  }
   // Traps, if any generator is on, go to a port nobody listens on.
   const uint16_t trapPort = freeUdpPort();
   const std::string log = dir + "/snmpd.log";
@@ -128,7 +114,7 @@ bool startNetSnmp(const std::string& binary, const TempDir& dir, uint16_t port, 
   {
     std::ofstream out(conf);
     out << "rocommunity " << kCommunity << " 127.0.0.1\n"
-        << "sysdescr router\n"
+        << "sysdescr " << kSysDescrText << "\n"
         << "syscontact bench\n"
         << "syslocation bench\n";
     if (!out) {

@@ -1,6 +1,6 @@
 // The servers the benchmarks measure, each started on a loopback port of
 // its own under a temporary directory: our snmpd (settings seeded offline
-// with kxctl, optional plug-in), the distribution's net-snmp snmpd with a
+// with kxctl, optionally behind kxsim), the distribution's net-snmp snmpd with a
 // generated minimal configuration, and a UDP echo server as the ceiling.
 #ifndef BENCH_LOAD_AGENT_PEERS_H_
 #define BENCH_LOAD_AGENT_PEERS_H_
@@ -19,13 +19,15 @@ namespace bench {
 // Communities: ours answers its default read-only community on a first
 // start; net-snmp's configuration is written with the same name.
 constexpr const char kCommunity[] = "harbor";
+// net-snmp's sysDescr: the same text as ours, so that replies to the same
+// request have the same size.
+constexpr const char kSysDescrText[] = "router";
 // How long a server may take to answer its first request.
 constexpr auto kStartTimeout = std::chrono::seconds(15);
 
 struct OurAgent {
   std::string snmpd;     // the agent binary
   std::string kxctl;     // seeds the settings store before the start
-  std::string plugin;    // a plug-in .so copied below the root, or empty
   std::string kxsim;     // a simulated router to start first, or empty
   std::string scenario;  // kxsim's scenario
   std::string journal;   // kxsim's journal file, or empty

@@ -6,7 +6,7 @@
 // the ratios with their targets.
 //
 //   snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]
-//             [--kxctl PATH] [--plugin PATH] [--netsnmp PATH]
+//             [--kxctl PATH] [--netsnmp PATH]
 //
 // Every combination is measured in several short rounds, the servers taking
 // turns, and the best round counts: other work on a shared machine only
@@ -25,7 +25,6 @@
 #include <vector>
 
 #include "bench/load/agent_peers.h"
-#include "bench/load/bench_scalar.h"
 #include "bench/load/load_window.h"
 #include "bench/load/peer_process.h"
 #include "bench/load/snmp_wire.h"
@@ -57,18 +56,18 @@ struct Options {
   double seconds = kDefaultSeconds;
   int rounds = kDefaultRounds;
   uint64_t requests = kDefaultRequests;
-  bench::OurAgent ours{SNMPD_PATH, KXCTL_PATH, BENCH_PLUGIN_PATH, "", "", ""};
+  bench::OurAgent ours{SNMPD_PATH, KXCTL_PATH, "", "", ""};
   std::string netsnmp = "/usr/sbin/snmpd";
 };
 
 const char kUsage[] =
     "usage: snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]\n"
-    "                 [--kxctl PATH] [--plugin PATH] [--netsnmp PATH]\n"
+    "                 [--kxctl PATH] [--netsnmp PATH]\n"
     "  --seconds S    measured time of each round (default 0.5; plus 0.2 s warm-up)\n"
     "  --rounds N     rounds per combination, the best one counts (default 3)\n"
     "  --requests N   requests each agent has served when its memory is read again\n"
     "                 (default 100000)\n"
-    "  --snmpd, --kxctl, --plugin  our programs (default: this build's)\n"
+    "  --snmpd, --kxctl our programs (default: this build's)\n"
     "  --netsnmp PATH net-snmp's agent (default /usr/sbin/snmpd)\n";
 
 int parseOptions(int argc, char** argv, Options* o) {
@@ -109,8 +108,6 @@ int parseOptions(int argc, char** argv, Options* o) {
       o->ours.snmpd = v;
     } else if (arg == "--kxctl") {
       o->ours.kxctl = v;
-    } else if (arg == "--plugin") {
-      o->ours.plugin = v;
     } else if (arg == "--netsnmp") {
       o->netsnmp = v;
     } else {
@@ -179,15 +176,17 @@ bool measure(Server* s, uint8_t op, int window, const bench::LoadSpec& spec,
   return ok;
 }
 
-// True when our agent serves sysDescr.0 with an OCTET STRING.
-bool servesSysDescr(Server* ours) {
+// True when the agent answers sysDescr.0 with the text "router": both
+// agents then send replies of the same size for the same constant.
+bool servesSysDescr(Server* s) {
   bench::RequestTemplate request;
   request.build(bench::kGetRequest, bench::kCommunity, kSysDescr);
   std::vector<uint8_t> bytes;
   bench::Reply r;
-  return bench::ask(ours->port, request, kAskTimeout, &ours->process, &bytes) &&
+  return bench::ask(s->port, request, kAskTimeout, &s->process, &bytes) &&
          bench::readReply(bytes.data(), bytes.size(), &r) && r.errorStatus == 0 &&
-         r.valueTag == bench::kOctetString;
+         r.valueTag == bench::kOctetString &&
+         std::string(r.value, r.value + r.valueLen) == bench::kSysDescrText;
 }
 
 const char* verdict(bool met) { return met ? "met" : "MISSED"; }
@@ -284,19 +283,19 @@ int main(int argc, char** argv) {
     s->anonStart = bench::statusKiB(s->process.pid(), "RssAnon");
   }
 
-  // The same constant scalar on both agents when ours has the system group;
-  // until then the plug-in's, which answers the same text.
-  if (servesSysDescr(&ours)) {
-    ours.getOid = kSysDescr;
-    ours.nextOid = kSysDescrParent;
-  } else {
-    ours.getOid = bench::kBenchScalar;
-    ours.nextOid = bench::kBenchScalarParent;
+  // The same constant scalar on both agents, and the same request to the
+  // echo server.
+  for (Server* s : {&ours, &net}) {
+    if (!servesSysDescr(s)) {
+      std::fprintf(stderr, "snmp_load: %s does not answer sysDescr.0 = \"%s\"\n", s->name,
+                   bench::kSysDescrText);
+      return 1;
+    }
   }
-  net.getOid = kSysDescr;
-  net.nextOid = kSysDescrParent;
-  echo.getOid = ours.getOid;
-  echo.nextOid = ours.nextOid;
+  for (Server* s : {&ours, &net, &echo}) {
+    s->getOid = kSysDescr;
+    s->nextOid = kSysDescrParent;
+  }
   echo.echoes = true;
   std::printf("snmp_load: %s on port %u asked for %s, %s on port %u for %s, echo on port %u\n",
               ours.name, ours.port, ours.getOid.c_str(), net.name, net.port, net.getOid.c_str(),

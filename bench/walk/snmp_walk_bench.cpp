@@ -40,7 +40,7 @@ volatile sig_atomic_t stopRequested = 0;
 void onStop(int) { stopRequested = 1; }
 
 struct Options {
-  bench::OurAgent ours{SNMPD_PATH, KXCTL_PATH, "", KXSIM_PATH, SCALE_SCENARIO, ""};
+  bench::OurAgent ours{SNMPD_PATH, KXCTL_PATH, KXSIM_PATH, SCALE_SCENARIO, ""};
   std::string netsnmp = "/usr/sbin/snmpd";
   uint64_t interfaces = kDefaultInterfaces;
   uint64_t routes = kDefaultRoutes;

@@ -354,3 +354,22 @@ class SnmpAgent:
 
     def __exit__(self, *exc):
         self.stop()
+
+
+def example_scenario(name="router.json"):
+    """A scenario of examples/, parsed."""
+    with open(os.path.join(source_dir(), "examples", name)) as f:
+        return json.load(f)
+
+
+def held_still(scenario, at_s):
+    """A copy of the scenario whose list values that follow time
+    ({"base", "rate"}) stay at the value they reach at_s seconds into the
+    run, so that a test can compare them exactly."""
+    scenario = json.loads(json.dumps(scenario))
+    for service in scenario["services"].values():
+        for obj in service.get("list", []):
+            for key, value in obj.items():
+                if isinstance(value, dict) and "base" in value:
+                    obj[key] = int(value["base"] + value.get("rate", 0) * at_s)
+    return scenario

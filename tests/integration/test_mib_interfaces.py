@@ -4,8 +4,6 @@ the 32-bit counters as the low half of the 64-bit ones, the caches seen
 through kxsim's journal, and the router's interface service failing."""
 
 import copy
-import json
-import os
 import time
 import unittest
 
@@ -35,8 +33,7 @@ IDLE_S = 0.25
 
 
 def example():
-    with open(os.path.join(harness.source_dir(), "examples", "router.json")) as f:
-        return json.load(f)
+    return harness.example_scenario()
 
 
 # Counters that follow time are held at their value this long into the run:
@@ -45,18 +42,7 @@ FROZEN_AT_S = 3600
 
 
 def frozen(scenario):
-    """The scenario with every value that follows time held still, so that
-    counters can be compared exactly."""
-    scenario = copy.deepcopy(scenario)
-
-    def freeze(obj):
-        for key, value in obj.items():
-            if isinstance(value, dict) and "base" in value:
-                obj[key] = int(value["base"] + value.get("rate", 0) * FROZEN_AT_S)
-    for service in scenario["services"].values():
-        for obj in service.get("list", []):
-            freeze(obj)
-    return scenario
+    return harness.held_still(scenario, FROZEN_AT_S)
 
 
 def with_fault(scenario, path, fault):

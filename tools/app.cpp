@@ -54,7 +54,8 @@ std::string App::overview() const {
       "Usage: kxctl [--root DIR] [--timeout MS] COMMAND [ARGS ...]\n"
       "\n"
       "Sends commands to the services of the platform bus and prints their replies\n"
-      "as JSON; edits persistent stores offline.\n"
+      "as JSON; edits persistent stores offline; shows and changes the SNMP agent's\n"
+      "settings and communities by name (snmp).\n"
       "\n"
       "Commands:\n";
   for (const auto& c : table_.commands()) {

@@ -8,9 +8,11 @@
 //   snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]
 //             [--kxctl PATH] [--netsnmp PATH]
 //
-// Every combination is measured in several short rounds, the servers taking
-// turns, and the best round counts: other work on a shared machine only
-// ever slows a round down.
+// Every combination is measured in several short rounds, the three servers
+// taking turns within a round.  A ratio is taken within each round, where
+// the servers ran moments apart, and the median over the rounds is
+// printed; the table shows each combination's median round.  Work from
+// elsewhere on a shared machine then moves single rounds, not the result.
 //
 // Exit status 0 when every run completed with correct replies (targets
 // missed or not: the numbers are for reading), 1 when a server could not be
@@ -18,6 +20,7 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -36,8 +39,8 @@ using bench::Clock;
 constexpr const char kSysDescr[] = "1.3.6.1.2.1.1.1.0";
 constexpr const char kSysDescrParent[] = "1.3.6.1.2.1.1.1";
 constexpr int kWindows[] = {1, 16};
-constexpr double kDefaultSeconds = 0.5;
-constexpr int kDefaultRounds = 3;
+constexpr double kDefaultSeconds = 0.3;
+constexpr int kDefaultRounds = 5;
 constexpr int kMaxRounds = 100;
 constexpr uint64_t kDefaultRequests = 100000;
 // The memory top-up never takes longer than this per agent.
@@ -63,8 +66,8 @@ struct Options {
 const char kUsage[] =
     "usage: snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]\n"
     "                 [--kxctl PATH] [--netsnmp PATH]\n"
-    "  --seconds S    measured time of each round (default 0.5; plus 0.2 s warm-up)\n"
-    "  --rounds N     rounds per combination, the best one counts (default 3)\n"
+    "  --seconds S    measured time of each round (default 0.3; plus 0.2 s warm-up)\n"
+    "  --rounds N     rounds per combination; medians are printed (default 5)\n"
     "  --requests N   requests each agent has served when its memory is read again\n"
     "                 (default 100000)\n"
     "  --snmpd, --kxctl our programs (default: this build's)\n"
@@ -138,7 +141,22 @@ struct Cell {
   const Server* server;
   uint8_t op;
   int window;
-  bench::LoadResult result;
+  std::vector<bench::LoadResult> rounds;
+
+  // The round of median rate.  REQUIRES: at least one round.
+  bench::LoadResult median() const {
+    std::vector<bench::LoadResult> sorted = rounds;
+    std::sort(sorted.begin(), sorted.end(),
+              [](const bench::LoadResult& a, const bench::LoadResult& b) {
+                return a.perSecond < b.perSecond;
+              });
+    return sorted[sorted.size() / 2];
+  }
+  uint64_t lost() const {
+    uint64_t n = 0;
+    for (const bench::LoadResult& r : rounds) n += r.lost;
+    return n;
+  }
 };
 
 const char* opName(uint8_t op) { return op == bench::kGetRequest ? "get" : "getnext"; }
@@ -191,10 +209,22 @@ bool servesSysDescr(Server* s) {
 
 const char* verdict(bool met) { return met ? "met" : "MISSED"; }
 
-double rateOf(const std::vector<Cell>& cells, const Server& s, uint8_t op, int window) {
+const Cell* find(const std::vector<Cell>& cells, const Server& s, uint8_t op, int window) {
   for (const Cell& c : cells)
-    if (c.server == &s && c.op == op && c.window == window) return c.result.perSecond;
-  return 0;
+    if (c.server == &s && c.op == op && c.window == window) return &c;
+  return nullptr;
+}
+
+// Median over the rounds of a's rate over b's in the same round; 0 when
+// either is missing.
+double medianRatio(const Cell* a, const Cell* b) {
+  if (!a || !b) return 0;
+  std::vector<double> ratios;
+  for (size_t i = 0; i < a->rounds.size() && i < b->rounds.size(); ++i) {
+    const double base = b->rounds[i].perSecond;
+    ratios.push_back(base > 0 ? a->rounds[i].perSecond / base : 0);
+  }
+  return bench::quantile(&ratios, 0.5);
 }
 
 void printReport(const std::vector<Cell>& cells, const Server& ours, const Server& net,
@@ -202,24 +232,22 @@ void printReport(const std::vector<Cell>& cells, const Server& ours, const Serve
   std::printf("\n%-10s %-8s %6s %12s %10s %10s %7s\n", "server", "request", "window", "replies/s",
               "p50 us", "p99 us", "lost");
   for (const Cell& c : cells) {
+    const bench::LoadResult m = c.median();
     std::printf("%-10s %-8s %6d %12.0f %10.1f %10.1f %7llu\n", c.server->name, opName(c.op),
-                c.window, c.result.perSecond, c.result.p50us, c.result.p99us,
-                static_cast<unsigned long long>(c.result.lost));
+                c.window, m.perSecond, m.p50us, m.p99us, static_cast<unsigned long long>(c.lost()));
   }
 
-  std::printf("\nratios (this run; the machine is shared, so compare, do not trust absolutes)\n");
+  std::printf("\nratios: medians of the per-round ratios (compare; do not trust absolutes)\n");
   for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
     for (int w : kWindows) {
-      const double theirs = rateOf(cells, net, op, w);
-      const double r = theirs > 0 ? rateOf(cells, ours, op, w) / theirs : 0;
+      const double r = medianRatio(find(cells, ours, op, w), find(cells, net, op, w));
       std::printf("  %s / %s  %-7s window %2d: %6.2fx  (target >= %.0fx)  %s\n", ours.name,
                   net.name, opName(op), w, r, kRateOverNetSnmp, verdict(r >= kRateOverNetSnmp));
     }
   }
   for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
     const int w = kWindows[1];
-    const double ceiling = rateOf(cells, echo, op, w);
-    const double r = ceiling > 0 ? rateOf(cells, ours, op, w) / ceiling : 0;
+    const double r = medianRatio(find(cells, ours, op, w), find(cells, echo, op, w));
     if (op == bench::kGetRequest) {
       std::printf("  %s / %s      %-7s window %2d: %6.0f%%  (target >= %.0f%%)  %s\n", ours.name,
                   echo.name, opName(op), w, 100 * r, 100 * kShareOfEcho,
@@ -307,7 +335,7 @@ int main(int argc, char** argv) {
   std::vector<Cell> cells;
   bool ok = true;
   // Servers take turns within each round, so a burst of load from
-  // elsewhere on the machine hurts all three alike; the best round counts.
+  // elsewhere on the machine hurts all three alike.
   for (int round = 0; round < opts.rounds && !stopRequested; ++round) {
     size_t i = 0;
     for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
@@ -317,11 +345,8 @@ int main(int argc, char** argv) {
           spec.window = w;
           bench::LoadResult r;
           ok = measure(s, op, w, spec, &r) && ok;
-          if (round == 0) cells.push_back(Cell{s, op, w, r});
-          Cell& c = cells[i++];
-          const uint64_t lost = c.result.lost + (round ? r.lost : 0);
-          if (r.perSecond > c.result.perSecond) c.result = r;
-          c.result.lost = lost;
+          if (round == 0) cells.push_back(Cell{s, op, w, {}});
+          cells[i++].rounds.push_back(r);
         }
       }
     }

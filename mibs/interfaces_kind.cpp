@@ -10,9 +10,7 @@ constexpr int kTenMbit = 10000000;
 
 }  // namespace
 
-int speedOfIndex(uint32_t index) {
-  return index < kSpeedIndexCount ? kSpeedByIndex[index] : 0;
-}
+int speedOfIndex(uint32_t index) { return index < kSpeedIndexCount ? kSpeedByIndex[index] : 0; }
 
 InterfaceKindInfo interfaceKindInfo(uint32_t kind) {
   switch (kind) {

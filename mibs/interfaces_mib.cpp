@@ -45,8 +45,8 @@ void buildInterfacesMib() {
   auto* counters = new InterfacesCountersTable(interfaces);
 
   auto* ifCount = new CountProvider(interfaces);
-  addScalarLeaf(kIfNumber, new DataNumPacker(dataMember(&CountProvider::CountData::count), kInteger),
-                ifCount);
+  addScalarLeaf(kIfNumber,
+                new DataNumPacker(dataMember(&CountProvider::CountData::count), kInteger), ifCount);
 
   // ifTable, in registration order: the columns with a source first, then
   // the constant ones.
@@ -70,18 +70,17 @@ void buildInterfacesMib() {
   ifColumn(17, counter32(&InterfaceCounters::outPackets), counters);
   ifColumn(19, counter32(&InterfaceCounters::outDiscards), counters);
   ifColumn(20, counter32(&InterfaceCounters::outErrors), counters);
-  ifColumn(9, new ConstNumPacker(0, kTimeTicks), interfaces);    // ifLastChange
-  ifColumn(12, new ConstNumPacker(0, kCounter32), interfaces);   // ifInNUcastPkts
-  ifColumn(15, new ConstNumPacker(0, kCounter32), interfaces);   // ifInUnknownProtos
-  ifColumn(18, new ConstNumPacker(0, kCounter32), interfaces);   // ifOutNUcastPkts
-  ifColumn(21, new ConstNumPacker(0, kGauge32), interfaces);     // ifOutQLen
+  ifColumn(9, new ConstNumPacker(0, kTimeTicks), interfaces);   // ifLastChange
+  ifColumn(12, new ConstNumPacker(0, kCounter32), interfaces);  // ifInNUcastPkts
+  ifColumn(15, new ConstNumPacker(0, kCounter32), interfaces);  // ifInUnknownProtos
+  ifColumn(18, new ConstNumPacker(0, kCounter32), interfaces);  // ifOutNUcastPkts
+  ifColumn(21, new ConstNumPacker(0, kGauge32), interfaces);    // ifOutQLen
 
   // ifXTable.  ifHighSpeed stays 0 on purpose, even where ifSpeed is known.
   auto ifXColumn = [&](unsigned column, Packer* packer, Table* table) {
     addColumnarLeaf(kIfXEntry + column, packer, table);
   };
-  ifXColumn(1, new DataStringPacker(dataMember(&InterfaceData::name), kOctetString, 0),
-            interfaces);
+  ifXColumn(1, new DataStringPacker(dataMember(&InterfaceData::name), kOctetString, 0), interfaces);
   ifXColumn(6, counter64(&InterfaceCounters::inOctets64), counters);
   ifXColumn(7, counter64(&InterfaceCounters::inPackets64), counters);
   ifXColumn(10, counter64(&InterfaceCounters::outOctets64), counters);

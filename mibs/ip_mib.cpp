@@ -148,12 +148,16 @@ void buildRouteTables() {
 void buildQueueTables() {
   MapTable* queues = listTable(QueueData::build, {20, 9}, kQueueGetAllArgument);
   queues->addIndex(num(&QueueData::id, kInteger));
-  Packer* queueColumns[] = {
-      str(&QueueData::name),          ip(&QueueData::address1),
-      ip(&QueueData::address2),       ip(&QueueData::address3),
-      ip(&QueueData::address4),       num(&QueueData::value, kInteger),
-      counter64(&QueueData::counter1), counter64(&QueueData::counter2),
-      num(&QueueData::counter3, kCounter32), num(&QueueData::counter4, kCounter32)};
+  Packer* queueColumns[] = {str(&QueueData::name),
+                            ip(&QueueData::address1),
+                            ip(&QueueData::address2),
+                            ip(&QueueData::address3),
+                            ip(&QueueData::address4),
+                            num(&QueueData::value, kInteger),
+                            counter64(&QueueData::counter1),
+                            counter64(&QueueData::counter2),
+                            num(&QueueData::counter3, kCounter32),
+                            num(&QueueData::counter4, kCounter32)};
   unsigned column = 2;
   for (Packer* packer : queueColumns) addColumnarLeaf(kQueueEntry + column++, packer, queues);
 

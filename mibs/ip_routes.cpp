@@ -2,8 +2,6 @@
 
 #include <arpa/inet.h>
 
-#include <memory>
-
 #include "mibs/ip_records.h"
 
 namespace {
@@ -19,29 +17,6 @@ constexpr uint32_t kGatewayOn = kx::u32_array_id(0x6);   // 0 = gateway disabled
 
 constexpr uint32_t kKindConnected = 2;
 
-// Codes of the kinds 2 to 31, in that order.
-constexpr uint32_t kFirstKind = 2;
-constexpr RouteKindCodes kCodes[] = {
-    {3, 1, 3, 2},    // 2: connected
-    {4, 2, 4, 3},    // 3: static
-    {4, 8, 4, 8},    // 4
-    {4, 1, 1, 1},    // 5
-    {4, 13, 4, 13},  // 6
-    {4, 1, 1, 1},    // 7
-    {4, 14, 4, 14},  // 8
-    {4, 1, 1, 1},  {4, 1, 1, 1}, {4, 1, 1, 1}, {4, 1, 1, 1}, {4, 1, 1, 1},  // 9-13
-    {4, 1, 1, 1},  {4, 1, 1, 1}, {4, 1, 1, 1}, {4, 1, 1, 1}, {4, 1, 1, 1},  // 14-18
-    {4, 1, 1, 1},  {4, 1, 1, 1}, {4, 1, 1, 1}, {4, 1, 1, 1}, {4, 1, 1, 1},  // 19-23
-    {4, 1, 1, 1},  {4, 1, 1, 1}, {4, 1, 1, 1}, {4, 1, 1, 1}, {4, 1, 1, 1},  // 24-28
-    {4, 1, 1, 1},                                                           // 29
-    {4, 2, 4, 3},  // 30
-    {4, 1, 3, 2},  // 31
-};
-constexpr uint32_t kKindCount = sizeof(kCodes) / sizeof(kCodes[0]);
-constexpr RouteKindCodes kOtherKind = {4, 1, 1, 1};
-
-static_assert(kKindCount == 30, "one entry per kind from 2 to 31");
-
 // An element of an optional u32 array, or 0 when there is none.
 uint32_t elementOr0(const std::vector<uint32_t>* array, size_t i) {
   return array && i < array->size() ? (*array)[i] : 0;
@@ -50,8 +25,24 @@ uint32_t elementOr0(const std::vector<uint32_t>* array, size_t i) {
 }  // namespace
 
 RouteKindCodes routeKindCodes(uint32_t kind) {
-  if (kind < kFirstKind || kind - kFirstKind >= kKindCount) return kOtherKind;
-  return kCodes[kind - kFirstKind];
+  switch (kind) {
+    case kKindConnected:
+      return {3, 1, 3, 2};
+    case 3:
+      return {4, 2, 4, 3};
+    case 4:
+      return {4, 8, 4, 8};
+    case 6:
+      return {4, 13, 4, 13};
+    case 8:
+      return {4, 14, 4, 14};
+    case 30:
+      return {4, 2, 4, 3};
+    case 31:
+      return {4, 1, 3, 2};
+    default:  // 5, 7, 9 to 29, and every kind outside 2 to 31
+      return {4, 1, 1, 1};
+  }
 }
 
 void RouteData::build(kx::message const& object, std::vector<Data*>* out) {

@@ -16,10 +16,10 @@
 // How the routing service's route kind (u32 0x7) shows in the route tables.
 // The two protocol columns deliberately code the same kind differently.
 struct RouteKindCodes {
-  int routeType;     // ipRouteType
-  int routeProto;    // ipRouteProto
-  int cidrType;      // ipCidrRouteType
-  int cidrProto;     // ipCidrRouteProto
+  int routeType;   // ipRouteType
+  int routeProto;  // ipRouteProto
+  int cidrType;    // ipCidrRouteType
+  int cidrProto;   // ipCidrRouteProto
 };
 
 // Any kind; kinds outside 2..31 get 4, 1, 1, 1.

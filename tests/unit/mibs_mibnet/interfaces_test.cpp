@@ -5,10 +5,10 @@
 
 #include <vector>
 
+#include "data/data_member.h"
 #include "data/get_all_provider.h"
 #include "data/map_table.h"
 #include "data/num_packer.h"
-#include "data/data_member.h"
 #include "mibs/interfaces_counters_table.h"
 #include "mibs/interfaces_kind.h"
 #include "mibs/interfaces_records.h"
@@ -69,9 +69,9 @@ TEST(InterfaceKind, MapsKindsToTypeAndSpeed) {
   struct {
     uint32_t kind;
     int type, speed;
-  } fixed[] = {{2, 188, 2000000},  {5, 71, 11000000},    {35, 71, 11000000}, {6, 188, 10000000},
-               {28, 118, 64000},   {34, 23, 10000000},   {12, 209, 100000000}, {22, 63, 64000},
-               {17, 131, 10000000}, {20, 23, 57600},     {21, 131, 128000},  {27, 32, 64000}};
+  } fixed[] = {{2, 188, 2000000},   {5, 71, 11000000},  {35, 71, 11000000},   {6, 188, 10000000},
+               {28, 118, 64000},    {34, 23, 10000000}, {12, 209, 100000000}, {22, 63, 64000},
+               {17, 131, 10000000}, {20, 23, 57600},    {21, 131, 128000},    {27, 32, 64000}};
   for (const auto& k : fixed) {
     InterfaceKindInfo info = interfaceKindInfo(k.kind);
     EXPECT_EQ(info.ifType, k.type) << k.kind;

@@ -56,11 +56,22 @@ TEST(RouteKindCodes, TypeAndBothProtocolCodings) {
   struct {
     uint32_t kind;
     int routeType, routeProto, cidrType, cidrProto;
-  } codes[] = {{2, 3, 1, 3, 2},   {3, 4, 2, 4, 3}, {4, 4, 8, 4, 8}, {5, 4, 1, 1, 1},
-               {6, 4, 13, 4, 13}, {7, 4, 1, 1, 1}, {8, 4, 14, 4, 14}, {9, 4, 1, 1, 1},
-               {29, 4, 1, 1, 1},  {30, 4, 2, 4, 3}, {31, 4, 1, 3, 2},
+  } codes[] = {{2, 3, 1, 3, 2},
+               {3, 4, 2, 4, 3},
+               {4, 4, 8, 4, 8},
+               {5, 4, 1, 1, 1},
+               {6, 4, 13, 4, 13},
+               {7, 4, 1, 1, 1},
+               {8, 4, 14, 4, 14},
+               {9, 4, 1, 1, 1},
+               {29, 4, 1, 1, 1},
+               {30, 4, 2, 4, 3},
+               {31, 4, 1, 3, 2},
                // Outside 2..31.
-               {0, 4, 1, 1, 1},   {1, 4, 1, 1, 1}, {32, 4, 1, 1, 1}, {0xffffffff, 4, 1, 1, 1}};
+               {0, 4, 1, 1, 1},
+               {1, 4, 1, 1, 1},
+               {32, 4, 1, 1, 1},
+               {0xffffffff, 4, 1, 1, 1}};
   for (const auto& c : codes) {
     RouteKindCodes got = routeKindCodes(c.kind);
     EXPECT_EQ(got.routeType, c.routeType) << c.kind;

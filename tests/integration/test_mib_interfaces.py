@@ -168,33 +168,35 @@ class ExampleInterfacesTest(unittest.TestCase):
         # one fill for up to the age limit.  Two walks that fit in that time
         # (with a pause far below the idle limit between them) therefore
         # cost one get all, and one counters fetch per interface for each
-        # counters cache life they span.
+        # counters cache life they span.  A loaded machine may stall a walk
+        # past the idle limit, so a failed try is repeated: an agent that
+        # does not cache fails every time.
         ids = sorted(expected_rows(self.scenario))
         for attempt in range(3):
             time.sleep(LIST_AGE_S + 2 * IDLE_S)
-            before = self.agent.journal()
+            before = len(self.agent.journal())
             start = time.monotonic()
             self.agent.walk("1.3.6.1.2.1.2.2")
             self.agent.walk("1.3.6.1.2.1.2.2")
             elapsed = time.monotonic() - start
-            if elapsed < LIST_AGE_S - IDLE_S:
+            during = self.agent.journal()[before:]
+            fills = len(first_pages(during))
+            fetched = [m["0x08fe0001"] for m in counter_fetches(during)]
+            lives = 1 + int(elapsed / COUNTERS_AGE_S)
+            counters_ok = all(1 <= fetched.count(i) <= lives for i in ids)
+            if elapsed < LIST_AGE_S - IDLE_S and fills == 1 and counters_ok:
                 break
-        else:
-            self.fail("two walks of the interface table took %.2f s, too slow to stay within "
-                      "one cache life of %.2f s" % (elapsed, LIST_AGE_S))
-        during = self.agent.journal()[len(before):]
-        self.assertEqual(len(first_pages(during)), 1, during)
-        fetched = [m["0x08fe0001"] for m in counter_fetches(during)]
-        lives = 1 + int(elapsed / COUNTERS_AGE_S)
-        for index in ids:
-            self.assertGreaterEqual(fetched.count(index), 1, index)
-            self.assertLessEqual(fetched.count(index), lives, (index, elapsed))
+        self.assertLess(elapsed, LIST_AGE_S - IDLE_S, "two walks too slow to share a cache life")
+        self.assertEqual(fills, 1, during)
+        for i in ids:
+            self.assertGreaterEqual(fetched.count(i), 1, i)
+            self.assertLessEqual(fetched.count(i), lives, (i, elapsed))
 
         # Past the age limit the next walk fills again.
         time.sleep(LIST_AGE_S + 2 * IDLE_S)
-        before = self.agent.journal()
+        before = len(self.agent.journal())
         self.agent.walk("1.3.6.1.2.1.2.2")
-        self.assertEqual(len(first_pages(self.agent.journal()[len(before):])), 1)
+        self.assertEqual(len(first_pages(self.agent.journal()[before:])), 1)
 
 
 class MovingCountersTest(unittest.TestCase):

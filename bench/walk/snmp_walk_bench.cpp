@@ -128,7 +128,8 @@ uint64_t journalLines(const std::string& path) {
 struct Table {
   const char* name;
   const char* root;
-  uint64_t expected;  // rows the scenario has
+  uint64_t expected;   // rows the scenario has
+  const char* option;  // the option that says so
 };
 
 // The walks of one table over the rounds.
@@ -162,9 +163,9 @@ bool walkOurs(const Table& t, uint16_t port, const std::string& journal, Series*
     return false;
   }
   if (w.rows != t.expected) {
-    std::fprintf(stderr, "snmp_walk_bench: %s of snmpd has %llu rows, the scenario %llu\n", t.name,
+    std::fprintf(stderr, "snmp_walk_bench: %s of snmpd has %llu rows, not %llu (%s)\n", t.name,
                  static_cast<unsigned long long>(w.rows),
-                 static_cast<unsigned long long>(t.expected));
+                 static_cast<unsigned long long>(t.expected), t.option);
     return false;
   }
   return true;
@@ -263,8 +264,8 @@ int main(int argc, char** argv) {
   }
 
   bool ok = true;
-  const Table tables[] = {{"ifTable", kIfTable, opts.interfaces},
-                          {"ipRouteTable", kIpRouteTable, opts.routes}};
+  const Table tables[] = {{"ifTable", kIfTable, opts.interfaces, "--interfaces"},
+                          {"ipRouteTable", kIpRouteTable, opts.routes, "--routes"}};
   std::vector<Series> ourSeries(std::size(tables));
   Series theirs;
   // Each of our walks is followed at once by net-snmp's, so the two meet

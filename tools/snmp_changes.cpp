@@ -190,23 +190,14 @@ const kx::message* findCommunity(const std::vector<kx::message>& list, const std
   return nullptr;
 }
 
-bool communityChange(const std::vector<std::string>& words, const kx::message* current,
-                     kx::message& out, std::string& err) {
+bool communityFields(const std::vector<std::string>& words, kx::message& out,
+                     std::string& err) {
   static const std::vector<std::string> known = {
       "name", "address", "read", "write", "security", "auth", "privacy", "auth-password",
       "priv-password"};
   Words pairs;
   if (!splitWords(words, known, pairs, err)) return false;
   kx::message m;
-  if (!current) {
-    // A new community is read-only, from anywhere, with no v3 security,
-    // unless the words say otherwise.
-    m.setBe32(kAddress, 0);
-    m.setBe32(kAddressMask, 0);
-    m.setBool(kReadAccess, true);
-    m.setBool(kWriteAccess, false);
-    m.setU32(kSecurity, kSecurityNone);
-  }
   for (const auto& [name, value] : pairs) {
     std::string why;
     bool on;
@@ -252,6 +243,25 @@ bool communityChange(const std::vector<std::string>& words, const kx::message* c
       m.setString(kPrivPassword, value);
     }
   }
+  out = std::move(m);
+  return true;
+}
+
+bool communityChange(const std::vector<std::string>& words, const kx::message* current,
+                     kx::message& out, std::string& err) {
+  kx::message m;
+  if (!current) {
+    // A new community is read-only, from anywhere, with no v3 security,
+    // unless the words say otherwise.
+    m.setBe32(kAddress, 0);
+    m.setBe32(kAddressMask, 0);
+    m.setBool(kReadAccess, true);
+    m.setBool(kWriteAccess, false);
+    m.setU32(kSecurity, kSecurityNone);
+  }
+  kx::message fields;
+  if (!communityFields(words, fields, err)) return false;
+  m.merge(fields);
   if (!current && !m.has(kName)) {
     err = "a new community needs name=...";
     return false;

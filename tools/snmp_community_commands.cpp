@@ -80,17 +80,12 @@ int communitySet(Session& session, const Args& args) {
   if (args.size() < 2) {
     return session.usage(command, "give the community's name or id and name=value words");
   }
-  // The words are checked once without the community, so that a malformed
-  // one is refused before the list is read.
-  kx::message scratch, error;
+  // A malformed word is refused before the list is even read; what depends
+  // on the community (its passwords) is checked once it is known.
+  kx::message scratch;
   std::string err;
   Args words(args.begin() + 1, args.end());
-  kx::message blank;
-  blank.setString(kName, "-");
-  if (!communityChange(words, &blank, scratch, err) &&
-      err.find("password") == std::string::npos) {
-    return session.usage(command, err);
-  }
+  if (!communityFields(words, scratch, err)) return session.usage(command, err);
   std::vector<kx::message> list;
   int status;
   const kx::message* c = target(session, command, args, list, status);

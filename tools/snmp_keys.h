@@ -6,6 +6,7 @@
 #ifndef TOOLS_SNMP_KEYS_H_
 #define TOOLS_SNMP_KEYS_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <vector>
 

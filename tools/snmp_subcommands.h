@@ -4,6 +4,7 @@
 #ifndef TOOLS_SNMP_SUBCOMMANDS_H_
 #define TOOLS_SNMP_SUBCOMMANDS_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 

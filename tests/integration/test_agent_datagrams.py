@@ -101,6 +101,8 @@ class DatagramTest(unittest.TestCase):
         cls.agent = harness.Process([harness.program(harness.SNMPD), "--root", cls.root.path,
                                      "--port", str(cls.port)], cls.root.path, "snmpd")
         try:
+            harness.wait_until(lambda: cls.answers(request(GET, "harbor", NO_SUCH_OID)),
+                               what="the agent to answer")
             r = harness.kxctl(cls.root, "snmp", "community", "add", "name=local",
                               "address=127.0.0.1/32", "write=yes")
             if r.returncode != 0:
@@ -114,6 +116,17 @@ class DatagramTest(unittest.TestCase):
     def tearDownClass(cls):
         cls.agent.stop()
         cls.root.cleanup()
+
+    @classmethod
+    def answers(cls, datagram):
+        """True when the agent replies to datagram within a short wait."""
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+            s.settimeout(0.2)
+            s.sendto(datagram, ("127.0.0.1", cls.port))
+            try:
+                return bool(s.recv(65536))
+            except OSError:
+                return False
 
     def exchange(self, datagram, source="127.0.0.1", target="127.0.0.1"):
         """Sends one datagram; the reply's bytes, or None after REPLY_WAIT_S."""

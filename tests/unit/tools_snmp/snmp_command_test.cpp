@@ -305,6 +305,11 @@ TEST(SnmpCommunity, SetAndRemoveByNameOrId) {
   EXPECT_FALSE(set.has(kReadAccess));
   EXPECT_FALSE(set.has(kAuthPassword));
 
+  // A malformed word is refused before the list is even read.
+  FakeAgent untouched;
+  EXPECT_EQ(untouched.run({"community", "set", "ops", "address=10.1"}).status, kExitUsage);
+  EXPECT_TRUE(untouched.bus.sent.empty());
+
   // A community named like another's id is found by its name first.
   FakeAgent numbered;
   numbered.communities.push_back(community(11, "3"));

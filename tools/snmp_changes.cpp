@@ -109,8 +109,8 @@ bool needsGenerators(const std::vector<std::string>& words) {
 bool settingsChange(const std::vector<std::string>& words, const SettingsContext& context,
                     kx::message& out, std::string& err) {
   static const std::vector<std::string> known = {
-      "enabled",     "contact",      "location",       "community",      "engine-id",
-      "time-window", "trap-target",  "trap-version",   "trap-community", "trap-generators"};
+      "enabled",     "contact",     "location",     "community",      "engine-id",
+      "time-window", "trap-target", "trap-version", "trap-community", "trap-generators"};
   Words pairs;
   if (!splitWords(words, known, pairs, err)) return false;
   kx::message m;
@@ -157,7 +157,8 @@ bool settingsChange(const std::vector<std::string>& words, const SettingsContext
       if (!isNoneWord(value)) {
         const kx::message* c = findCommunity(context.communities, value);
         if (!c) {
-          err = "trap-community: no community is named '" + value + "' (see 'kxctl snmp "
+          err = "trap-community: no community is named '" + value +
+                "' (see 'kxctl snmp "
                 "community list'), or write none";
           return false;
         }
@@ -190,11 +191,10 @@ const kx::message* findCommunity(const std::vector<kx::message>& list, const std
   return nullptr;
 }
 
-bool communityFields(const std::vector<std::string>& words, kx::message& out,
-                     std::string& err) {
-  static const std::vector<std::string> known = {
-      "name", "address", "read", "write", "security", "auth", "privacy", "auth-password",
-      "priv-password"};
+bool communityFields(const std::vector<std::string>& words, kx::message& out, std::string& err) {
+  static const std::vector<std::string> known = {"name",    "address",       "read",
+                                                 "write",   "security",      "auth",
+                                                 "privacy", "auth-password", "priv-password"};
   Words pairs;
   if (!splitWords(words, known, pairs, err)) return false;
   kx::message m;

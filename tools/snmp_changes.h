@@ -42,14 +42,12 @@ const kx::message* findCommunity(const std::vector<kx::message>& list, const std
 // The fields that name=value words for a community give, nothing more:
 // name, address (address and mask), read, write, security, auth, privacy,
 // auth-password, priv-password.
-bool communityFields(const std::vector<std::string>& words, kx::message& out,
-                     std::string& err);
+bool communityFields(const std::vector<std::string>& words, kx::message& out, std::string& err);
 
-// The words of communityFields made into a whole change.  current: the community as it is (null when adding, which
-// then requires name and fills read=yes, write=no, any source, no v3
-// security for what is not given).  A v3 user that requires authentication
-// (or privacy) is refused while its password for that level is shorter
-// than kMinPasswordLength.
+// The words of communityFields made into a whole change.  current: the community as it is (null
+// when adding, which then requires name and fills read=yes, write=no, any source, no v3 security
+// for what is not given).  A v3 user that requires authentication (or privacy) is refused while its
+// password for that level is shorter than kMinPasswordLength.
 bool communityChange(const std::vector<std::string>& words, const kx::message* current,
                      kx::message& out, std::string& err);
 

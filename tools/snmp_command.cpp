@@ -13,7 +13,7 @@ struct Sub {
   const char* words;     // "community add"
   const char* synopsis;  // after "snmp "
   const char* brief;
-  const char* details;   // the rest of its help
+  const char* details;  // the rest of its help
   int (*run)(Session&, const snmp::Args&);
 };
 
@@ -117,9 +117,10 @@ const Sub* findSub(const std::vector<std::string>& args, size_t& used) {
 }  // namespace
 
 std::string SnmpCommand::help() const {
-  std::string s = "Usage: kxctl [--root DIR] [--timeout MS] snmp SUBCOMMAND [ARGS ...]\n\n"
-                  "Shows and changes the SNMP agent's settings and communities (bus\n"
-                  "service 34) with readable names.\n\nSubcommands:\n";
+  std::string s =
+      "Usage: kxctl [--root DIR] [--timeout MS] snmp SUBCOMMAND [ARGS ...]\n\n"
+      "Shows and changes the SNMP agent's settings and communities (bus\n"
+      "service 34) with readable names.\n\nSubcommands:\n";
   for (const Sub& sub : kSubs) {
     std::string line = std::string("  ") + sub.synopsis;
     line.resize(std::max<size_t>(line.size() + 2, 46), ' ');
@@ -142,9 +143,9 @@ int SnmpCommand::run(Session& session, const std::vector<std::string>& args) {
   const Sub* sub = findSub(args, used);
   if (!sub) {
     if (args[0] == "community") {
-      return session.usage("snmp", args.size() < 2 ? "community needs list, add, set or remove"
-                                                    : "unknown community subcommand '" +
-                                                          args[1] + "'");
+      return session.usage("snmp", args.size() < 2
+                                       ? "community needs list, add, set or remove"
+                                       : "unknown community subcommand '" + args[1] + "'");
     }
     return session.usage("snmp", "unknown subcommand '" + args[0] + "'");
   }

@@ -57,20 +57,22 @@ int show(Session& session, const Args& args) {
   agent.communities(communities, error);
   agent.generators(gens, error);
   uint32_t target = settings.getBe32(kTrapTarget);
-  session.out() << tableText({
-      {"enabled", yesNo(settings.getBool(kEnabled))},
-      {"contact", settings.getString(kContact)},
-      {"location", settings.getString(kLocation)},
-      {"community", settings.getString(kCommunity)},
-      {"engine-id", settings.getString(kEngineId)},
-      {"time-window", std::to_string(settings.getU32(kTimeWindow))},
-      {"trap-target", target == 0 ? "none" : ipv4Text(target)},
-      {"trap-version", trapVersionText(settings.getU32(kTrapVersion))},
-      {"trap-community", communityNameOf(settings.getU32(kTrapCommunity, kNoCommunity),
-                                         communities)},
-      {"trap-generators", generatorNames(settings.getU32Array(kTrapGenerators), gens)},
-      {"engine-boots", std::to_string(settings.getU32(kEngineBoots))},
-  }) << std::flush;
+  session.out()
+      << tableText({
+             {"enabled", yesNo(settings.getBool(kEnabled))},
+             {"contact", settings.getString(kContact)},
+             {"location", settings.getString(kLocation)},
+             {"community", settings.getString(kCommunity)},
+             {"engine-id", settings.getString(kEngineId)},
+             {"time-window", std::to_string(settings.getU32(kTimeWindow))},
+             {"trap-target", target == 0 ? "none" : ipv4Text(target)},
+             {"trap-version", trapVersionText(settings.getU32(kTrapVersion))},
+             {"trap-community",
+              communityNameOf(settings.getU32(kTrapCommunity, kNoCommunity), communities)},
+             {"trap-generators", generatorNames(settings.getU32Array(kTrapGenerators), gens)},
+             {"engine-boots", std::to_string(settings.getU32(kEngineBoots))},
+         })
+      << std::flush;
   return kExitOk;
 }
 

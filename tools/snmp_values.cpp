@@ -60,7 +60,7 @@ std::string unknownText(uint32_t v) { return "unknown (" + std::to_string(v) + "
 }  // namespace
 
 bool parseYesNo(const std::string& text, bool& value, std::string& err) {
-  static const Name names[] = {{"yes", 1}, {"true", 1}, {"on", 1},
+  static const Name names[] = {{"yes", 1}, {"true", 1},  {"on", 1},
                                {"no", 0},  {"false", 0}, {"off", 0}};
   uint32_t v;
   if (!parseName(text, names, std::size(names), "answer", "yes or no", v, err)) return false;
@@ -80,9 +80,9 @@ bool parseIpv4(const std::string& text, uint32_t& address, std::string& err) {
       return false;
     }
     uint32_t octet;
-    if (!parseDecimal(text.substr(start, dot == std::string::npos ? std::string::npos
-                                                                  : dot - start),
-                      255, octet)) {
+    if (!parseDecimal(
+            text.substr(start, dot == std::string::npos ? std::string::npos : dot - start), 255,
+            octet)) {
       err = "'" + text + "' is not an IPv4 address like 192.0.2.1";
       return false;
     }
@@ -141,25 +141,27 @@ std::string networkText(const Network& net) {
 }
 
 bool parseTrapVersion(const std::string& text, uint32_t& stored, std::string& err) {
-  static const Name names[] = {{"1", kTrapV1}, {"v1", kTrapV1},
-                               {"2c", kTrapV2c}, {"v2c", kTrapV2c},
-                               {"3", kTrapV3}, {"v3", kTrapV3}};
+  static const Name names[] = {{"1", kTrapV1},    {"v1", kTrapV1}, {"2c", kTrapV2c},
+                               {"v2c", kTrapV2c}, {"3", kTrapV3},  {"v3", kTrapV3}};
   return parseName(text, names, std::size(names), "trap version", "1, 2c or 3", stored, err);
 }
 
 std::string trapVersionText(uint32_t stored) {
   switch (stored) {
-    case kTrapV1: return "1";
-    case kTrapV2c: return "2c";
-    case kTrapV3: return "3";
+    case kTrapV1:
+      return "1";
+    case kTrapV2c:
+      return "2c";
+    case kTrapV3:
+      return "3";
   }
   return unknownText(stored);
 }
 
 bool parseSecurity(const std::string& text, uint32_t& level, std::string& err) {
   static const Name names[] = {{"none", 0}, {"auth", 1}, {"authpriv", 2}};
-  return parseName(text, names, std::size(names), "security level", "none, auth or authpriv",
-                   level, err);
+  return parseName(text, names, std::size(names), "security level", "none, auth or authpriv", level,
+                   err);
 }
 
 std::string securityText(uint32_t level) {
@@ -185,10 +187,10 @@ bool parsePrivacy(const std::string& text, uint32_t& protocol, std::string& err)
 std::string privacyText(uint32_t protocol) { return protocol == 0 ? "des" : unknownText(protocol); }
 
 bool parseValueType(const std::string& text, uint32_t& tag, std::string& err) {
-  static const Name names[] = {
-      {"integer", 0x02},   {"int", 0x02},     {"string", 0x04},    {"octet-string", 0x04},
-      {"null", 0x05},      {"oid", 0x06},     {"ipaddress", 0x40}, {"counter", 0x41},
-      {"counter32", 0x41}, {"gauge", 0x42},   {"gauge32", 0x42},   {"timeticks", 0x43}};
+  static const Name names[] = {{"integer", 0x02},      {"int", 0x02},     {"string", 0x04},
+                               {"octet-string", 0x04}, {"null", 0x05},    {"oid", 0x06},
+                               {"ipaddress", 0x40},    {"counter", 0x41}, {"counter32", 0x41},
+                               {"gauge", 0x42},        {"gauge32", 0x42}, {"timeticks", 0x43}};
   std::string why;
   if (!text.empty() && text[0] >= '0' && text[0] <= '9' && parseU32(text, tag, why)) {
     if (tag <= 0xff) return true;
@@ -206,9 +208,9 @@ bool checkOidText(const std::string& text, std::string& err) {
   while (true) {
     size_t dot = body.find('.', start);
     uint32_t arc;
-    if (!parseDecimal(body.substr(start, dot == std::string::npos ? std::string::npos
-                                                                  : dot - start),
-                      0xffffffff, arc)) {
+    if (!parseDecimal(
+            body.substr(start, dot == std::string::npos ? std::string::npos : dot - start),
+            0xffffffff, arc)) {
       err = "'" + text + "' is not an OID like 1.3.6.1.2.1.1.5.0";
       return false;
     }

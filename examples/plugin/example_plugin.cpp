@@ -43,8 +43,8 @@ void addScalars() {
 
   // One provider for both scalars: a walk over them costs one bus request.
   auto* settings = new GetProvider(MotdData::build, kSettingsPath, kx::kCmdGet, kx::kCmdSet);
-  addScalarLeaf(kExample + 2,
-                new DataStringPacker(dataMember(&MotdData::motd), kOctetString, 0), settings);
+  addScalarLeaf(kExample + 2, new DataStringPacker(dataMember(&MotdData::motd), kOctetString, 0),
+                settings);
   addScalarLeaf(kExample + 3, new DataNumPacker(dataMember(&MotdData::visitors), kCounter32),
                 settings);
 }

@@ -118,8 +118,7 @@ TEST(SnmpShow, SettingsTableWithNamesLookedUp) {
   r = agent.run({"show"});
   EXPECT_NE(r.out.find("trap-community   none\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("trap-target      none\n"), std::string::npos) << r.out;
-  EXPECT_NE(r.out.find("trap-generators  start-trap,interfaces,5\n"), std::string::npos)
-      << r.out;
+  EXPECT_NE(r.out.find("trap-generators  start-trap,interfaces,5\n"), std::string::npos) << r.out;
 }
 
 TEST(SnmpShow, AgentErrorIsReportedAndExitsOne) {
@@ -133,10 +132,10 @@ TEST(SnmpShow, AgentErrorIsReportedAndExitsOne) {
 
 TEST(SnmpSet, EveryNameMapsOntoTheAgentsKeys) {
   FakeAgent agent;
-  Outcome r = agent.run({"set", "enabled=no", "contact=ops desk", "location=rack 4",
-                         "community=x", "engine-id=edge-2", "time-window=150",
-                         "trap-target=198.51.100.9", "trap-version=3", "trap-community=ops",
-                         "trap-generators=interfaces,start-trap"});
+  Outcome r =
+      agent.run({"set", "enabled=no", "contact=ops desk", "location=rack 4", "community=x",
+                 "engine-id=edge-2", "time-window=150", "trap-target=198.51.100.9",
+                 "trap-version=3", "trap-community=ops", "trap-generators=interfaces,start-trap"});
   ASSERT_EQ(r.status, kExitOk) << r.err;
   std::vector<kx::message> changes = agent.changes();
   ASSERT_EQ(changes.size(), 1u);
@@ -159,8 +158,9 @@ TEST(SnmpSet, EveryNameMapsOntoTheAgentsKeys) {
 
 TEST(SnmpSet, OffValuesAndIds) {
   FakeAgent agent;
-  ASSERT_EQ(agent.run({"set", "trap-target=none", "trap-community=none", "trap-generators=none",
-                       "trap-version=1"})
+  ASSERT_EQ(agent
+                .run({"set", "trap-target=none", "trap-community=none", "trap-generators=none",
+                      "trap-version=1"})
                 .status,
             kExitOk);
   // Nothing needed looking up: the only request is the change.
@@ -173,8 +173,7 @@ TEST(SnmpSet, OffValuesAndIds) {
   EXPECT_EQ(m.getU32(kTrapVersion, 9), 0u);
 
   FakeAgent byId;
-  ASSERT_EQ(byId.run({"set", "trap-community=3", "trap-generators=0,0x0abc0001"}).status,
-            kExitOk);
+  ASSERT_EQ(byId.run({"set", "trap-community=3", "trap-generators=0,0x0abc0001"}).status, kExitOk);
   EXPECT_EQ(byId.changes().at(0).getU32(kTrapCommunity), 3u);
   EXPECT_EQ(byId.changes().at(0).getU32Array(kTrapGenerators),
             (std::vector<uint32_t>{0, kStartupGenerator}));
@@ -230,8 +229,7 @@ TEST(SnmpCommunity, ListShowsRightsAndSecurity) {
 
 TEST(SnmpCommunity, AddFillsDefaultsAndReportsTheId) {
   FakeAgent agent;
-  Outcome r = agent.run({"community", "add", "name=private", "address=127.0.0.1/32",
-                         "write=yes"});
+  Outcome r = agent.run({"community", "add", "name=private", "address=127.0.0.1/32", "write=yes"});
   ASSERT_EQ(r.status, kExitOk) << r.err;
   EXPECT_EQ(r.out, "added community 'private' with id 9\n");
   ASSERT_EQ(agent.changes().size(), 1u);
@@ -371,9 +369,14 @@ TEST(SnmpHelp, EachSubcommandHasItsOwnHelp) {
   FakeBus bus;
   Outcome all = runKxctl(bus, {"snmp", "--help"});
   ASSERT_EQ(all.status, kExitOk);
-  for (const std::vector<std::string>& words :
-       {std::vector<std::string>{"show"}, {"set"}, {"community", "list"}, {"community", "add"},
-        {"community", "set"}, {"community", "remove"}, {"generators"}, {"send-trap"}}) {
+  for (const std::vector<std::string>& words : {std::vector<std::string>{"show"},
+                                                {"set"},
+                                                {"community", "list"},
+                                                {"community", "add"},
+                                                {"community", "set"},
+                                                {"community", "remove"},
+                                                {"generators"},
+                                                {"send-trap"}}) {
     std::vector<std::string> args = {"snmp"};
     args.insert(args.end(), words.begin(), words.end());
     std::string joined = words.size() == 2 ? words[0] + " " + words[1] : words[0];

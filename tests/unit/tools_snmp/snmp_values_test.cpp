@@ -68,7 +68,7 @@ TEST(SnmpValues, NetworksInEveryFormAndBackAsText) {
 }
 
 TEST(SnmpValues, TrapVersionsMapOntoTheStoredNumbers) {
-  const std::pair<const char*, uint32_t> cases[] = {{"1", 0}, {"2c", 1}, {"3", 3},
+  const std::pair<const char*, uint32_t> cases[] = {{"1", 0},  {"2c", 1},  {"3", 3},
                                                     {"v1", 0}, {"V2C", 1}, {"v3", 3}};
   for (const auto& [text, stored] : cases) {
     uint32_t v = 99;

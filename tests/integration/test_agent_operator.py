@@ -115,6 +115,9 @@ class OperatorTest(unittest.TestCase):
                      "engine-boots     1\n"):
             self.assertIn(line, show)
         self.assertIn("private  127.0.0.1/32  yes   yes", communities)
+        generators = self.snmp("generators").stdout.splitlines()
+        self.assertEqual(generators[:2], ["ID          NAME        ENABLED",
+                                          "0x0abc0001  start-trap  yes"])
         first.stop()
 
         second = self.start_agent()

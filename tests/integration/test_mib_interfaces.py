@@ -153,16 +153,6 @@ class ExampleInterfacesTest(unittest.TestCase):
         self.assertEqual(got, expected_walk(rows, "ifx", IFX_ENTRY,
                                             [1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 15]))
 
-    def test_example_covers_the_interesting_rows(self):
-        rows = expected_rows(self.scenario)
-        # A counter past 2^32, a VLAN at its parent's speed, an interface
-        # without a hardware address, and one disabled and not running.
-        self.assertTrue(any(r["ifx.6"][1] >= 1 << 32 for r in rows.values()))
-        self.assertTrue(any(r["if.3"][1] == 135 and r["if.5"][1] == 1000000000
-                            for r in rows.values()))
-        self.assertTrue(any(r["if.6"][1] == b"" for r in rows.values()))
-        self.assertTrue(any(r["if.7"][1] == 2 and r["if.8"][1] == 2 for r in rows.values()))
-
     def test_walks_within_a_cache_life_fetch_the_list_once(self):
         # What is guaranteed: reads that never pause for the idle limit share
         # one fill for up to the age limit.  Two walks that fit in that time

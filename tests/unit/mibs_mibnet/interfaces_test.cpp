@@ -1,6 +1,6 @@
-// The interfaces module: kind mapping, the interface record, the VLAN's
-// parent lookup and the counters table's per-interface cache, over a real
-// bus with a controlled clock.
+// The interfaces module: kind mapping, the VLAN's parent lookup and the
+// counters table's per-interface cache, over a real bus with a controlled
+// clock.
 #include <gtest/gtest.h>
 
 #include <vector>
@@ -19,10 +19,6 @@ namespace {
 constexpr uint32_t kKind = kx::u32_id(0x10001);
 constexpr uint32_t kSpeedIndex = kx::u32_id(0x3f2);
 constexpr uint32_t kParent = kx::u32_id(0x7d2);
-constexpr uint32_t kRunning = kx::bool_id(0x1000e);
-constexpr uint32_t kDisabled = kx::bool_id(0xfe000a);
-constexpr uint32_t kName = kx::string_id(0x10006);
-constexpr uint32_t kHw = kx::raw_id(0x3e9);
 constexpr uint32_t kInOctets = kx::u64_id(0x100fc);
 constexpr uint32_t kOutPackets = kx::u64_id(0x100ff);
 constexpr uint32_t kInErrors = kx::u32_id(0x100fa);
@@ -97,45 +93,6 @@ TEST(InterfaceKind, SpeedIndexOfThreeOrMoreIsZero) {
   EXPECT_EQ(speedOfIndex(2), 1000000000);
   EXPECT_EQ(speedOfIndex(3), 0);
   EXPECT_EQ(speedOfIndex(0xffffffff), 0);
-}
-
-TEST(InterfaceRecord, StatusesFollowRunningAndDisabled) {
-  kx::message down = interface(5, 1);
-  down.setBool(kRunning, false);
-  down.setBool(kDisabled, true);
-  EXPECT_EQ(record(down)->adminStatus, 2);
-  EXPECT_EQ(record(down)->operStatus, 2);
-
-  kx::message up = interface(9, 1);
-  up.setBool(kRunning, true);
-  up.setBool(kDisabled, false);
-  EXPECT_EQ(record(up)->adminStatus, 1);
-  EXPECT_EQ(record(up)->operStatus, 1);
-
-  // Neither flag present: enabled but not running.
-  EXPECT_EQ(record(interface(1, 1))->adminStatus, 1);
-  EXPECT_EQ(record(interface(1, 1))->operStatus, 2);
-}
-
-TEST(InterfaceRecord, FieldsAndEthernetSpeedIndex) {
-  kx::message m = interface(7, 1);
-  m.setU32(kSpeedIndex, 2);
-  m.setU32(kx::u32_id(0x10064), 1496);
-  m.setString(kName, "ether7");
-  m.setRaw(kHw, kx::message::raw{0x4c, 0x5e, 0x0c, 0, 0, 7});
-  auto r = record(m);
-  EXPECT_EQ(r->id, 7);
-  EXPECT_EQ(r->mtu, 1496);
-  EXPECT_EQ(r->name, "ether7");
-  EXPECT_EQ(r->speed, 1000000000);
-  EXPECT_EQ(r->ifType, 6);
-  EXPECT_EQ(r->hwAddress, (std::vector<unsigned char>{0x4c, 0x5e, 0x0c, 0, 0, 7}));
-
-  m.setU32(kSpeedIndex, 3);
-  m.erase(kHw);
-  r = record(m);
-  EXPECT_EQ(r->speed, 0);
-  EXPECT_TRUE(r->hwAddress.empty());
 }
 
 TEST_F(InterfacesBusTest, VlanTakesTheSpeedOfItsParent) {

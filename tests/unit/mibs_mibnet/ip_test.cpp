@@ -1,19 +1,16 @@
-// The IP module's conversions: which list objects become rows, route
-// gateways and kind codes, neighbour types and the queue records.
+// The route conversion: which route objects become rows, one per gateway,
+// and the codes of the route kinds.
 #include <gtest/gtest.h>
 
 #include <memory>
 #include <vector>
 
-#include "mibs/ip_queues.h"
-#include "mibs/ip_records.h"
 #include "mibs/ip_routes.h"
 
 namespace {
 
 constexpr uint32_t kInvalid = kx::bool_id(0xfe0008);
 constexpr uint32_t kDisabled = kx::bool_id(0xfe000a);
-constexpr uint32_t kDynamic = kx::bool_id(0xfe0007);
 constexpr uint32_t kKind = kx::u32_id(0x7);
 constexpr uint32_t kGateways = kx::u32_array_id(0x4);
 constexpr uint32_t kRouteInterfaces = kx::u32_array_id(0x5);
@@ -145,85 +142,4 @@ TEST(RouteConversion, RoutesThatMakeNoRows) {
     connected.setBool(flag, true);
     EXPECT_TRUE(routes(connected).empty()) << std::hex << flag;
   }
-}
-
-TEST(IpAddressConversion, InactiveAddressesAreLeftOut) {
-  kx::message m;
-  m.setU32(kx::u32_id(0x1), wire(192, 168, 88, 1));
-  m.setU32(kx::u32_id(0x3), wire(255, 255, 255, 0));
-  m.setU32(kx::u32_id(0x5), 5);
-  auto a = convert<IpAddressData>(IpAddressData::build, m);
-  ASSERT_EQ(a.size(), 1u);
-  EXPECT_EQ(a[0]->address, agent(192, 168, 88, 1));
-  EXPECT_EQ(a[0]->netmask, agent(255, 255, 255, 0));
-  EXPECT_EQ(a[0]->ifIndex, 5);
-
-  for (uint32_t flag : {kInvalid, kDisabled}) {
-    kx::message off = m;
-    off.setBool(flag, true);
-    EXPECT_TRUE(convert<IpAddressData>(IpAddressData::build, off).empty());
-    off.setBool(flag, false);
-    EXPECT_EQ(convert<IpAddressData>(IpAddressData::build, off).size(), 1u);
-  }
-}
-
-TEST(NeighbourConversion, TypeIsInvalidDynamicOrStatic) {
-  kx::message m;
-  m.setU32(kx::u32_id(0x1), wire(192, 168, 88, 10));
-  m.setU32(kx::u32_id(0x3), 5);
-  m.setRaw(kx::raw_id(0x2), kx::message::raw{0, 0x1b, 0x21, 0x3a, 0x4f, 0x10});
-  auto n = convert<ArpEntryData>(ArpEntryData::build, m);
-  ASSERT_EQ(n.size(), 1u);
-  EXPECT_EQ(n[0]->type, kNeighbourStatic);
-  EXPECT_EQ(n[0]->netAddress, agent(192, 168, 88, 10));
-  EXPECT_EQ(n[0]->ifIndex, 5);
-  EXPECT_EQ(n[0]->hwAddress.size(), 6u);
-
-  m.setBool(kDynamic, true);
-  EXPECT_EQ(convert<ArpEntryData>(ArpEntryData::build, m)[0]->type, kNeighbourDynamic);
-  // Invalid wins over dynamic, and invalid neighbours still make a row.
-  m.setBool(kInvalid, true);
-  EXPECT_EQ(convert<ArpEntryData>(ArpEntryData::build, m)[0]->type, kNeighbourInvalid);
-}
-
-TEST(QueueConversion, TargetsNeedTwoElements) {
-  kx::message m;
-  m.setU32(kx::kObjId, 4);
-  m.setString(kx::string_id(0x2), "office");
-  m.setU32Array(kx::u32_array_id(0x69), {wire(192, 168, 88, 0)});
-  m.setU32(kx::u32_id(0x65), wire(192, 168, 88, 1));
-  m.setU64(kx::u64_id(0x12c), 6000000000ULL);
-  m.setU32(kx::u32_id(0xc9), 3);
-  auto q = convert<QueueData>(QueueData::build, m);
-  ASSERT_EQ(q.size(), 1u);
-  EXPECT_EQ(q[0]->address1, 0u);
-  EXPECT_EQ(q[0]->address2, 0u);
-  EXPECT_EQ(q[0]->address3, agent(192, 168, 88, 1));
-  EXPECT_EQ(q[0]->counter1, 6000000000ULL);
-  EXPECT_EQ(q[0]->counter4, 3);
-
-  m.setU32Array(kx::u32_array_id(0x69),
-                {wire(192, 168, 88, 0), wire(192, 168, 88, 255), wire(10, 0, 0, 1)});
-  q = convert<QueueData>(QueueData::build, m);
-  EXPECT_EQ(q[0]->address1, agent(192, 168, 88, 0));
-  EXPECT_EQ(q[0]->address2, agent(192, 168, 88, 255));
-}
-
-TEST(QueueConversion, TreeRecordSplitsItsCounter) {
-  kx::message m;
-  m.setU32(kx::kObjId, 1);
-  m.setStringArray(kx::string_array_id(0xc), {"global", "ether1"});
-  m.setU64(kx::u64_id(0xc8), 0x100000064ULL);
-  m.setU32(kx::u32_id(0xc9), 21);
-  m.setU32(kx::u32_id(0x1), 50000000);
-  auto t = convert<QueueTreeData>(QueueTreeData::build, m);
-  ASSERT_EQ(t.size(), 1u);
-  EXPECT_EQ(t[0]->firstText, "global");
-  EXPECT_EQ(t[0]->counter64, 0x100000064ULL);
-  EXPECT_EQ(t[0]->counterLow, 100);
-  EXPECT_EQ(t[0]->counter, 21);
-  EXPECT_EQ(t[0]->value, 50000000);
-
-  m.setStringArray(kx::string_array_id(0xc), {});
-  EXPECT_EQ(convert<QueueTreeData>(QueueTreeData::build, m)[0]->firstText, "");
 }

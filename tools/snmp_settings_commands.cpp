@@ -81,7 +81,8 @@ int set(Session& session, const Args& args) {
   SettingsContext context;
   kx::message change, error;
   std::string err;
-  // Refuse what is malformed before asking the agent anything.
+  // Refuse what is malformed before asking the agent anything; only words
+  // that name a community or a generator need its lists first.
   if (!settingsChange(args, context, change, err) && !needsCommunities(args) &&
       !needsGenerators(args)) {
     return session.usage("snmp set", err);

@@ -230,5 +230,54 @@ TEST(LoadWindow, CountsRepliesRefusesMismatchesAndWritesOffSilence) {
   ::close(deaf);
 }
 
+// One request lost early in a long run: written off exactly once, and the
+// window stays full, even when thousands of later requests have reused
+// its slot before the periodic scan would have found it.
+TEST(LoadWindow, AnEarlyLossIsWrittenOffOnceInALongRun) {
+  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in a{};
+  a.sin_family = AF_INET;
+  a.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t len = sizeof a;
+  ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+  ASSERT_EQ(::getsockname(fd, reinterpret_cast<sockaddr*>(&a), &len), 0);
+  ChildProcess server;
+  ASSERT_TRUE(server.startFunction(
+      [fd] {
+        std::vector<uint8_t> buf(2048);
+        for (bool first = true;; first = false) {
+          sockaddr_in from{};
+          socklen_t n = sizeof from;
+          const ssize_t got =
+              ::recvfrom(fd, buf.data(), buf.size(), 0, reinterpret_cast<sockaddr*>(&from), &n);
+          if (got > 0 && !first)
+            ::sendto(fd, buf.data(), static_cast<size_t>(got), 0,
+                     reinterpret_cast<sockaddr*>(&from), n);
+        }
+      },
+      "lossy echo"));
+  ::close(fd);
+
+  RequestTemplate get;
+  ASSERT_TRUE(get.build(kGetRequest, "harbor", "1.3.6.1.2.1.1.1.0"));
+  Expectation echoed;
+  echoed.pduTag = kGetRequest;
+  echoed.needValue = false;
+  ASSERT_TRUE(encodeOid("1.3.6.1.2.1.1.1.0", &echoed.oid));
+  LoadSpec spec;
+  spec.window = 2;
+  spec.warmup = std::chrono::milliseconds(0);
+  spec.measure = std::chrono::seconds(30);
+  spec.replies = 10000;  // more than the slot table holds
+  LoadResult result;
+  const int client = connectUdp(ntohs(a.sin_port));
+  ASSERT_GE(client, 0);
+  ASSERT_TRUE(runLoad(client, get, echoed, spec, nullptr, &result));
+  ::close(client);
+  EXPECT_EQ(result.answered, 10000u);
+  EXPECT_EQ(result.lost, 1u);
+  EXPECT_LE(result.sent, result.answered + result.lost + 2);
+}
+
 }  // namespace
 }  // namespace bench

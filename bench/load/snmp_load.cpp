@@ -294,8 +294,10 @@ int main(int argc, char** argv) {
   ::signal(SIGTERM, onStop);
   ::signal(SIGPIPE, SIG_IGN);
 
-  Server ours("snmpd"), net("net-snmp"), echo("echo");
+  // The directories outlive the servers that run in them (destruction in
+  // reverse order): net-snmp writes its state files as it stops.
   bench::TempDir ourRoot, netDir;
+  Server ours("snmpd"), net("net-snmp"), echo("echo");
   if (!ourRoot.create("snmp_load.ours.") || !netDir.create("snmp_load.netsnmp.")) {
     std::perror("snmp_load: cannot create a temporary directory");
     return 1;

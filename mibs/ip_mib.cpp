@@ -145,6 +145,7 @@ void buildRouteTables() {
   routeColumn(13, noInfo);
 }
 
+// Both queue tables start at column 2: their id is the index and no column.
 void buildQueueTables() {
   MapTable* queues = listTable(QueueData::build, {20, 9}, kQueueGetAllArgument);
   queues->addIndex(num(&QueueData::id, kInteger));

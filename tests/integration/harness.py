@@ -344,10 +344,16 @@ class SnmpAgent:
             return [json.loads(line) for line in f]
 
     def stop(self):
-        for proc in (self.agent, self.sim):
-            if proc is not None and proc.returncode is None:
-                proc.stop()
-        self.root.cleanup()
+        """Stops both processes, kxsim also when snmpd had to be killed."""
+        try:
+            if self.agent is not None and self.agent.returncode is None:
+                self.agent.stop()
+        finally:
+            try:
+                if self.sim is not None and self.sim.returncode is None:
+                    self.sim.stop()
+            finally:
+                self.root.cleanup()
 
     def __enter__(self):
         return self

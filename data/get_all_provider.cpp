@@ -1,6 +1,6 @@
 #include "data/get_all_provider.h"
 
-#include <iostream>
+#include <cstdio>
 #include <utility>
 
 #include "data/bus.h"
@@ -69,7 +69,7 @@ bool GetAllProvider::setData(Data* record) {
     if (record) record->reverseBuild(request);
     kx::message reply = busExchange(request);
     if (kx::isError(reply))
-      std::cerr << kx::getError(reply) << '\n';
+      std::fprintf(stderr, "%s\n", kx::getError(reply).c_str());
     else
       accepted = true;
   }

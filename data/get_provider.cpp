@@ -1,6 +1,6 @@
 #include "data/get_provider.h"
 
-#include <iostream>
+#include <cstdio>
 
 #include "data/bus.h"
 #include "engine/data.h"
@@ -15,7 +15,7 @@ Data* GetProvider::getData() {
   request.setDstPath(path_);
   kx::message reply = busExchange(request);
   if (kx::isError(reply)) {
-    std::cerr << "GetProvider::getData error: " << kx::getError(reply) << '\n';
+    std::fprintf(stderr, "GetProvider::getData error: %s\n", kx::getError(reply).c_str());
     reply = kx::message();
   }
   return convert_ ? convert_(reply) : nullptr;

@@ -1,6 +1,6 @@
 #include "data/string_packer.h"
 
-#include <iostream>
+#include <cstdio>
 
 #include "engine/context.h"
 
@@ -9,7 +9,10 @@ void StringPacker::pack(Context& ctx, Data const* record) { ctx.out.add(get(reco
 void StringPacker::unpack(Data* record, Context& ctx) {
   std::string value;
   if (!ctx.in.getString(&value)) return;
-  std::cerr << "unpacked s = " << value << '\n';
+  // The value may hold any byte, NUL included: written by length.
+  std::fputs("unpacked s = ", stderr);
+  std::fwrite(value.data(), 1, value.size(), stderr);
+  std::fputc('\n', stderr);
   set(record, value);
 }
 
@@ -18,7 +21,7 @@ OID StringPacker::getAsKey(Data const* record) {
   OID key;
   if (keyLength > 0) {
     if (value.size() != keyLength) {
-      std::cerr << "inconsistent key length\n";
+      std::fputs("inconsistent key length\n", stderr);
       return OID();
     }
   } else {

@@ -1,7 +1,7 @@
 #include "engine/create_reply.h"
 
 #include <cstdint>
-#include <iostream>
+#include <cstdio>
 
 #include "asn1/ber.h"
 #include "engine/community_list.h"
@@ -24,7 +24,7 @@ constexpr const char* kAuthFailed = " authentification failed";
 using Operation = unsigned (*)(Context&);
 
 bool drop(const char* line) {
-  std::cerr << line << std::endl;
+  std::fprintf(stderr, "%s\n", line);
   return false;
 }
 

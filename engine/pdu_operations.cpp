@@ -1,6 +1,6 @@
 #include "engine/pdu_operations.h"
 
-#include <iostream>
+#include <cstdio>
 #include <iterator>
 
 #include "asn1/ber.h"
@@ -56,7 +56,7 @@ unsigned snmpGetBulk(Context& ctx) {
     }
     unsigned status = snmpGetNext(ctx);
     if (status != kNoError) {
-      std::cerr << "Error " << status << std::endl;
+      std::fprintf(stderr, "Error %u\n", status);
       return status;
     }
     if (i >= repetitions - 1) return kNoError;
@@ -77,6 +77,7 @@ unsigned snmpSet(Context& ctx) {
     ctx.setPrefix.pop_back();
   }
   if (ctx.setPrefix.empty()) return kNoSuchName;
-  std::cerr << "snmpSet found " << found->first << std::endl;
+  // The key without its leading dot, as the log has always shown it.
+  std::fprintf(stderr, "snmpSet found %s\n", found->first.str().c_str() + 1);
   return found->second->set(ctx) ? kNoError : kNoSuchName;
 }

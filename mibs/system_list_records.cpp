@@ -1,6 +1,6 @@
 #include "mibs/system_list_records.h"
 
-#include <iostream>
+#include <cstdio>
 
 namespace {
 
@@ -18,7 +18,7 @@ constexpr uint32_t kStatus = kx::string_id(0xb);
 }  // namespace
 
 void Script::build(const kx::message& object, std::vector<Data*>* out) {
-  std::cerr << "Script::build\n";
+  std::fputs("Script::build\n", stderr);
   auto* s = new Script;
   s->id = static_cast<int>(object.getU32(kx::kObjId));
   s->name = object.getString(kScriptName);
@@ -26,10 +26,10 @@ void Script::build(const kx::message& object, std::vector<Data*>* out) {
 }
 
 void Script::reverseBuild(kx::message& msg) {
-  std::cerr << "Script::reverseBuild\n";
+  std::fputs("Script::reverseBuild\n", stderr);
   msg.setU32(kx::kObjId, static_cast<uint32_t>(id));
   if (run != 0) {
-    std::cerr << "Run, FOREST, run!\n";
+    std::fputs("Run, FOREST, run!\n", stderr);
     msg.setCommand(kRunCommand);
   } else {
     msg.setString(kScriptName, name);

@@ -1,6 +1,6 @@
 #include "mibs/system_records.h"
 
-#include <iostream>
+#include <cstdio>
 
 #include "data/bus.h"
 
@@ -91,19 +91,19 @@ Data* Ident::build(const kx::message& msg) {
 }
 
 void Ident::reverseBuild(kx::message& msg) {
-  std::cerr << "Ident::reverseBuild\n";
+  std::fputs("Ident::reverseBuild\n", stderr);
   msg.setString(kIdentName, name);
 }
 
 Data* TheSystem::build(const kx::message&) {
-  std::cerr << "TheSystem::build\n";
+  std::fputs("TheSystem::build\n", stderr);
   return new TheSystem;
 }
 
 void TheSystem::reverseBuild(kx::message&) {
-  std::cerr << "TheSystem::reverseBuild\n";
+  std::fputs("TheSystem::reverseBuild\n", stderr);
   if (reboot == 0) return;
-  std::cerr << "TheSystem::REBOOT\n";
+  std::fputs("TheSystem::REBOOT\n", stderr);
   kx::message request;
   request.setDstPath(kRebootPath);
   request.setCommand(kRebootCommand);

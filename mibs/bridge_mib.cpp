@@ -19,7 +19,7 @@ constexpr unsigned int kInteger = 0x02;
 constexpr unsigned int kOctetString = 0x04;
 // Hardware addresses are six octets, also as a table index.
 constexpr unsigned int kMacLength = 6;
-// dot1dStpProtocolSpecification: ieee8021d.
+// The spanning-tree protocol scalar (17.2.1) reports ieee8021d.
 constexpr int kStpIeee8021d = 3;
 
 const std::vector<unsigned int> kInterfacePath = {20, 0};

@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "kx/message_field.h"
-#include "kx/message_json.h"
 
 namespace kx {
 
@@ -264,10 +263,6 @@ bool message::operator==(const message& o) const {
     if (!g || !(g->value == f.value)) return false;
   }
   return true;
-}
-
-std::string message::dump() const {
-  return dumpText(*this);
 }
 
 message errorMsg(uint32_t code, const std::string& text) {

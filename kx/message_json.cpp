@@ -72,49 +72,6 @@ bool parseHex(const std::string& t, message::raw& out) {
   return true;
 }
 
-std::string hexText(const message::raw& r) {
-  static const char kDigits[] = "0123456789abcdef";
-  std::string s;
-  for (size_t i = 0; i < r.size(); ++i) {
-    if (i) s.push_back(':');
-    s.push_back(kDigits[r[i] >> 4]);
-    s.push_back(kDigits[r[i] & 0xf]);
-  }
-  return s;
-}
-
-// JSON text must be UTF-8; a string field may hold any bytes (names typed
-// by users, octets from the network).  Invalid sequences become U+FFFD so
-// that dumping the JSON never fails.
-std::string validUtf8(const std::string& s) {
-  std::string out;
-  out.reserve(s.size());
-  size_t i = 0;
-  while (i < s.size()) {
-    const uint8_t c = static_cast<uint8_t>(s[i]);
-    size_t n = c < 0x80 ? 1 : (c >> 5) == 0x6 ? 2 : (c >> 4) == 0xe ? 3 : (c >> 3) == 0x1e ? 4 : 0;
-    bool ok = n != 0 && i + n <= s.size();
-    uint32_t cp = n == 1 ? c : n == 2 ? (c & 0x1f) : n == 3 ? (c & 0x0f) : (c & 0x07);
-    for (size_t k = 1; ok && k < n; ++k) {
-      const uint8_t d = static_cast<uint8_t>(s[i + k]);
-      ok = (d & 0xc0) == 0x80;
-      cp = cp << 6 | (d & 0x3f);
-    }
-    // Overlong forms, surrogates and code points past U+10FFFF are invalid.
-    if (ok && ((n == 2 && cp < 0x80) || (n == 3 && cp < 0x800) || (n == 4 && cp < 0x10000) ||
-               (cp >= 0xd800 && cp <= 0xdfff) || cp > 0x10ffff))
-      ok = false;
-    if (ok) {
-      out.append(s, i, n);
-      i += n;
-    } else {
-      out.append("\xef\xbf\xbd");
-      ++i;
-    }
-  }
-  return out;
-}
-
 const char* expected(uint32_t scalarType) {
   switch (scalarType) {
     case kTypeBool: return "a bool (true or false)";
@@ -269,12 +226,6 @@ bool fieldFrom(message& out, uint32_t key, const json& v, std::string& err, int 
 
 }  // namespace
 
-std::string keyText(uint32_t key) {
-  char buf[11];
-  std::snprintf(buf, sizeof buf, "0x%08x", key);
-  return buf;
-}
-
 bool parseKey(const std::string& text, uint32_t& key) {
   uint64_t v;
   if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
@@ -365,6 +316,6 @@ Json toJson(const message& m) {
 
 nlohmann::json messageToJson(const message& m) { return toJson<json>(m); }
 
-std::string dumpText(const message& m) { return toJson<nlohmann::ordered_json>(m).dump(); }
+std::string dumpText(const message& m) { return m.dump(); }
 
 }  // namespace kx

@@ -14,6 +14,7 @@
 #include <nlohmann/json.hpp>
 
 #include "kx/message.h"
+#include "kx/message_text.h"  // keyText, used with these forms
 
 namespace kx {
 
@@ -31,9 +32,8 @@ bool setFieldFromText(message& out, uint32_t key, const std::string& text, std::
 // The JSON form (object keys come out sorted).  String fields that are not
 // valid UTF-8 get U+FFFD for each bad byte, so dump() never throws.
 nlohmann::json messageToJson(const message& m);
-// One line of JSON text with the fields in insertion order (message::dump).
+// One line of JSON text with the fields in insertion order: m.dump().
 std::string dumpText(const message& m);
-std::string keyText(uint32_t key);  // "0x08fe0001"
 
 }  // namespace kx
 

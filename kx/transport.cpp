@@ -63,7 +63,7 @@ std::string pathText(const std::vector<uint32_t>& path) {
   return s + "]";
 }
 
-Transport::Transport(Looper& looper) : looper_(looper), rx_(frame::kMaxPacket) {}
+Transport::Transport(Looper& looper) : looper_(looper), rx_(new uint8_t[frame::kMaxPacket]) {}
 
 Transport::~Transport() {
   for (auto& c : conns_) {
@@ -225,7 +225,7 @@ bool Transport::readPackets(int fd, uint64_t serial, int maxPackets) {
   for (int i = 0; i < maxPackets; ++i) {
     Connection* c = find(fd, serial);
     if (!c) return false;
-    ssize_t n = ::recv(fd, rx_.data(), rx_.size(), MSG_DONTWAIT | MSG_TRUNC);
+    ssize_t n = ::recv(fd, rx_.get(), frame::kMaxPacket, MSG_DONTWAIT | MSG_TRUNC);
     if (n < 0) {
       if (errno == EINTR) continue;
       if (errno == EAGAIN || errno == EWOULDBLOCK) return true;
@@ -239,7 +239,7 @@ bool Transport::readPackets(int fd, uint64_t serial, int maxPackets) {
       return false;
     }
     FrameAssembler::Result r = FrameAssembler::Result::kBad;
-    if (static_cast<size_t>(n) <= rx_.size()) r = c->assembler.feed(rx_.data(), n);
+    if (static_cast<size_t>(n) <= frame::kMaxPacket) r = c->assembler.feed(rx_.get(), n);
     if (r == FrameAssembler::Result::kPartial) continue;
     message m;
     if (r == FrameAssembler::Result::kBad ||

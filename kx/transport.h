@@ -19,6 +19,7 @@
 #include <cstdint>
 #include <deque>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -129,7 +130,9 @@ class Transport {
   uint64_t nextSerial_ = 0;
   uint32_t nextRequestId_ = 0;
   uint64_t exchangesSent_ = 0;
-  std::vector<uint8_t> rx_;
+  // One received packet.  Left uninitialised: only the bytes a receive
+  // writes are ever read, and untouched pages cost no memory.
+  std::unique_ptr<uint8_t[]> rx_;
 };
 
 // "[20,0]": a path as it appears in log lines.

@@ -47,23 +47,6 @@ TEST(GetAll, FollowsContinuationMarksToTheEndAndPrintsOneArray) {
   EXPECT_EQ(r.out.find('\n'), r.out.size() - 1);
 }
 
-TEST(GetAll, AsksForThePageSizeGiven) {
-  FakeBus bus;
-  bus.serve = listService(0, 10, 20);
-  Outcome r = runKxctl(bus, {"getall", "--page", "3", "20,0"});
-  ASSERT_EQ(r.status, kExitOk) << r.err;
-  EXPECT_EQ(bus.sent.size(), 4u);
-  for (const kx::message& m : bus.sent) EXPECT_EQ(m.getU32(kx::kPageSize), 3u);
-  EXPECT_EQ(nlohmann::json::parse(r.out).size(), 10u);
-}
-
-TEST(GetAll, EmptyListPrintsAnEmptyArray) {
-  FakeBus bus;
-  Outcome r = runKxctl(bus, {"getall", "20,0"});
-  ASSERT_EQ(r.status, kExitOk) << r.err;
-  EXPECT_EQ(r.out, "[]\n");
-}
-
 TEST(GetAll, ARefusedPagePrintsTheErrorAndNoPartialList) {
   FakeBus bus;
   auto list = listService(0, 50, 20);
@@ -92,19 +75,6 @@ TEST(GetAll, AServiceThatRepeatsAMarkIsStoppedNotFollowedForever) {
   EXPECT_EQ(r.status, kExitError);
   EXPECT_EQ(bus.sent.size(), 3u);
   EXPECT_NE(r.err.find("repeats continuation mark 5"), std::string::npos) << r.err;
-}
-
-TEST(GetAll, UsageMistakes) {
-  for (const std::vector<std::string>& args : {std::vector<std::string>{"getall"},
-                                               {"getall", "20,0", "21"},
-                                               {"getall", "--page"},
-                                               {"getall", "20,0", "--page", "0"},
-                                               {"getall", "20,0", "--page", "x"}}) {
-    FakeBus bus;
-    Outcome r = runKxctl(bus, args);
-    EXPECT_EQ(r.status, kExitUsage) << r.err;
-    EXPECT_TRUE(bus.sent.empty());
-  }
 }
 
 }  // namespace

@@ -21,11 +21,6 @@ kx::message replyWithTransportFields() {
   return m;
 }
 
-TEST(Output, ReplyLeavesOutEveryTransportField) {
-  nlohmann::json j = replyJson(replyWithTransportFields());
-  EXPECT_EQ(j, nlohmann::json::parse(R"({"0x08fe0001": 3, "0x20010006": "ether1"})"));
-}
-
 TEST(Output, EventKeepsItsKindAndPublisher) {
   nlohmann::json j = eventJson(replyWithTransportFields());
   EXPECT_EQ(j, nlohmann::json::parse(R"({"0x08fe0001": 3, "0x20010006": "ether1",

@@ -189,35 +189,21 @@ TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
 
 TEST_F(SnmpLooperTest, GetNamesTheSenderOrCallsTheRequestBogonymous) {
   auto loop = startLooper();
-  {
+  // No source path, an empty one, and a real sender.
+  const struct {
+    bool hasSource;
+    std::vector<uint32_t> source;
+    const char* line;
+  } cases[] = {{false, {}, "bogonymous cmd_get request\n"},
+               {true, {}, "bogonymous cmd_get request\n"},
+               {true, {20, 1}, "cmd_get from 20\n"}};
+  for (const auto& c : cases) {
+    kx::message req;
+    if (c.hasSource) req.setU32Array(kx::kSrcPath, c.source);
     StreamCapture err(2);
-    EXPECT_EQ(loop->cmdGet(kx::message()), loop->getConfig());
-    EXPECT_EQ(err.text(), "bogonymous cmd_get request\n");
+    EXPECT_EQ(loop->cmdGet(req), loop->getConfig());
+    EXPECT_EQ(err.text(), c.line);
   }
-  {
-    kx::message empty;
-    empty.setU32Array(kx::kSrcPath, {});
-    StreamCapture err(2);
-    loop->cmdGet(empty);
-    EXPECT_EQ(err.text(), "bogonymous cmd_get request\n");
-  }
-  kx::message from;
-  from.setU32Array(kx::kSrcPath, {20, 1});
-  StreamCapture err(2);
-  EXPECT_EQ(loop->cmdGet(from), loop->getConfig());
-  EXPECT_EQ(err.text(), "cmd_get from 20\n");
-}
-
-TEST_F(SnmpLooperTest, GeneratorListStartsWithTheStartupTrap) {
-  auto loop = startLooper();
-  kx::message list = loop->cmdUnknown(kx::message(), 100);
-  const auto* entries = list.findMessageArray(kx::kObjects);
-  ASSERT_NE(entries, nullptr);
-  ASSERT_GE(entries->size(), 1u);
-  EXPECT_EQ(entries->front().getU32(kx::kObjId), 0x0abc0001u);
-  EXPECT_EQ(entries->front().getString(SnmpLooper::kGeneratorName), "start-trap");
-
-  EXPECT_TRUE(loop->cmdUnknown(kx::message(), 0x4242).empty());
 }
 
 TEST_F(SnmpLooperTest, BusyPortLeavesTheServiceDisabledButWanted) {

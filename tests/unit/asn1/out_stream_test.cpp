@@ -9,7 +9,6 @@
 #include <string>
 #include <vector>
 
-#include "asn1/hexdump.h"
 #include "asn1/in_stream.h"
 
 namespace {
@@ -180,15 +179,6 @@ TEST(OutStreamByType, TextConversions) {
   EXPECT_EQ(byType("4294967295", 0x41), (Bytes{0x41, 0x05, 0x00, 0xFF, 0xFF, 0xFF, 0xFF}));
   EXPECT_EQ(byType("360000", 0x43), (Bytes{0x43, 0x03, 0x05, 0x7E, 0x40}));
   EXPECT_EQ(byType("7", 0x47), (Bytes{0x47, 0x01, 0x07}));
-}
-
-TEST(Hexdump, SixteenBytesPerLineThenALineEnd) {
-  unsigned char bytes[17];
-  for (unsigned i = 0; i < 17; ++i) bytes[i] = static_cast<unsigned char>(i * 15);
-  testing::internal::CaptureStdout();
-  hexdump(bytes, 17);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(),
-            "00 0f 1e 2d 3c 4b 5a 69 78 87 96 a5 b4 c3 d2 e1 \nf0 \n");
 }
 
 }  // namespace

@@ -31,18 +31,6 @@ TEST_F(Registration, SecondLeafUnderOneKeyWins) {
   EXPECT_EQ(written(ctx).at(0).second.second, "second");
 }
 
-TEST_F(Registration, HelpersRegisterLeavesOfTheirKind) {
-  TextPacker packer("c");
-  FakeTable table;
-  addScalarLeaf(OID("1.3.6.1.2.1.1.1"), &packer, nullptr);
-  addColumnarLeaf(OID("1.3.6.1.2.1.2.2.1.1"), &packer, &table);
-  ASSERT_EQ(leafs.size(), 2u);
-  std::unique_ptr<Leaf> scalar(leafs.begin()->second);
-  std::unique_ptr<Leaf> column(std::next(leafs.begin())->second);
-  EXPECT_NE(dynamic_cast<ScalarLeaf*>(scalar.get()), nullptr);
-  EXPECT_NE(dynamic_cast<ColumnarLeaf*>(column.get()), nullptr);
-}
-
 // Reports its destruction, as a keeper's subclass of Item might.
 struct CountedItem : CommunityList::Item {
   CountedItem(const char* n, int* deleted) : deleted(deleted) { name = n; }

@@ -63,7 +63,8 @@ ThinRunner* getRunner() {
 
 void ThinRunner::addSocketFn(int fd, std::function<void(int, int)> cb, int events) {
   if (fd < 0) return;
-  sockets_[fd] = Socket{std::move(cb), events, ++socketGeneration_};
+  sockets_[fd] = Socket{std::make_shared<const std::function<void(int, int)>>(std::move(cb)), events,
+                       ++socketGeneration_};
 }
 
 void ThinRunner::removeSocket(int fd) { sockets_.erase(fd); }
@@ -123,6 +124,10 @@ int ThinRunner::runOnce(int maxWaitMs) {
 
   std::vector<pollfd> fds;
   std::vector<uint64_t> generations;
+  fds.swap(pollFds_);
+  generations.swap(pollGenerations_);
+  fds.clear();
+  generations.clear();
   fds.reserve(sockets_.size() + 1);
   generations.reserve(sockets_.size());
   for (const auto& s : sockets_) {
@@ -140,9 +145,9 @@ int ThinRunner::runOnce(int maxWaitMs) {
       // An earlier callback of this round may have removed or replaced it.
       auto it = sockets_.find(fds[i].fd);
       if (it == sockets_.end() || it->second.generation != generations[i]) continue;
-      // Copy: the callback may remove its own registration.
-      std::function<void(int, int)> cb = it->second.cb;
-      cb(fds[i].fd, fds[i].revents);
+      // Held: the callback may remove its own registration.
+      const std::shared_ptr<const std::function<void(int, int)>> cb = it->second.cb;
+      (*cb)(fds[i].fd, fds[i].revents);
       ++ran;
     }
     if (wakeFds_[0] >= 0 && fds.back().revents != 0) {
@@ -153,6 +158,8 @@ int ThinRunner::runOnce(int maxWaitMs) {
   } else if (ready < 0 && errno != EINTR) {
     std::fprintf(stderr, "kx: poll failed: %s\n", std::strerror(errno));
   }
+  pollFds_.swap(fds);
+  pollGenerations_.swap(generations);
   return ran + fireDueTimers();
 }
 

@@ -17,6 +17,7 @@
 #include <cstring>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -92,7 +93,9 @@ class ThinRunner {
     return k;
   }
   struct Socket {
-    std::function<void(int, int)> cb;
+    // Shared so a dispatch can keep the callback alive while it runs (it
+    // may remove its own registration) without copying the callable.
+    std::shared_ptr<const std::function<void(int, int)>> cb;
     int events;
     // Tells a registration from a later one of the same fd number, so a
     // callback that removes and re-adds an fd does not get a stale event.
@@ -116,6 +119,10 @@ class ThinRunner {
   // Self-pipe: stop() writes a byte so a sleeping poll wakes at once.
   int wakeFds_[2] = {-1, -1};
   Clock clock_;
+  // Storage of the poll set, kept between iterations so a busy loop does
+  // not allocate; a nested runOnce finds it taken and uses its own.
+  std::vector<pollfd> pollFds_;
+  std::vector<uint64_t> pollGenerations_;
   int fireDueTimers();
   int waitTimeMs(int maxWaitMs) const;
 };

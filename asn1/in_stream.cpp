@@ -18,10 +18,16 @@ constexpr std::uint32_t kMaxCounter64Octets = 8;
 constexpr unsigned int kOidGroupBits = 7;
 constexpr std::uint8_t kOidMoreBit = 0x80;
 constexpr std::uint8_t kOidGroupMask = 0x7F;
+// Constructed values a v3 message nests at most (message, security and
+// scoped PDU, PDU, binding list, binding); deeper input still works, it
+// only grows the stack.
+constexpr std::size_t kUsualNesting = 8;
 
 }  // namespace
 
-InStream::InStream(const unsigned char* data, unsigned int len) : data_(data, data + len) {}
+InStream::InStream(const unsigned char* data, unsigned int len) : data_(data, data + len) {
+  seq_ends_.reserve(kUsualNesting);
+}
 
 int InStream::getType() const { return cursor_ < data_.size() ? data_[cursor_] : -1; }
 

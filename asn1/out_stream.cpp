@@ -15,6 +15,9 @@ void log(const char* text) { std::printf("SNMP OutStream: %s\n", text); }
 // Most responses fit one Ethernet frame: reserve that once, grow beyond it
 // only for large ones.
 constexpr std::size_t kInitialCapacity = 1500;
+// Constructed values a response nests at most, v3 included: the open
+// sequences then fit one allocation.
+constexpr std::size_t kUsualNesting = 8;
 constexpr unsigned int kLength1Octet = 0x81;   // long form, one octet
 constexpr unsigned int kLength2Octets = 0x82;  // long form, two octets
 constexpr std::size_t kMaxOneOctetLength = 255;
@@ -47,7 +50,10 @@ unsigned int decimal32(const char* text) {
 
 }  // namespace
 
-OutStream::OutStream() { data_.reserve(kInitialCapacity); }
+OutStream::OutStream() {
+  data_.reserve(kInitialCapacity);
+  open_seqs_.reserve(kUsualNesting);
+}
 
 void OutStream::startSeq(unsigned int tag) {
   data_.push_back(static_cast<std::uint8_t>(tag));

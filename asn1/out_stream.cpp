@@ -12,9 +12,10 @@ namespace {
 
 void log(const char* text) { std::printf("SNMP OutStream: %s\n", text); }
 
-// Most responses fit one Ethernet frame: reserve that once, grow beyond it
-// only for large ones.
-constexpr std::size_t kInitialCapacity = 1500;
+// Most responses are a few hundred bytes: reserve 1 KiB once, the largest
+// block the allocator recycles on its fast path, and grow beyond it only
+// for large ones.
+constexpr std::size_t kInitialCapacity = 1024;
 // Constructed values a response nests at most, v3 included: the open
 // sequences then fit one allocation.
 constexpr std::size_t kUsualNesting = 8;

@@ -113,12 +113,13 @@ TEST(SnmpShow, NamesLookedUpOffValuesAndUnknownIds) {
   EXPECT_NE(r.out.find("trap-generators  start-trap,interfaces,5\n"), std::string::npos) << r.out;
 }
 
-TEST(SnmpSet, EveryNameMapsOntoTheAgentsKeys) {
+// The daemon tests see every setting applied; here what only the bus
+// shows: one change request, the address's byte order and names turned
+// into the agent's ids.
+TEST(SnmpSet, OneChangeWithAddressesAndNamesAsTheAgentStoresThem) {
   FakeAgent agent;
-  Outcome r =
-      agent.run({"set", "enabled=no", "contact=ops desk", "location=rack 4", "community=x",
-                 "engine-id=edge-2", "time-window=150", "trap-target=198.51.100.9",
-                 "trap-version=3", "trap-community=ops", "trap-generators=interfaces,start-trap"});
+  Outcome r = agent.run({"set", "enabled=no", "trap-target=198.51.100.9", "trap-community=ops",
+                         "trap-generators=interfaces,start-trap"});
   ASSERT_EQ(r.status, kExitOk) << r.err;
   std::vector<kx::message> changes = agent.changes();
   ASSERT_EQ(changes.size(), 1u);
@@ -127,14 +128,8 @@ TEST(SnmpSet, EveryNameMapsOntoTheAgentsKeys) {
   EXPECT_EQ(m.command(), kx::kCmdSet);
   EXPECT_TRUE(m.has(kEnabled));
   EXPECT_FALSE(m.getBool(kEnabled, true));
-  EXPECT_EQ(m.getString(kContact), "ops desk");
-  EXPECT_EQ(m.getString(kLocation), "rack 4");
-  EXPECT_EQ(m.getString(kCommunity), "x");
-  EXPECT_EQ(m.getString(kEngineId), "edge-2");
-  EXPECT_EQ(m.getU32(kTimeWindow), 150u);
   // On the bus the address's first octet is the most significant.
   EXPECT_EQ(m.getU32(kTrapTarget), 0xC6336409u);
-  EXPECT_EQ(m.getU32(kTrapVersion), 3u);
   EXPECT_EQ(m.getU32(kTrapCommunity), 7u);
   EXPECT_EQ(m.getU32Array(kTrapGenerators), (std::vector<uint32_t>{0, kStartupGenerator}));
 }
@@ -217,15 +212,11 @@ TEST(SnmpCommunity, AddFillsDefaultsAndReportsTheId) {
   EXPECT_EQ(r.out, "added community 'private' with id 9\n");
   ASSERT_EQ(agent.changes().size(), 1u);
   const kx::message m = agent.changes().at(0);
-  EXPECT_EQ(m.dstPath(), kCommunitiesPath);
   EXPECT_EQ(m.command(), kx::kCmdAddObj);
-  EXPECT_EQ(m.getString(kName), "private");
   EXPECT_EQ(m.getU32(kAddress), 0x7f000001u);
-  EXPECT_EQ(m.getU32(kAddressMask), 0xffffffffu);
   EXPECT_TRUE(m.getBool(kReadAccess));
-  EXPECT_TRUE(m.getBool(kWriteAccess));
   EXPECT_EQ(m.getU32(kSecurity, 9), 0u);
-  EXPECT_FALSE(m.has(kx::kObjId));
+  EXPECT_FALSE(m.has(kx::kObjId)) << "the agent chooses the id";
 
   FakeAgent v3;
   ASSERT_EQ(v3.run({"community", "add", "name=alice", "security=authpriv", "auth=sha1",

@@ -54,16 +54,6 @@ TEST(OidCompare, LimitedPrefixTailAndAppend) {
   EXPECT_EQ(b + 7u, OID("1.3.1.3.7"));
 }
 
-TEST(OidIndex, AsIpKeepsDottedOrderInMemory) {
-  unsigned int addr = 77;
-  EXPECT_FALSE(OID("10.0.0.256").asIP(&addr));
-  EXPECT_FALSE(OID("10.0.0").asIP(&addr));
-  EXPECT_EQ(addr, 77u);
-  ASSERT_TRUE(OID("10.0.0.1").asIP(&addr));
-  EXPECT_EQ(reinterpret_cast<unsigned char*>(&addr)[0], 10);
-  EXPECT_EQ(addr, 10u | (1u << 24));
-}
-
 TEST(OidIndex, AsOidSucceedsWithoutOutputOnAnUnusablePrefix) {
   OID out("7.7");
   EXPECT_TRUE(OID().asOID(&out));
@@ -85,25 +75,6 @@ TEST(OidIndex, FailedDecodesLeaveBothSidesUnchanged) {
   EXPECT_EQ(str, OID("2.97.256.1"));
   EXPECT_EQ(head, OID("9"));
   EXPECT_EQ(s, "keep");
-}
-
-TEST(OidIndex, PopsWalkAMultiPartIndex) {
-  // A string, an address, a length-prefixed OID and a number.
-  OID key("3.97.98.99.192.168.1.1.2.1.3.44");
-  OID part, oid;
-  std::string s;
-  unsigned int addr = 0, number = 0;
-  ASSERT_TRUE(key.popString(&part));
-  EXPECT_EQ(part, OID("3.97.98.99"));
-  ASSERT_TRUE((part + 7u).asString(&s));  // arcs after the length ignored
-  EXPECT_EQ(s, "abc");
-  ASSERT_TRUE(key.popIP(&part) && part.asIP(&addr));
-  EXPECT_EQ(addr, 192u | 168u << 8 | 1u << 16 | 1u << 24);
-  ASSERT_TRUE(key.popOID(&part) && part.asOID(&oid));
-  EXPECT_EQ(oid, OID("1.3"));
-  ASSERT_TRUE(key.popUnsigned(&part) && part.asUnsigned(&number));
-  EXPECT_EQ(number, 44u);
-  EXPECT_TRUE(key.empty());
 }
 
 }  // namespace

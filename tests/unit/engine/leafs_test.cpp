@@ -1,5 +1,4 @@
-// Registration in the MIB tree, the community list, the error classes and
-// the base packer's index operations.
+// Registration in the MIB tree, the community list and the error classes.
 #include <gtest/gtest.h>
 
 #include "engine/access_error.h"
@@ -71,16 +70,6 @@ TEST(AccessErrors, EachAppliesItsStatus) {
     EXPECT_EQ(ctx.out.bytes(), c.out);
     EXPECT_EQ(ctx.error, c.flag);
   }
-}
-
-TEST(PackerBase, IndexOperationsReportBugAndYieldEmptyOid) {
-  NumPacker packer(&Row::num, 2);
-  Row row;
-  testing::internal::CaptureStderr();
-  EXPECT_TRUE(packer.getAsKey(&row).empty());
-  EXPECT_TRUE(packer.setFromKey(&row, OID("7.1.2")).empty());
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "BUG: Packer::getAsKey called\nBUG: Packer::setFromKey called\n");
 }
 
 }  // namespace

@@ -62,36 +62,31 @@ class InterfacesBusTest : public BusTest {
 }  // namespace
 
 TEST(InterfaceKind, MapsKindsToTypeAndSpeed) {
+  // Kinds 1 and 30 take their speed from an index; unknown kinds are
+  // "other" at ten megabit.
   struct {
     uint32_t kind;
     int type, speed;
-  } fixed[] = {{2, 188, 2000000},   {5, 71, 11000000},  {35, 71, 11000000},   {6, 188, 10000000},
-               {28, 118, 64000},    {34, 23, 10000000}, {12, 209, 100000000}, {22, 63, 64000},
-               {17, 131, 10000000}, {20, 23, 57600},    {21, 131, 128000},    {27, 32, 64000}};
-  for (const auto& k : fixed) {
-    InterfaceKindInfo info = interfaceKindInfo(k.kind);
-    EXPECT_EQ(info.ifType, k.type) << k.kind;
-    EXPECT_EQ(info.speed, k.speed) << k.kind;
-    EXPECT_FALSE(info.speedFromIndex) << k.kind;
+    bool fromIndex;
+  } rows[] = {{2, 188, 2000000, false},   {5, 71, 11000000, false},  {35, 71, 11000000, false},
+              {6, 188, 10000000, false},  {28, 118, 64000, false},   {34, 23, 10000000, false},
+              {12, 209, 100000000, false}, {22, 63, 64000, false},   {17, 131, 10000000, false},
+              {20, 23, 57600, false},     {21, 131, 128000, false},  {27, 32, 64000, false},
+              {1, 6, 0, true},            {30, 135, 0, true},        {0, 1, 10000000, false},
+              {3, 1, 10000000, false},    {29, 1, 10000000, false},  {36, 1, 10000000, false},
+              {0xffffffff, 1, 10000000, false}};
+  for (const auto& r : rows) {
+    SCOPED_TRACE(r.kind);
+    InterfaceKindInfo info = interfaceKindInfo(r.kind);
+    EXPECT_EQ(info.ifType, r.type);
+    EXPECT_EQ(info.speedFromIndex, r.fromIndex);
+    if (!r.fromIndex) {
+      EXPECT_EQ(info.speed, r.speed);
+    }
   }
-  EXPECT_TRUE(interfaceKindInfo(1).speedFromIndex);
-  EXPECT_EQ(interfaceKindInfo(1).ifType, 6);
-  EXPECT_TRUE(interfaceKindInfo(30).speedFromIndex);
-  EXPECT_EQ(interfaceKindInfo(30).ifType, 135);
-}
-
-TEST(InterfaceKind, UnknownKindsAreOtherAtTenMegabit) {
-  for (uint32_t kind : {0u, 3u, 4u, 9u, 14u, 29u, 36u, 0xffffffffu}) {
-    EXPECT_EQ(interfaceKindInfo(kind).ifType, 1) << kind;
-    EXPECT_EQ(interfaceKindInfo(kind).speed, 10000000) << kind;
-  }
-}
-
-TEST(InterfaceKind, SpeedIndexOfThreeOrMoreIsZero) {
-  EXPECT_EQ(speedOfIndex(0), 10000000);
-  EXPECT_EQ(speedOfIndex(1), 100000000);
-  EXPECT_EQ(speedOfIndex(2), 1000000000);
-  EXPECT_EQ(speedOfIndex(3), 0);
+  // Speed indexes past 2 are zero.
+  const int speeds[] = {10000000, 100000000, 1000000000, 0};
+  for (uint32_t index = 0; index < 4; ++index) EXPECT_EQ(speedOfIndex(index), speeds[index]);
   EXPECT_EQ(speedOfIndex(0xffffffff), 0);
 }
 

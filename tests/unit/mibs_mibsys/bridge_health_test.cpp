@@ -3,6 +3,7 @@
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "kx/message.h"
@@ -50,11 +51,10 @@ kx::message powerSource(uint32_t source) {
 }  // namespace
 
 TEST(HealthData, PowerSourceTexts) {
-  EXPECT_EQ(health(powerSource(1))->powerSource, "main");
-  EXPECT_EQ(health(powerSource(0))->powerSource, "aux");
-  EXPECT_EQ(health(powerSource(2))->powerSource, "none");
-  EXPECT_EQ(health(powerSource(3))->powerSource, "n/a");
-  EXPECT_EQ(health(powerSource(42))->powerSource, "n/a");
+  const std::pair<uint32_t, const char*> rows[] = {
+      {1, "main"}, {0, "aux"}, {2, "none"}, {3, "n/a"}, {42, "n/a"}};
+  for (const auto& r : rows)
+    EXPECT_EQ(health(powerSource(r.first))->powerSource, r.second) << r.first;
   EXPECT_EQ(health(kx::message())->powerSource, "n/a");
 }
 

@@ -1,10 +1,6 @@
-"""Shared helpers of the integration tests.
-
-Where the built programs are (SARN_BUILD) and the sources (SARN_SOURCE),
-temporary roots, free ports, background processes that are always stopped
-by their pid with bounded waits, and kxctl runs whose output is parsed as
-JSON.  Python 3 standard library only.
-"""
+"""Shared helpers of the integration tests: built programs (SARN_BUILD),
+sources (SARN_SOURCE), temporary roots, background processes stopped by
+their pid with bounded waits, kxctl runs, and snmpd beside kxsim."""
 
 import json
 import os
@@ -58,10 +54,8 @@ def free_port(kind=socket.SOCK_DGRAM):
 
 
 def wait_until(predicate, timeout=DEFAULT_WAIT_S, what="the condition"):
-    """Calls predicate until it returns something true; returns that value.
-
-    Raises AssertionError naming `what` after `timeout` seconds.
-    """
+    """Calls predicate until it returns something true, and returns that;
+    raises AssertionError naming `what` after `timeout` seconds."""
     deadline = time.monotonic() + timeout
     while True:
         value = predicate()
@@ -90,12 +84,6 @@ class TempRoot:
     def cleanup(self):
         shutil.rmtree(self.path, ignore_errors=True)
 
-    def __enter__(self):
-        return self
-
-    def __exit__(self, *exc):
-        self.cleanup()
-
 
 class Process:
     """A background process whose output goes to files (a pipe nobody reads
@@ -122,8 +110,7 @@ class Process:
 
     def stdout_lines(self):
         """Complete lines written so far."""
-        text = self.stdout()
-        return text.split("\n")[:-1]
+        return self.stdout().split("\n")[:-1]
 
     def alive(self):
         return self.popen.poll() is None
@@ -279,27 +266,38 @@ def parse_snmp_bindings(output):
 
 class SnmpAgent:
     """kxsim serving a scenario (with a journal) and snmpd on a free UDP port
-    under one temporary root, the agent's settings seeded first.  The tools
-    use the agent's default read community.  Stop it with stop() or a
-    with-block: both processes are stopped by their pid."""
+    under one temporary root, the agent's settings seeded first (AGENT_SETTINGS
+    unless `settings` is given), the given plug-ins installed and, if asked,
+    a write community added over the bus.  Stop it with stop() or a with-block: both processes are stopped
+    by their pid."""
 
     COMMUNITY = "harbor"
     # The agent waits 6 s for a silent service; a client must outwait it.
     TIMEOUT_S = 10
 
-    def __init__(self, scenario, prefix="sarn-snmp-"):
+    def __init__(self, scenario, prefix="sarn-snmp-", settings=None, env=None,
+                 write_community=None, plugins=()):
         self.root = TempRoot(prefix=prefix)
+        if plugins:
+            os.makedirs(os.path.join(self.root.path, "sarn", "lib", "snmp"))
+        for plugin in plugins:
+            shutil.copy(plugin, os.path.join(self.root.path, "sarn", "lib", "snmp"))
         self.port = free_port()
         self.journal_path = self.root.file("journal")
+        self.write_community = write_community
         self.sim = None
         self.agent = None
         try:
             path = self.root.write_json("scenario.json", scenario)
             self.sim = start_kxsim(self.root, path, journal=self.journal_path)
-            kxctl_json(self.root, "store", "put", AGENT_SETTINGS_STORE, "0", *AGENT_SETTINGS)
+            kxctl_json(self.root, "store", "put", AGENT_SETTINGS_STORE, "0",
+                       *(settings or AGENT_SETTINGS))
             self.agent = Process([program(SNMPD), "--root", self.root.path,
-                                  "--port", str(self.port)], self.root.path, "snmpd")
+                                  "--port", str(self.port)], self.root.path, "snmpd", env=env)
             wait_until(self._answers, what="snmpd to answer on port %d" % self.port)
+            if write_community:
+                kxctl_json(self.root, "add", "34,1", "0x20000005=" + write_community,
+                           "0x00000006=true", "0x00000007=true")
         except BaseException:
             self.stop()
             raise
@@ -311,32 +309,40 @@ class SnmpAgent:
         done = self.run("snmpget", ["1.3.6.1"], timeout=1)
         return "Timeout" not in done.stderr + done.stdout
 
-    def run(self, tool, args, timeout=TIMEOUT_S, wall_timeout=None):
+    def run(self, tool, args, timeout=TIMEOUT_S, wall_timeout=None, community=None,
+            version="2c"):
         """Runs a net-snmp tool against the agent; the finished process."""
-        cmd = [tool, "-v", "2c", "-c", self.COMMUNITY, "-t", str(timeout), "-r", "0"]
-        cmd += SNMP_OUTPUT + ["127.0.0.1:%d" % self.port] + list(args)
+        cmd = [tool, "-v", version, "-c", community or self.COMMUNITY, "-t", str(timeout),
+               "-r", "0"] + SNMP_OUTPUT + ["127.0.0.1:%d" % self.port] + list(args)
         return subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                               stdin=subprocess.DEVNULL, universal_newlines=True,
                               timeout=wall_timeout or timeout + 20)
 
-    def get(self, *oids):
-        """[(oid, (type, value))]; raises with the tool's output on an error."""
-        done = self.run("snmpget", oids)
+    def _bindings(self, tool, args, **kw):
+        done = self.run(tool, args, **kw)
         if done.returncode != 0:
-            raise AssertionError("snmpget %s: %s%s" % (oids, done.stdout, done.stderr))
+            raise AssertionError("%s %s: %s%s" % (tool, args, done.stdout, done.stderr))
         return parse_snmp_bindings(done.stdout)
+
+    def get(self, *oids, version="2c"):
+        """{oid: (type, value)}; raises with the tool's output on an error."""
+        return dict(self._bindings("snmpget", oids, version=version))
 
     def getnext(self, *oids):
-        done = self.run("snmpgetnext", oids)
-        if done.returncode != 0:
-            raise AssertionError("snmpgetnext %s: %s%s" % (oids, done.stdout, done.stderr))
-        return parse_snmp_bindings(done.stdout)
+        return self._bindings("snmpgetnext", oids)
 
     def walk(self, oid, wall_timeout=None):
-        done = self.run("snmpwalk", [oid], wall_timeout=wall_timeout)
-        if done.returncode != 0:
-            raise AssertionError("snmpwalk %s: %s%s" % (oid, done.stdout, done.stderr))
-        return parse_snmp_bindings(done.stdout)
+        return self._bindings("snmpwalk", [oid], wall_timeout=wall_timeout)
+
+    def error(self, oid, version="2c"):
+        """The output of a GET that must fail."""
+        done = self.run("snmpget", [oid], version=version)
+        return done.stdout + done.stderr
+
+    def set(self, oid, kind, value, community=None):
+        """A SET with the write community (or `community`); the finished process."""
+        return self.run("snmpset", [oid, kind, str(value)],
+                        community=community or self.write_community)
 
     def journal(self):
         """The requests kxsim received so far, in order."""
@@ -379,3 +385,31 @@ def held_still(scenario, at_s):
                 if isinstance(value, dict) and "base" in value:
                     obj[key] = int(value["base"] + value.get("rate", 0) * at_s)
     return scenario
+
+
+def with_fault(scenario, path, fault):
+    """A copy of the scenario whose service at path has the fault."""
+    scenario = json.loads(json.dumps(scenario))
+    scenario["services"][path]["fault"] = fault
+    return scenario
+
+
+def record(scenario, path):
+    return scenario["services"][path]["record"]
+
+
+def objects(scenario, path):
+    return scenario["services"][path]["list"]
+
+
+def fixed(value):
+    """A scenario number, also when written as a value that does not move."""
+    if isinstance(value, dict):
+        if value.get("rate", 0) != 0 or "base" not in value:
+            raise ValueError("not a fixed value: %r" % (value,))
+        return value["base"]
+    return value
+
+
+def mac_bytes(text):
+    return bytes.fromhex(text.replace(":", ""))

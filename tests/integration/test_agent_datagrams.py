@@ -92,6 +92,18 @@ def parse_response(data):
             "request_id": fields[0], "error_status": fields[1], "error_index": fields[2]}
 
 
+def exchange(port, datagram, source="127.0.0.1", target="127.0.0.1", wait=REPLY_WAIT_S):
+    """Sends one datagram; the reply's bytes, or None after `wait` seconds."""
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+        s.bind((source, 0))
+        s.settimeout(wait)
+        s.sendto(datagram, (target, port))
+        try:
+            return s.recv(65536)
+        except socket.timeout:
+            return None
+
+
 class DatagramTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
@@ -101,15 +113,13 @@ class DatagramTest(unittest.TestCase):
         cls.agent = harness.Process([harness.program(harness.SNMPD), "--root", cls.root.path,
                                      "--port", str(cls.port)], cls.root.path, "snmpd")
         try:
-            harness.wait_until(lambda: cls.answers(request(GET, "harbor", NO_SUCH_OID)),
-                               what="the agent to answer")
-            r = harness.kxctl(cls.root, "snmp", "community", "add", "name=local",
-                              "address=127.0.0.1/32", "write=yes")
-            if r.returncode != 0:
-                raise AssertionError("cannot add a community: %r" % r)
+            harness.wait_until(lambda: exchange(cls.port, request(GET, "harbor", NO_SUCH_OID),
+                                                wait=0.2), what="the agent to answer")
+            harness.kxctl_json(cls.root, "add", "34,1", "0x20000005=local", "0x00000006=true",
+                               "0x00000007=true", "0x08000008=127.0.0.1",
+                               "0x08000009=255.255.255.255")
         except BaseException:
-            cls.agent.stop()
-            cls.root.cleanup()
+            cls.tearDownClass()
             raise
 
     @classmethod
@@ -117,27 +127,8 @@ class DatagramTest(unittest.TestCase):
         cls.agent.stop()
         cls.root.cleanup()
 
-    @classmethod
-    def answers(cls, datagram):
-        """True when the agent replies to datagram within a short wait."""
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
-            s.settimeout(0.2)
-            s.sendto(datagram, ("127.0.0.1", cls.port))
-            try:
-                return bool(s.recv(65536))
-            except OSError:
-                return False
-
-    def exchange(self, datagram, source="127.0.0.1", target="127.0.0.1"):
-        """Sends one datagram; the reply's bytes, or None after REPLY_WAIT_S."""
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
-            s.bind((source, 0))
-            s.settimeout(REPLY_WAIT_S)
-            s.sendto(datagram, (target, self.port))
-            try:
-                return s.recv(65536)
-            except socket.timeout:
-                return None
+    def exchange(self, datagram, **kw):
+        return exchange(self.port, datagram, **kw)
 
     def assert_still_serving(self):
         self.assertTrue(self.agent.alive(), self.agent.stderr()[-2000:])

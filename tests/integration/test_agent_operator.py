@@ -1,7 +1,9 @@
-"""snmpd configured the operator's way, with `kxctl snmp`: changes take
-effect at once and survive a restart, engine boots count the starts, and a
-damaged store object is set aside while the agent starts without it."""
+"""snmpd as a service configured the operator's way: its command line, the
+default community, `kxctl snmp` and raw bus changes that take effect at once
+and survive a restart, engine boots counting the starts, the start-up notice,
+and a damaged store object set aside while the agent starts without it."""
 
+import json
 import os
 import socket
 import subprocess
@@ -13,12 +15,15 @@ SETTINGS_STORE = "/sarn/store/snmpd"
 COMMUNITY_STORE = "/sarn/store/snmp-communities"
 SYS_CONTACT = "1.3.6.1.2.1.1.4.0"
 SYS_LOCATION = "1.3.6.1.2.1.1.6.0"
+# An object no MIB module serves: every answer to it is noSuchName, which
+# proves that a response came back.
+NO_SUCH_OID = "1.3.6.1.4.1.32473.99.99.0"
 PROBE_WAIT_S = 1.0
 
 
-def snmpget(port, community, *oids):
-    done = subprocess.run(["snmpget", "-v", "2c", "-c", community, "-t", "1", "-r", "0", "-Oqv",
-                           "127.0.0.1:%d" % port] + list(oids),
+def snmpget(port, community, *oids, host="127.0.0.1", version="2c"):
+    done = subprocess.run(["snmpget", "-v", version, "-c", community, "-t", "1", "-r", "0",
+                           "-Oqv", "%s:%d" % (host, port)] + list(oids),
                           stdout=subprocess.PIPE, stderr=subprocess.STDOUT,
                           stdin=subprocess.DEVNULL, timeout=30)
     return done.stdout.decode(errors="replace")
@@ -43,6 +48,17 @@ def port_state(port, community="harbor"):
             return "closed"
         except socket.timeout:
             return "silent"
+
+
+class CommandLineTest(unittest.TestCase):
+    def test_bad_options_are_one_line_and_exit_2(self):
+        for args in (["--bogus"], ["--port"], ["--port", "0"], ["--port", "70000"],
+                     ["--trap-port", "12x"]):
+            done = subprocess.run([harness.program(harness.SNMPD)] + args,
+                                  stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                                  stdin=subprocess.DEVNULL, timeout=20)
+            self.assertEqual(done.returncode, 2, args)
+            self.assertEqual(done.stderr.count(b"\n"), 1, (args, done.stderr))
 
 
 class OperatorTest(unittest.TestCase):
@@ -70,8 +86,53 @@ class OperatorTest(unittest.TestCase):
         agent.wait_for_output("loop->init();", stream="stderr")
         return agent
 
+    def start_enabled_agent(self):
+        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true")
+        agent = self.start_agent()
+        harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
+        return agent
+
     def store_file(self, store, object_id):
         return os.path.join(self.root.path, store.lstrip("/"), str(object_id))
+
+    def test_default_community_answers_v1_and_v2c_and_nothing_else(self):
+        agent = self.start_enabled_agent()
+        self.assertIn("noSuchName", snmpget(self.port, "harbor", NO_SUCH_OID, version="1"))
+        # The reply comes back from the address the request was sent to.
+        self.assertIn("noSuchName", snmpget(self.port, "harbor", NO_SUCH_OID, host="127.0.0.2"))
+        self.assertIn("Timeout", snmpget(self.port, "intruder", NO_SUCH_OID))
+        self.assertIn(" authentification failed\n", agent.stderr())
+        self.assertEqual(agent.stop(), 0)
+
+    def test_communities_change_over_the_bus(self):
+        self.start_enabled_agent()
+        self.assertEqual(port_state(self.port, "ops"), "silent")
+        ops = harness.kxctl_json(self.root, "add", "34,1", "0x20000005=ops", "0x00000006=true",
+                                 "0x08000008=127.0.0.0", "0x08000009=255.0.0.0")["0x08fe0001"]
+        self.assertEqual(port_state(self.port, "ops"), "open")
+        # Outside the community's network: dropped.
+        harness.kxctl_json(self.root, "setobj", "34,1", str(ops), "0x08000008=10.0.0.0")
+        self.assertEqual(port_state(self.port, "ops"), "silent")
+        harness.kxctl_json(self.root, "remove", "34,1", str(ops))
+        names = [c["0x20000005"] for c in harness.kxctl_json(self.root, "getall", "34,1")]
+        self.assertEqual(names, ["harbor"])
+
+    def test_startup_notice_reaches_handler_one(self):
+        journal = self.root.file("journal")
+        scenario = self.root.write_json("scenario.json", {"services": {"1": {"record": {}}}})
+        sim = harness.start_kxsim(self.root, scenario, journal=journal)
+        try:
+            self.start_agent()
+
+            def notice():
+                with open(journal) as f:
+                    return next((m for m in map(json.loads, f) if m.get("0x08ff0007") == 3),
+                                None)
+
+            m = harness.wait_until(notice, what="the start-up notice")
+            self.assertEqual(m["0x08000005"], 34)
+        finally:
+            sim.stop()
 
     def test_enabled_opens_and_closes_the_port_at_once(self):
         harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=false")
@@ -89,9 +150,7 @@ class OperatorTest(unittest.TestCase):
         self.assertFalse(dump["0"]["0x00000001"])
 
     def test_settings_and_communities_apply_at_once_and_survive_a_restart(self):
-        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true")
-        first = self.start_agent()
-        harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
+        first = self.start_enabled_agent()
 
         self.snmp("community", "add", "name=public")
         self.snmp("community", "add", "name=private", "address=127.0.0.1/32", "write=yes")
@@ -128,11 +187,10 @@ class OperatorTest(unittest.TestCase):
         self.assertEqual(self.snmp("community", "list").stdout, communities)
         self.assertEqual(port_state(self.port, "harbor"), "silent")
         self.assertEqual(snmpget(self.port, "public", SYS_CONTACT), '"noc@example.net"\n')
+        self.assertIn("cmd_get from ", second.stderr())
 
     def test_refused_words_change_nothing(self):
-        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true")
-        self.start_agent()
-        harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
+        self.start_enabled_agent()
         before = self.snmp("show").stdout
         for args in (["set", "contact=x", "trap-community=nobody"],
                      ["set", "contact=x", "trap-target=300.1.1.1"],

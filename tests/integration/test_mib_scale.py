@@ -94,8 +94,9 @@ class ScaleWalkTest(unittest.TestCase):
             self.assertEqual(got, indexes, "column %d" % column)
 
     def test_complete_walks_of_the_interface_and_route_tables(self):
-        self.assertEqual(self.agent.get(IF_NUMBER), [(IF_NUMBER, ("INTEGER", self.interfaces))])
-        self.assertEqual(self.agent.get(CIDR_NUMBER), [(CIDR_NUMBER, ("Gauge32", self.routes))])
+        self.assertEqual(self.agent.get(IF_NUMBER, CIDR_NUMBER),
+                         {IF_NUMBER: ("INTEGER", self.interfaces),
+                          CIDR_NUMBER: ("Gauge32", self.routes)})
 
         start = time.monotonic()
         walks = self.walk_all([IF_ENTRY, IFX_ENTRY, CIDR_ENTRY, ROUTE_ENTRY])

@@ -12,17 +12,12 @@ import harness
 
 TYPE_MASK = 0xF8000000
 ARRAY_BIT = 0x80000000
-T_BOOL, T_U32, T_U64, T_STRING, T_MESSAGE, T_RAW = (
-    0x00000000, 0x08000000, 0x10000000, 0x20000000, 0x28000000, 0x30000000)
+T_U32, T_U64, T_MESSAGE, T_RAW = 0x08000000, 0x10000000, 0x28000000, 0x30000000
 
 OBJ_ID = "0x08fe0001"
 EVENT_KIND = 0x10004
 # Slack allowed on a time-out: process start-up under sanitizers on a busy machine.
 TIMEOUT_SLACK_S = 4.0
-
-
-def key_text(key):
-    return "0x%08x" % key
 
 
 def dotted_quad(text):

@@ -1,6 +1,6 @@
 """The bridge objects and the enterprise health scalars, read with net-snmp's
-tools against snmpd and kxsim: the example router value by value, and
-services that refuse."""
+tools against snmpd and kxsim serving the example router, value by value.
+Refusing services are in test_mib_system's FaultTest."""
 
 import unittest
 
@@ -12,7 +12,6 @@ BRIDGE = "1.3.6.1.2.1.17"
 FDB = BRIDGE + ".4.3.1."
 HEALTH = "1.3.6.1.4.1.32473.1.1.3"
 BRIDGE_KIND = 12
-STP_CONSTANT = (BRIDGE + ".2.1.0", ("INTEGER", 3))
 
 
 def mac_index(mac):
@@ -39,7 +38,7 @@ class ExampleBridgeTest(unittest.TestCase):
         hosts.sort(key=lambda h: mac_bytes(h["0x30000002"]))
 
         expected = [(BRIDGE + ".1.1.0", ("STRING", mac_bytes(bridge["0x300003e9"]))),
-                    STP_CONSTANT, (BRIDGE + ".2.2.0", ("INTEGER", fixed(bridge["0x08000002"])))]
+                    (BRIDGE + ".2.1.0", ("INTEGER", 3)), (BRIDGE + ".2.2.0", ("INTEGER", fixed(bridge["0x08000002"])))]
         for column, value in ((1, lambda h: ("STRING", mac_bytes(h["0x30000002"]))),
                               (2, lambda h: ("INTEGER", fixed(h["0x08000001"]))),
                               (3, lambda h: ("INTEGER", 4 if h.get("0x00000004") else 3))):
@@ -64,28 +63,6 @@ class ExampleBridgeTest(unittest.TestCase):
                          [(HEALTH + ".8.0", ("INTEGER", fixed(health["0x0800000d"]))),
                           (HEALTH + ".9.0", ("STRING", power)),
                           (HEALTH + ".10.0", ("INTEGER", fixed(health["0x0800000e"]) * 10))])
-
-
-class RefusingServicesTest(unittest.TestCase):
-    def test_refused_interfaces_and_health(self):
-        scenario = harness.example_scenario()
-        refuse = {"error": ["0xfe0006", "refused by the simulator"]}
-        scenario["services"]["20,0"]["fault"] = refuse
-        scenario["services"]["12,1"]["fault"] = refuse
-        with mib_agent(scenario) as router:
-            # No bridge: its scalars are missing, the constant stays and the
-            # forwarding table is empty.
-            self.assertIn("noSuchName", router.error(BRIDGE + ".1.1.0"))
-            self.assertEqual(router.walk(BRIDGE), [STP_CONSTANT])
-            # The health record's defaults, -273 degrees included.
-            got = router.get(HEALTH + ".8.0", HEALTH + ".9.0", HEALTH + ".10.0")
-            self.assertEqual(got, {HEALTH + ".8.0": ("INTEGER", 0),
-                                   HEALTH + ".9.0": ("STRING", b"n/a"),
-                                   HEALTH + ".10.0": ("INTEGER", -2730)})
-            self.assertIn("GetProvider::getData error: refused by the simulator\n",
-                          router.agent.stderr())
-            self.assertEqual(router.get("1.3.6.1.2.1.1.1.0")["1.3.6.1.2.1.1.1.0"],
-                             ("STRING", b"router"))
 
 
 if __name__ == "__main__":

@@ -1,7 +1,8 @@
 """The system group, host resources and the enterprise software, reboot,
 script and address groups, read and written with net-snmp's tools against
 snmpd and kxsim serving the example router; faults of the router's services
-and what the agent answers then."""
+(these and the interface, bridge and health ones) and what the agent
+answers then."""
 
 import calendar
 import os
@@ -21,6 +22,9 @@ AGENT_SETTINGS = ["0x20000004=harbor", "0x20000002=noc@edge-1.example",
 SYSTEM = "1.3.6.1.2.1.1"
 HR = "1.3.6.1.2.1.25"
 ENTERPRISE = "1.3.6.1.4.1.32473.1.1"
+HEALTH = ENTERPRISE + ".3"
+BRIDGE = "1.3.6.1.2.1.17"
+IF_NUMBER, IF_ENTRY = "1.3.6.1.2.1.2.1.0", "1.3.6.1.2.1.2.2.1"
 # Always 1970-01-01 00:01:07 local time (the agent runs in UTC here).
 SOFTWARE_DATE = ("STRING", bytes([0x07, 0xb2, 1, 1, 0, 1, 7, 0]))
 
@@ -238,8 +242,8 @@ class FaultTest(unittest.TestCase):
         scenario = harness.example_scenario()
         services = scenario["services"]
         refuse = {"error": ["0xfe0006", "refused by the simulator"]}
-        services["24,1"]["fault"] = refuse
-        services["10,1"]["fault"] = refuse
+        for path in ("24,1", "10,1", "20,0", "12,1"):
+            services[path]["fault"] = refuse
         services["65"]["fault"] = {"silent": True}
         # More free than total: the used figures wrap.
         services["24,2"]["record"].update({"0x08000002": 1000, "0x08000003": 1500,
@@ -260,6 +264,20 @@ class FaultTest(unittest.TestCase):
             self.assertEqual(got, {ENTERPRISE + ".4.1.0": ("STRING", b""),
                                    ENTERPRISE + ".4.2.0": SOFTWARE_DATE,
                                    ENTERPRISE + ".4.5.0": ("INTEGER", 1)})
+
+            # The interface list's count is refused too, so its rows are
+            # counted: none, and a walk moves on past their table.  Without
+            # interfaces there is no bridge: its scalars are missing, the
+            # constant stays and the forwarding table is empty.
+            self.assertEqual(router.get(IF_NUMBER), {IF_NUMBER: ("INTEGER", 0)})
+            self.assertFalse(router.getnext(IF_ENTRY)[0][0].startswith(IF_ENTRY + "."))
+            self.assertIn("noSuchName", router.error(BRIDGE + ".1.1.0"))
+            self.assertEqual(router.walk(BRIDGE), [(BRIDGE + ".2.1.0", ("INTEGER", 3))])
+            # The health record's defaults, -273 degrees included.
+            got = router.get(HEALTH + ".8.0", HEALTH + ".9.0", HEALTH + ".10.0")
+            self.assertEqual(got, {HEALTH + ".8.0": ("INTEGER", 0),
+                                   HEALTH + ".9.0": ("STRING", b"n/a"),
+                                   HEALTH + ".10.0": ("INTEGER", -2730)})
 
             # The agent goes on answering the rest.
             entry = HR + ".2.3.1."

@@ -18,12 +18,6 @@ message fromJson(const std::string& text, std::string* errOut = nullptr) {
   return m;
 }
 
-std::string errorOf(const std::string& text) {
-  std::string err;
-  fromJson(text, &err);
-  return err;
-}
-
 TEST(MessageJson, ParsesEveryValueForm) {
   const message m = fromJson(R"({
       "0x08fe0001": 1, "0x08010001": "192.0.2.1", "0x20010006": "ether1",
@@ -33,64 +27,53 @@ TEST(MessageJson, ParsesEveryValueForm) {
       "0x88000013": [0, 1, "10.0.0.1"], "0x90000004": [], "0xa0000005": ["a", "b"],
       "0xb0000006": ["01:02", ""], "0xa8fe0002": [ {}, { "0x0000000e": false } ] })");
   EXPECT_EQ(m.size(), 14u);
-  EXPECT_EQ(m.getU32(kObjId), 1u);
   EXPECT_EQ(m.getU32(u32_id(0x10001)), 0xC0000201u);
-  EXPECT_EQ(m.getString(string_id(0x10006)), "ether1");
   EXPECT_EQ(m.getRaw(raw_id(0x3e9)), (message::raw{0x4c, 0x5e, 0x0c, 0, 0, 1}));
   EXPECT_EQ(m.getRaw(raw_id(0x3ea)), (message::raw{0x4c, 0x5e, 0x0c}));
   EXPECT_TRUE(m.has(raw_id(0x3eb)));
-  EXPECT_TRUE(m.getBool(bool_id(0x1000e)));
   EXPECT_EQ(m.getU64(u64_id(2)), ~0ULL);
   EXPECT_EQ(m.getMessage(message_id(3)).getU32(u32_id(1)), 0xffffffffu);
   EXPECT_EQ(m.getU32Array(u32_array_id(0x13)), (std::vector<uint32_t>{0, 1, 0x0A000001}));
-  EXPECT_TRUE(m.has(u64_array_id(4)));
-  EXPECT_EQ(m.getStringArray(string_array_id(5)), (std::vector<std::string>{"a", "b"}));
   EXPECT_EQ(m.getRawArray(raw_array_id(6)), (std::vector<message::raw>{{1, 2}, {}}));
   ASSERT_EQ(m.getMessageArray(kObjects).size(), 2u);
   EXPECT_TRUE(m.getMessageArray(kObjects)[1].has(bool_id(0xe)));
 }
 
 TEST(MessageJson, ErrorsNameTheKeyAndTheProblem) {
-  EXPECT_EQ(errorOf(R"({"0x08010001": "abc"})"),
-            "0x08010001: expected a u32 (number or dotted quad), got \"abc\"");
-  EXPECT_EQ(errorOf(R"({"0x08010001": -1})"),
-            "0x08010001: expected a u32 (number or dotted quad), got -1");
-  EXPECT_EQ(errorOf(R"({"0x08010001": 4294967296})"),
-            "0x08010001: expected a u32 (number or dotted quad), got 4294967296");
-  EXPECT_EQ(errorOf(R"({"0x08010001": 1.5})"),
-            "0x08010001: expected a u32 (number or dotted quad), got 1.5");
-  EXPECT_EQ(errorOf(R"({"0x08010001": "1.2.3"})"),
-            "0x08010001: expected a u32 (number or dotted quad), got \"1.2.3\"");
-  EXPECT_EQ(errorOf(R"({"0x10000001": "5"})"), "0x10000001: expected a u64 (number), got \"5\"");
-  EXPECT_EQ(errorOf(R"({"0x00000001": 1})"),
-            "0x00000001: expected a bool (true or false), got 1");
-  EXPECT_EQ(errorOf(R"({"0x20000001": 7})"), "0x20000001: expected a string, got 7");
-  EXPECT_EQ(errorOf(R"({"0x30000001": "4c:5"})"),
-            "0x30000001: expected raw bytes (hex, colons allowed), got \"4c:5\"");
-  EXPECT_NE(errorOf(R"({"0x30000001": "zz"})"), "");
-  EXPECT_NE(errorOf(R"({"0x30000001": "4c:"})"), "");
-  EXPECT_NE(errorOf(R"({"0x30000001": ":4c"})"), "");
-  EXPECT_EQ(errorOf(R"({"0x88000001": [1, "x"]})"),
-            "0x88000001: element 1: expected a u32 (number or dotted quad), got \"x\"");
-  EXPECT_EQ(errorOf(R"({"0x88000001": 5})"),
-            "0x88000001: expected an array of a u32 (number or dotted quad), got 5");
-  EXPECT_EQ(errorOf(R"({"0x28000001": {"0x28000002": {"0x08000003": true}}})"),
-            "0x28000001 > 0x28000002 > 0x08000003: expected a u32 (number or dotted quad), "
-            "got true");
-  EXPECT_EQ(errorOf(R"({"fe0001": 1})"), "\"fe0001\": not a typed key (like \"0x08fe0001\")");
-  EXPECT_EQ(errorOf(R"({"0x40000001": 1})"),
-            "\"0x40000001\": not a typed key (like \"0x08fe0001\")");
-  std::string err;
-  message m;
-  EXPECT_FALSE(messageFromJson(json::array(), m, err));
-  EXPECT_EQ(err, "expected a message (object), got []");
+  const std::string u32 = "expected a u32 (number or dotted quad), got ";
+  const std::vector<std::pair<std::string, std::string>> cases = {
+      {R"({"0x08010001": "abc"})", "0x08010001: " + u32 + "\"abc\""},
+      {R"({"0x08010001": 4294967296})", "0x08010001: " + u32 + "4294967296"},
+      {R"({"0x08010001": 1.5})", "0x08010001: " + u32 + "1.5"},
+      {R"({"0x10000001": "5"})", "0x10000001: expected a u64 (number), got \"5\""},
+      {R"({"0x00000001": 1})", "0x00000001: expected a bool (true or false), got 1"},
+      {R"({"0x20000001": 7})", "0x20000001: expected a string, got 7"},
+      {R"({"0x30000001": "4c:5"})",
+       "0x30000001: expected raw bytes (hex, colons allowed), got \"4c:5\""},
+      {R"({"0x30000001": ":4c"})",
+       "0x30000001: expected raw bytes (hex, colons allowed), got \":4c\""},
+      {R"({"0x88000001": [1, "x"]})", "0x88000001: element 1: " + u32 + "\"x\""},
+      {R"({"0x88000001": 5})", "0x88000001: expected an array of a u32 (number or dotted quad), got 5"},
+      {R"({"0x28000001": {"0x28000002": {"0x08000003": true}}})",
+       "0x28000001 > 0x28000002 > 0x08000003: " + u32 + "true"},
+      {R"({"fe0001": 1})", "\"fe0001\": not a typed key (like \"0x08fe0001\")"},
+      {R"({"0x40000001": 1})", "\"0x40000001\": not a typed key (like \"0x08fe0001\")"},
+      {R"([])", "expected a message (object), got []"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.first);
+    message m;
+    std::string err;
+    EXPECT_FALSE(messageFromJson(json::parse(c.first), m, err));
+    EXPECT_EQ(err, c.second);
+  }
 }
 
 // An object with `levels` messages nested below it.
-std::string nestedJson(int levels, const char* key) {
+std::string nestedJson(int levels) {
   std::string open, close;
   for (int i = 0; i < levels; ++i) {
-    open += std::string("{\"") + key + "\":";
+    open += "{\"0x28000001\":";
     close += "}";
   }
   return open + "{}" + close;
@@ -98,22 +81,19 @@ std::string nestedJson(int levels, const char* key) {
 
 TEST(MessageJson, NestingIsLimitedLikeTheWireFormat) {
   std::string err;
-  const message ok = fromJson(nestedJson(kMaxNesting, "0x28000001"), &err);
+  const std::string bytes = fromJson(nestedJson(kMaxNesting), &err).encode();
   EXPECT_EQ(err, "");
-  const std::string bytes = ok.encode();
   message back;
   EXPECT_TRUE(message::decode(bytes.data(), bytes.size(), back));
-  fromJson(nestedJson(kMaxNesting + 1, "0x28000001"), &err);
+  fromJson(nestedJson(kMaxNesting + 1), &err);
   EXPECT_NE(err.find("messages nested deeper than 32"), std::string::npos) << err;
   // A hostile file: refused early, no deep recursion.
-  fromJson(nestedJson(20000, "0x28000001"), &err);
+  fromJson(nestedJson(20000), &err);
   EXPECT_NE(err, "");
 }
 
 TEST(MessageJson, KeysParseInHexOrDecimal) {
   uint32_t key = 0;
-  EXPECT_TRUE(parseKey("0x08fe0001", key));
-  EXPECT_EQ(key, 0x08fe0001u);
   EXPECT_TRUE(parseKey("0XA8FE0002", key));
   EXPECT_EQ(key, 0xa8fe0002u);
   EXPECT_TRUE(parseKey("150994945", key));  // 0x09000001: a u32 key
@@ -121,7 +101,6 @@ TEST(MessageJson, KeysParseInHexOrDecimal) {
   for (const char* bad : {"", "0x", "0x108fe0001", "-1", "4294967296", "0x0800000g", " 1",
                           "0x38000001", "0x80000001"})
     EXPECT_FALSE(parseKey(bad, key)) << bad;
-  EXPECT_EQ(keyText(0x08fe0001), "0x08fe0001");
   EXPECT_EQ(keyText(1), "0x00000001");
 }
 
@@ -130,25 +109,16 @@ TEST(MessageJson, TextFormsAsTypedOnACommandLine) {
   std::string err;
   EXPECT_TRUE(setFieldFromText(m, u32_id(1), "15", err));
   EXPECT_TRUE(setFieldFromText(m, u32_id(2), "192.0.2.1", err));
-  EXPECT_TRUE(setFieldFromText(m, bool_id(3), "true", err));
-  EXPECT_TRUE(setFieldFromText(m, string_id(4), "some text", err));
   EXPECT_TRUE(setFieldFromText(m, string_id(5), "42", err));
-  EXPECT_TRUE(setFieldFromText(m, raw_id(6), "4c:5e:0c:00:00:01", err));
   EXPECT_TRUE(setFieldFromText(m, u32_array_id(0x13), "[0,1]", err));
   EXPECT_TRUE(setFieldFromText(m, message_id(7), R"({"0x08000001": 2})", err));
-  EXPECT_TRUE(setFieldFromText(m, u64_id(8), "18446744073709551615", err));
-  EXPECT_EQ(m.getU32(u32_id(1)), 15u);
   EXPECT_EQ(m.getU32(u32_id(2)), 0xC0000201u);
-  EXPECT_TRUE(m.getBool(bool_id(3)));
   EXPECT_EQ(m.getString(string_id(5)), "42");
-  EXPECT_EQ(m.getRaw(raw_id(6)).size(), 6u);
   EXPECT_EQ(m.getU32Array(u32_array_id(0x13)), (std::vector<uint32_t>{0, 1}));
   EXPECT_EQ(m.getMessage(message_id(7)).getU32(u32_id(1)), 2u);
-  EXPECT_EQ(m.getU64(u64_id(8)), ~0ULL);
 
   EXPECT_FALSE(setFieldFromText(m, u32_id(1), "abc", err));
   EXPECT_EQ(err, "expected a u32 (number or dotted quad), got \"abc\"");
-  EXPECT_FALSE(setFieldFromText(m, u32_id(1), "4294967296", err));
   EXPECT_FALSE(setFieldFromText(m, u32_id(1), "-3", err));
   EXPECT_FALSE(setFieldFromText(m, bool_id(3), "maybe", err));
   EXPECT_FALSE(setFieldFromText(m, u32_array_id(0x13), "[0,", err));
@@ -156,39 +126,13 @@ TEST(MessageJson, TextFormsAsTypedOnACommandLine) {
   EXPECT_EQ(m.getU32(u32_id(1)), 15u);  // failures leave the field alone
 }
 
-TEST(MessageJson, ToJsonAndBackIsTheSameMessage) {
-  message inner;
-  inner.setRawArray(raw_array_id(1), {{0xde, 0xad}, {}});
-  message m;
-  m.setU32(u32_id(1), 0xC0000201);
-  m.setU64(u64_id(2), ~0ULL);
-  m.setBool(bool_id(3), false);
-  m.setString(string_id(4), "caf\xc3\xa9");
-  m.setRaw(raw_id(5), message::raw{0x4c, 0x5e});
-  m.setMessage(message_id(6), inner);
-  m.setU32Array(u32_array_id(7), {});
-  m.setU64Array(u64_array_id(8), {1, 2});
-  m.setStringArray(string_array_id(9), {"", "x"});
-  m.setMessageArray(message_array_id(10), {inner, message()});
-  const json j = messageToJson(m);
-  EXPECT_EQ(j["0x08000001"], 0xC0000201u);
-  EXPECT_EQ(j["0x30000005"], "4c:5e");
-  message back;
-  std::string err;
-  ASSERT_TRUE(messageFromJson(json::parse(j.dump()), back, err)) << err;
-  EXPECT_EQ(back, m);
-}
-
-TEST(MessageJson, InvalidUtf8StringsStillDump) {
+TEST(MessageJson, InvalidUtf8StringsStillConvert) {
   message m;
   m.setString(string_id(1), "ok\xff\xc3" "x");
   m.setStringArray(string_array_id(2), {"\xed\xa0\x80"});  // a UTF-16 surrogate
   const json j = messageToJson(m);
   EXPECT_EQ(j["0x20000001"], "ok\xef\xbf\xbd\xef\xbf\xbdx");
   EXPECT_NO_THROW(j.dump());
-  EXPECT_EQ(m.dump(),
-            "{\"0x20000001\":\"ok\xef\xbf\xbd\xef\xbf\xbdx\","
-            "\"0xa0000002\":[\"\xef\xbf\xbd\xef\xbf\xbd\xef\xbf\xbd\"]}");
 }
 
 }  // namespace

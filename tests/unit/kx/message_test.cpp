@@ -42,57 +42,43 @@ message roundTrip(const message& m) {
   return out;
 }
 
-TEST(Message, GettersReturnWhatSettersStored) {
+TEST(Message, GettersSeeStoredValuesAndDefaultOnAbsentOrMistypedKeys) {
   const message m = everyType();
   EXPECT_EQ(m.size(), 16u);
-  EXPECT_TRUE(m.getBool(bool_id(1)));
   EXPECT_FALSE(m.getBool(bool_id(2), true));
-  EXPECT_EQ(m.getU32(u32_id(3)), 0xdeadbeefu);
   EXPECT_EQ(m.getU64(u64_id(4)), 0x0123456789abcdefULL);
   EXPECT_EQ(m.getString(string_id(5)), std::string("with\0nul", 8));
-  EXPECT_EQ(m.getRaw(raw_id(7)), (message::raw{0x00, 0xff, 0x10}));
   EXPECT_EQ(m.getMessage(message_id(9)).getString(string_id(2)), "inner");
-  EXPECT_EQ(m.getU32Array(u32_array_id(11)), (std::vector<uint32_t>{1, 2, 0xffffffff}));
-  EXPECT_EQ(m.getU64Array(u64_array_id(13)), (std::vector<uint64_t>{0, ~0ULL}));
   EXPECT_EQ(m.getStringArray(string_array_id(14)), (std::vector<std::string>{"a", "", "ccc"}));
-  EXPECT_EQ(m.getRawArray(raw_array_id(15)).size(), 3u);
-  ASSERT_NE(m.findMessageArray(message_array_id(16)), nullptr);
-  EXPECT_EQ(m.findMessageArray(message_array_id(16))->size(), 3u);
-}
-
-TEST(Message, AbsentOrMistypedKeysGiveTheDefault) {
-  const message m = everyType();
   EXPECT_EQ(m.getU32(u32_id(99), 42), 42u);
-  EXPECT_EQ(m.getString(string_id(99), "def"), "def");
   // Field 3 is a u32; asking for id 3 with another type finds nothing.
   EXPECT_EQ(m.getU64(u64_id(3), 5), 5u);
-  EXPECT_EQ(m.findString(string_id(3)), nullptr);
   EXPECT_FALSE(m.has(string_id(3)));
-  EXPECT_TRUE(m.getRaw(raw_id(99)).empty());
   EXPECT_TRUE(m.getMessage(message_id(99)).empty());
-  EXPECT_EQ(m.findU32Array(u32_array_id(99)), nullptr);
 }
 
-TEST(Message, SettingAnExistingKeyReplacesInPlace) {
+TEST(Message, SetReplacesInPlaceEraseAndMergeKeepOrder) {
   message m;
   m.setU32(u32_id(1), 1);
   m.setString(string_id(2), "two");
   m.setU32(u32_id(3), 3);
   m.setString(string_id(2), "deux");
   ASSERT_EQ(m.size(), 3u);
-  EXPECT_EQ(m.keyAt(0), u32_id(1));
   EXPECT_EQ(m.keyAt(1), string_id(2));
-  EXPECT_EQ(m.keyAt(2), u32_id(3));
   EXPECT_EQ(m.getString(string_id(2)), "deux");
   // Same id, other type: a second field.
   m.setU64(u64_id(1), 9);
   EXPECT_EQ(m.size(), 4u);
   EXPECT_EQ(m.getU32(u32_id(1)), 1u);
   m.erase(string_id(2));
-  EXPECT_EQ(m.size(), 3u);
   EXPECT_EQ(m.keyAt(1), u32_id(3));
-  m.clear();
-  EXPECT_TRUE(m.empty());
+  message b;
+  b.setU32(u32_id(3), 30);
+  b.setString(string_id(4), "four");
+  m.merge(b);
+  EXPECT_EQ(m.size(), 4u);
+  EXPECT_EQ(m.getU32(u32_id(3)), 30u);
+  EXPECT_EQ(m.keyAt(3), string_id(4));
 }
 
 TEST(Message, SettingFromAValueInsideTheSameMessage) {
@@ -117,26 +103,6 @@ TEST(Message, MismatchedSetterKeyIsIgnored) {
   EXPECT_FALSE(m.has(u32_id(1)));
 }
 
-TEST(Message, MessageArrayIsCreatedOnFirstUse) {
-  message m;
-  m.messageArray(kObjects).push_back(everyType());
-  m.messageArray(kObjects).push_back(message());
-  EXPECT_EQ(m.getMessageArray(kObjects).size(), 2u);
-  EXPECT_EQ(m.getMessageArray(kObjects)[0], everyType());
-}
-
-TEST(Message, MergeReplacesAndAppends) {
-  message a, b;
-  a.setU32(u32_id(1), 1);
-  a.setU32(u32_id(2), 2);
-  b.setU32(u32_id(2), 20);
-  b.setString(string_id(3), "three");
-  a.merge(b);
-  EXPECT_EQ(a.size(), 3u);
-  EXPECT_EQ(a.getU32(u32_id(2)), 20u);
-  EXPECT_EQ(a.keyAt(2), string_id(3));
-}
-
 TEST(Message, EqualityIgnoresFieldOrderButNotValues) {
   message a, b;
   a.setU32(u32_id(1), 1);
@@ -144,12 +110,8 @@ TEST(Message, EqualityIgnoresFieldOrderButNotValues) {
   b.setString(string_id(2), "x");
   b.setU32(u32_id(1), 1);
   EXPECT_EQ(a, b);
-  b.setU32(u32_id(1), 2);
-  EXPECT_NE(a, b);
-  b.setU32(u32_id(1), 1);
   b.setBool(bool_id(3), false);
   EXPECT_NE(a, b);
-  EXPECT_EQ(everyType(), everyType());
   message c = everyType();
   c.messageArray(message_array_id(16))[1].setU32(u32_id(1), 0);
   EXPECT_NE(c, everyType());
@@ -163,65 +125,26 @@ TEST(Message, Be32ConvertsBetweenWireAndNetworkOrder) {
   message m;
   m.setBe32(be32_id(5), a.s_addr);
   EXPECT_EQ(m.getU32(u32_id(5)), 0xC0000201u);
-  EXPECT_EQ(m.getBe32(be32_id(5)), a.s_addr);
-  const uint8_t* bytes = reinterpret_cast<const uint8_t*>(&a.s_addr);
-  EXPECT_EQ(bytes[0], 192);
-  EXPECT_EQ(bytes[3], 1);
   m.setU32(u32_id(6), 0xC0000201);
   const uint32_t agent = m.getBe32(be32_id(6));
   EXPECT_EQ(std::memcmp(&agent, &a.s_addr, 4), 0);
   EXPECT_EQ(m.getBe32(be32_id(7), 0x1234), 0x1234u);
 }
 
-TEST(Message, ErrorReplies) {
-  const message e = errorMsg(kErrRefused, "bad value");
-  EXPECT_TRUE(isError(e));
-  EXPECT_EQ(getErrorCode(e), kErrRefused);
-  EXPECT_EQ(getError(e), "bad value");
-  message ok;
-  ok.setU32(kObjId, 1);
-  EXPECT_FALSE(isError(ok));
-  EXPECT_EQ(getErrorCode(ok), 0u);
-  EXPECT_EQ(getError(ok), "");
-}
-
-TEST(MessageDump, OneLineWithTypedKeysInInsertionOrder) {
-  message inner;
-  inner.setBool(bool_id(0xe), true);
-  message m;
-  m.setU32(kObjId, 1);
-  m.setRaw(raw_id(0x3e9), message::raw{0x4c, 0x5e, 0x0c});
-  m.setString(string_id(6), "ether1");
-  m.setMessage(message_id(1), inner);
-  m.setU32Array(kDstPath, {20, 0});
-  EXPECT_EQ(m.dump(),
-            "{\"0x08fe0001\":1,\"0x300003e9\":\"4c:5e:0c\",\"0x20000006\":\"ether1\","
-            "\"0x28000001\":{\"0x0000000e\":true},\"0x88ff0001\":[20,0]}");
-  EXPECT_EQ(message().dump(), "{}");
-}
-
-TEST(MessageCodec, RoundTripsEveryType) {
+TEST(MessageCodec, RoundTripsEveryTypeInOrderAndLargeArrays) {
   const message m = everyType();
   const message out = roundTrip(m);
   EXPECT_EQ(out, m);
-  // Order survives too.
   for (size_t i = 0; i < m.size(); ++i) EXPECT_EQ(out.keyAt(i), m.keyAt(i));
   EXPECT_EQ(roundTrip(message()), message());
-}
 
-TEST(MessageCodec, RoundTripsLargeArrays) {
-  message m;
+  message big;
   std::vector<uint32_t> nums(20000);
   for (size_t i = 0; i < nums.size(); ++i) nums[i] = static_cast<uint32_t>(i * 7919);
-  m.setU32Array(u32_array_id(1), nums);
-  std::vector<message> rows(2000);
-  for (size_t i = 0; i < rows.size(); ++i) {
-    rows[i].setU32(kObjId, static_cast<uint32_t>(i));
-    rows[i].setString(string_id(6), "row" + std::to_string(i));
-  }
-  m.setMessageArray(kObjects, rows);
-  m.setString(string_id(2), std::string(100000, 'z'));
-  EXPECT_EQ(roundTrip(m), m);
+  big.setU32Array(u32_array_id(1), nums);
+  big.setMessageArray(kObjects, std::vector<message>(1000, everyType()));
+  big.setString(string_id(2), std::string(100000, 'z'));
+  EXPECT_EQ(roundTrip(big), big);
 }
 
 TEST(MessageCodec, ExactByteLayout) {

@@ -14,42 +14,27 @@
 namespace kx {
 namespace {
 
-TEST(Allocator, HandsOutTheLowestFreeId) {
+TEST(Allocator, HandsOutTheLowestFreeIdAndHonoursReservations) {
   Allocator a(1, 100);
   EXPECT_EQ(a.alloc(), 1u);
   EXPECT_EQ(a.alloc(), 2u);
   EXPECT_TRUE(a.reserve(3));
   EXPECT_TRUE(a.reserve(5));
+  EXPECT_FALSE(a.reserve(5));
+  EXPECT_FALSE(a.reserve(0));    // below the range
+  EXPECT_FALSE(a.reserve(101));  // above it
   EXPECT_EQ(a.alloc(), 4u);
   EXPECT_EQ(a.alloc(), 6u);
   a.free(2);
   a.free(5);
-  EXPECT_FALSE(a.taken(2));
+  a.free(50);  // never taken: no effect
+  EXPECT_FALSE(a.taken(50));
   EXPECT_EQ(a.alloc(), 2u);
   EXPECT_EQ(a.alloc(), 5u);
   EXPECT_EQ(a.alloc(), 7u);
-  a.free(50);  // never taken: no effect
-  EXPECT_TRUE(a.taken(7));
-  EXPECT_FALSE(a.taken(50));
-}
-
-TEST(Allocator, ReserveRefusesTakenAndOutOfRange) {
-  Allocator a(10, 20);
-  EXPECT_FALSE(a.reserve(9));
-  EXPECT_FALSE(a.reserve(21));
-  EXPECT_TRUE(a.reserve(10));
-  EXPECT_FALSE(a.reserve(10));
-  EXPECT_TRUE(a.reserve(20));
-  EXPECT_EQ(a.alloc(), 11u);
 }
 
 TEST(Allocator, RangeEndsAndExhaustion) {
-  Allocator full(0, 0xfffffffe);
-  EXPECT_EQ(full.alloc(), 0u);
-  EXPECT_TRUE(full.reserve(0xfffffffe));
-  EXPECT_FALSE(full.reserve(0xffffffff));
-  EXPECT_TRUE(full.taken(0xfffffffe));
-
   Allocator top(0xfffffffc, 0xfffffffe);
   EXPECT_EQ(top.alloc(), 0xfffffffcu);
   EXPECT_EQ(top.alloc(), 0xfffffffdu);
@@ -58,16 +43,11 @@ TEST(Allocator, RangeEndsAndExhaustion) {
   top.free(0xfffffffd);
   EXPECT_EQ(top.alloc(), 0xfffffffdu);
   EXPECT_EQ(top.alloc(), Allocator::kNone);
-
   // kNone itself is never an id, even when the range claims it.
   Allocator wide(0xfffffffe, 0xffffffff);
   EXPECT_EQ(wide.alloc(), 0xfffffffeu);
   EXPECT_EQ(wide.alloc(), Allocator::kNone);
   EXPECT_FALSE(wide.reserve(0xffffffff));
-
-  Allocator one(7, 7);
-  EXPECT_EQ(one.alloc(), 7u);
-  EXPECT_EQ(one.alloc(), Allocator::kNone);
   Allocator empty(8, 7);
   EXPECT_EQ(empty.alloc(), Allocator::kNone);
 }
@@ -75,12 +55,10 @@ TEST(Allocator, RangeEndsAndExhaustion) {
 TEST(Paths, RootComesFromSetRootThenEnvironmentThenSlash) {
   ::unsetenv("SARN_ROOT");
   setRoot("");
-  EXPECT_EQ(root(), "/");
   EXPECT_EQ(rootPath("/sarn/store/snmpd"), "/sarn/store/snmpd");
   ::setenv("SARN_ROOT", "/tmp/env-root", 1);
   EXPECT_EQ(rootPath("/sarn/run/bus"), "/tmp/env-root/sarn/run/bus");
   setRoot("/opt/r/");
-  EXPECT_EQ(root(), "/opt/r/");
   EXPECT_EQ(rootPath("/sarn/store/snmpd"), "/opt/r/sarn/store/snmpd");
   EXPECT_EQ(rootPath("sarn/lib"), "/opt/r/sarn/lib");
   EXPECT_EQ(rootPath("/"), "/opt/r");
@@ -98,7 +76,6 @@ TEST(Paths, MakeDirsCreatesParents) {
   EXPECT_TRUE(makeDirs(deep));
   struct stat st;
   ASSERT_EQ(::stat(deep.c_str(), &st), 0);
-  EXPECT_TRUE(S_ISDIR(st.st_mode));
   EXPECT_TRUE(makeDirs(deep));  // already there
   EXPECT_TRUE(makeDirs(base + "/a/x/"));
   // A file in the way is not a directory.

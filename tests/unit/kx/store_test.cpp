@@ -64,39 +64,23 @@ message object(uint32_t n) {
   return m;
 }
 
-TEST_F(StoreTest, LivesBelowTheRootAndCreatesItsDirectory) {
-  Store s("/sarn/store/snmpd", 5);
-  EXPECT_EQ(s.dir(), root_ + "/sarn/store/snmpd");
-  struct stat st;
-  ASSERT_EQ(::stat(s.dir().c_str(), &st), 0);
-  EXPECT_TRUE(S_ISDIR(st.st_mode));
-  EXPECT_TRUE(s.ids().empty());
-  EXPECT_TRUE(s.loadAll().empty());
-}
-
 TEST_F(StoreTest, SaveLoadReplaceRemove) {
   Store s("/sarn/store/x", 5);
+  EXPECT_EQ(s.dir(), root_ + "/sarn/store/x");
   message out;
-  EXPECT_FALSE(s.has(0));
   EXPECT_FALSE(s.load(0, out));
   ASSERT_TRUE(s.save(0, object(1)));
-  EXPECT_TRUE(s.has(0));
-  ASSERT_TRUE(s.load(0, out));
-  EXPECT_EQ(out, object(1));
   ASSERT_TRUE(s.save(0, object(2)));
-  ASSERT_TRUE(s.load(0, out));
-  EXPECT_EQ(out, object(2));
   ASSERT_TRUE(s.save(0xffffffff, message()));
-  ASSERT_TRUE(s.load(0xffffffff, out));
-  EXPECT_TRUE(out.empty());
   // A second store on the same directory sees the same objects.
   Store again("/sarn/store/x", 5);
   ASSERT_TRUE(again.load(0, out));
   EXPECT_EQ(out, object(2));
+  ASSERT_TRUE(again.load(0xffffffff, out));
+  EXPECT_TRUE(out.empty());
   EXPECT_TRUE(s.remove(0));
   EXPECT_FALSE(s.remove(0));
-  EXPECT_FALSE(s.has(0));
-  EXPECT_FALSE(again.load(0, out));
+  EXPECT_FALSE(again.has(0));
   // Only the object files remain: no temporary files are left behind.
   EXPECT_EQ(files(s.dir()), std::vector<std::string>{"4294967295"});
   // Objects are private to the owner: they may hold passwords.
@@ -113,7 +97,6 @@ TEST_F(StoreTest, IdsAscendNumericallyAndIgnoreOtherFiles) {
   EXPECT_EQ(s.ids(), (std::vector<uint32_t>{0, 2, 10, 100, 4000000000u}));
   const auto all = s.loadAll();
   ASSERT_EQ(all.size(), 5u);
-  EXPECT_EQ(all[3].first, 100u);
   EXPECT_EQ(all[3].second, object(100));
 }
 
@@ -121,12 +104,11 @@ TEST_F(StoreTest, DamagedObjectsAreReportedOnceAndSetAside) {
   Store s("/sarn/store/x", 5);
   ASSERT_TRUE(s.save(1, object(1)));
   const std::string good = StoreFile::encode(object(7), 5);
-  std::string flipped = good;
-  flipped.back() ^= 1;
-  std::string badMagic = good;
-  badMagic[0] = 'X';
-  std::string badLength = good;
-  badLength[12] ^= 1;
+  auto flip = [&](size_t at) {
+    std::string bad = good;
+    bad[at] ^= 1;
+    return bad;
+  };
   // A payload that passes the checksum but is no message.
   std::string undecodable = good.substr(0, StoreFile::kHeaderSize) + "\x01\x00\x00\x00";
   undecodable[12] = 4;
@@ -137,9 +119,9 @@ TEST_F(StoreTest, DamagedObjectsAreReportedOnceAndSetAside) {
       {"truncated", good.substr(0, good.size() - 1)},
       {"header only", good.substr(0, 10)},
       {"empty", ""},
-      {"checksum", flipped},
-      {"magic", badMagic},
-      {"length", badLength},
+      {"checksum", flip(good.size() - 1)},
+      {"magic", flip(0)},
+      {"length", flip(12)},
       {"undecodable", undecodable},
       {"oversized", good + std::string(StoreFile::kMaxFileSize, 'x')},
   };
@@ -194,10 +176,7 @@ TEST(StoreFile, LayoutAndChecksum) {
   // The standard CRC-32 check value.
   EXPECT_EQ(StoreFile::crc32("123456789", 9), 0xCBF43926u);
   const std::string bytes = StoreFile::encode(object(3), 0x01020304);
-  ASSERT_GE(bytes.size(), StoreFile::kHeaderSize);
-  EXPECT_EQ(bytes.substr(0, 4), "kxso");
-  EXPECT_EQ(bytes.substr(4, 4), std::string("\x01\x00\x00\x00", 4));
-  EXPECT_EQ(bytes.substr(8, 4), "\x04\x03\x02\x01");
+  EXPECT_EQ(bytes.substr(0, 12), std::string("kxso\x01\x00\x00\x00\x04\x03\x02\x01", 12));
   EXPECT_EQ(bytes.substr(StoreFile::kHeaderSize), object(3).encode());
   message out;
   unsigned version = 0;

@@ -74,6 +74,14 @@ class RecordingLooper : public kx::Looper {
   bool reentered = false;
 };
 
+// Runs loop until done() or timeoutMs passed; returns done().
+inline bool runUntil(kx::ThinRunner& loop, const std::function<bool()>& done,
+                     int timeoutMs = 3000) {
+  const uint64_t end = kx::monotonicNowMs() + timeoutMs;
+  while (!done() && kx::monotonicNowMs() < end) loop.runOnce(10);
+  return done();
+}
+
 class BusTest : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -128,14 +136,6 @@ class BusTest : public ::testing::Test {
     if (pid <= 0) return;
     kill(pid, SIGKILL);
     waitpid(pid, nullptr, 0);
-  }
-
-  // Runs loop until done() or timeoutMs passed; returns done().
-  static bool runUntil(kx::ThinRunner& loop, const std::function<bool()>& done,
-                       int timeoutMs = 3000) {
-    const uint64_t end = kx::monotonicNowMs() + timeoutMs;
-    while (!done() && kx::monotonicNowMs() < end) loop.runOnce(10);
-    return done();
   }
 
   static kx::message request(std::vector<uint32_t> path, uint32_t cmd) {

@@ -21,6 +21,36 @@ int elapsedMs(Clock::time_point since) {
       std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - since).count());
 }
 
+// The address of a service's socket.
+sockaddr_un busAddress(uint32_t service) {
+  sockaddr_un addr{};
+  addr.sun_family = AF_UNIX;
+  std::strcpy(addr.sun_path, kx::Transport::socketPath(service).c_str());
+  return addr;
+}
+
+// A raw client of a service socket.
+int connectRaw(uint32_t service) {
+  int fd = socket(AF_UNIX, SOCK_SEQPACKET, 0);
+  sockaddr_un addr = busAddress(service);
+  if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
+    close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+// Serves loop until fd has something to read (or is closed); returns what
+// recv returned, -1 after the time-out.
+ssize_t serveUntilReadable(kx::ThinRunner& loop, int fd, void* buf, size_t size) {
+  ssize_t n = -1;
+  runUntil(loop, [&] {
+    if (n < 0) n = recv(fd, buf, size, MSG_DONTWAIT);
+    return n >= 0;
+  });
+  return n;
+}
+
 TEST_F(BusTest, ExchangeRoundTripCarriesSenderAndStripsTransportFields) {
   pid_t echo = startEcho(40);
   ASSERT_GT(echo, 0);
@@ -44,10 +74,7 @@ TEST_F(BusTest, MissingServiceFailsAtOnceWithOneLogLine) {
   kx::Looper me(41);
   // A socket file left behind by a dead process counts as missing too.
   int stale = socket(AF_UNIX, SOCK_SEQPACKET, 0);
-  sockaddr_un addr{};
-  addr.sun_family = AF_UNIX;
-  std::string path = kx::Transport::socketPath(98);
-  std::strcpy(addr.sun_path, path.c_str());
+  sockaddr_un addr = busAddress(98);
   ASSERT_EQ(bind(stale, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
   close(stale);
 
@@ -231,19 +258,6 @@ TEST_F(BusTest, SubscriberIsDroppedWhenItsProcessExits) {
   pub.notifyChange(1, kx::message());  // nobody left: nothing to send, no failure
 }
 
-// A raw client of a service socket.
-int connectRaw(uint32_t service) {
-  int fd = socket(AF_UNIX, SOCK_SEQPACKET, 0);
-  sockaddr_un addr{};
-  addr.sun_family = AF_UNIX;
-  std::strcpy(addr.sun_path, kx::Transport::socketPath(service).c_str());
-  if (connect(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr) != 0) {
-    close(fd);
-    return -1;
-  }
-  return fd;
-}
-
 TEST_F(BusTest, GarbageDropsTheConnectionAndTheServiceGoesOn) {
   kx::Looper me(52);
   const std::vector<std::string> garbage = {
@@ -257,12 +271,7 @@ TEST_F(BusTest, GarbageDropsTheConnectionAndTheServiceGoesOn) {
     ASSERT_EQ(send(fd, g.data(), g.size(), 0), static_cast<ssize_t>(g.size()));
     testing::internal::CaptureStderr();
     char buf[16];
-    ssize_t n = -1;
-    runUntil(me, [&] {
-      if (n < 0) n = recv(fd, buf, sizeof buf, MSG_DONTWAIT);
-      return n >= 0;
-    });
-    EXPECT_EQ(n, 0) << "connection not closed";
+    EXPECT_EQ(serveUntilReadable(me, fd, buf, sizeof buf), 0) << "connection not closed";
     EXPECT_EQ(kxLines(testing::internal::GetCapturedStderr()), 1);
     close(fd);
   }
@@ -273,11 +282,7 @@ TEST_F(BusTest, GarbageDropsTheConnectionAndTheServiceGoesOn) {
   ASSERT_EQ(kx::sendFramed(fd, req.encode(), kx::monotonicNowMs() + 1000), kx::SendStatus::kOk);
   testing::internal::CaptureStderr();
   uint8_t buf[512];
-  ssize_t n = -1;
-  runUntil(me, [&] {
-    if (n <= 0) n = recv(fd, buf, sizeof buf, MSG_DONTWAIT);
-    return n > 0;
-  });
+  const ssize_t n = serveUntilReadable(me, fd, buf, sizeof buf);
   testing::internal::GetCapturedStderr();
   ASSERT_GT(n, static_cast<ssize_t>(kx::frame::kHeaderSize));
   kx::message reply;
@@ -312,13 +317,8 @@ TEST_F(BusTest, AListenerOutOfDescriptorsRestsInsteadOfSpinning) {
   ASSERT_EQ(kx::sendFramed(client, req.encode(), kx::monotonicNowMs() + 1000), kx::SendStatus::kOk);
   testing::internal::CaptureStderr();
   char buf[256];
-  ssize_t n = -1;
-  runUntil(me, [&] {
-    if (n <= 0) n = recv(client, buf, sizeof buf, MSG_DONTWAIT);
-    return n > 0;
-  });
+  EXPECT_GT(serveUntilReadable(me, client, buf, sizeof buf), 0);
   testing::internal::GetCapturedStderr();
-  EXPECT_GT(n, 0);
   close(client);
 }
 

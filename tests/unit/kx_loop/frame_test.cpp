@@ -52,29 +52,6 @@ TEST(FrameAssembler, RefusesBadHeadersAndOversizedMessages) {
   EXPECT_FALSE(a.inProgress());
 }
 
-TEST(FrameSender, SlicesALargeMessageThatTheAssemblerRestores) {
-  int sv[2];
-  ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, sv), 0);
-  std::string bytes(3 * kx::frame::kMaxPayload + 17, '\0');
-  for (size_t i = 0; i < bytes.size(); ++i) bytes[i] = static_cast<char>(i % 251);
-  ASSERT_EQ(kx::sendFramed(sv[0], bytes, kx::monotonicNowMs() + 1000), kx::SendStatus::kOk);
-  kx::FrameAssembler a;
-  std::vector<uint8_t> buf(kx::frame::kMaxPacket);
-  int packets = 0;
-  kx::FrameAssembler::Result r;
-  do {
-    ssize_t n = recv(sv[1], buf.data(), buf.size(), 0);
-    ASSERT_GT(n, 0);
-    ++packets;
-    r = a.feed(buf.data(), n);
-  } while (r == kx::FrameAssembler::Result::kPartial);
-  EXPECT_EQ(r, kx::FrameAssembler::Result::kComplete);
-  EXPECT_EQ(packets, 4);
-  EXPECT_EQ(a.message(), bytes);
-  close(sv[0]);
-  close(sv[1]);
-}
-
 TEST(FrameSender, ReportsAGonePeerAndAFullBufferWithoutSignals) {
   int sv[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK, 0, sv), 0);

@@ -26,16 +26,12 @@ class SlotRecorder : public kx::Handler {
     b = y;
     return kx::message();
   }
-  kx::message cmdGet(const kx::message&) override { return mark("get"); }
-  kx::message cmdSet(const kx::message&) override { return mark("set"); }
   kx::message cmdGetObj(const kx::message&, uint32_t id) override { return mark("getobj", id); }
   kx::message cmdSetObj(const kx::message&, uint32_t id) override { return mark("setobj", id); }
   kx::message cmdGetAll(const kx::message&, uint32_t start, uint32_t count) override {
     return mark("getall", start, count);
   }
-  kx::message cmdAddObj(const kx::message&) override { return mark("add"); }
   kx::message cmdRemoveObj(const kx::message&, uint32_t id) override { return mark("remove", id); }
-  kx::message cmdGetCount(const kx::message&) override { return mark("count"); }
   kx::message cmdUnknown(const kx::message&, uint32_t code) override { return mark("unknown", code); }
 };
 
@@ -45,38 +41,36 @@ kx::message cmd(uint32_t c) {
   return m;
 }
 
-TEST(Handler, DispatchesEachCommandToItsSlot) {
+TEST(Handler, DispatchesEachCommandToItsSlotWithItsArguments) {
   SlotRecorder h;
-  struct Case {
-    uint32_t command;
-    std::string slot;
-  };
-  for (const Case& c : std::vector<Case>{{kx::kCmdGet, "get"},
-                                         {kx::kCmdSet, "set"},
-                                         {kx::kCmdAddObj, "add"},
-                                         {kx::kCmdCount, "count"}}) {
-    h.handle(cmd(c.command));
-    EXPECT_EQ(h.slot, c.slot) << std::hex << c.command;
-  }
-  for (uint32_t c : {kx::kCmdGetObj, kx::kCmdSetObj, kx::kCmdRemoveObj}) {
-    kx::message m = cmd(c);
-    m.setU32(kx::kObjId, 77);
-    h.handle(m);
-    EXPECT_EQ(h.a, 77u) << h.slot;
-  }
-  h.handle(cmd(kx::kCmdGetAll));
-  EXPECT_EQ(h.slot, "getall");
-  EXPECT_EQ(h.a, 0xffffffffu);  // no continuation mark: from the start
-  EXPECT_EQ(h.b, 0u);
   kx::message page = cmd(kx::kCmdGetAll);
   page.setU32(kx::kContinue, 12);
   page.setU32(kx::kPageSize, 5);
-  h.handle(page);
-  EXPECT_EQ(h.a, 12u);
-  EXPECT_EQ(h.b, 5u);
-  h.handle(cmd(0x10004));
-  EXPECT_EQ(h.slot, "unknown");
-  EXPECT_EQ(h.a, 0x10004u);
+  auto withId = [](uint32_t c) {
+    kx::message m = cmd(c);
+    m.setU32(kx::kObjId, 77);
+    return m;
+  };
+  struct Case {
+    kx::message request;
+    std::string slot;
+    uint32_t a, b;
+  };
+  const std::vector<Case> cases = {
+      {withId(kx::kCmdGetObj), "getobj", 77, 0},
+      {withId(kx::kCmdSetObj), "setobj", 77, 0},
+      {withId(kx::kCmdRemoveObj), "remove", 77, 0},
+      {cmd(kx::kCmdGetAll), "getall", 0xffffffff, 0},  // no continuation mark: from the start
+      {page, "getall", 12, 5},
+      {cmd(0x10004), "unknown", 0x10004, 0},
+  };
+  for (const Case& c : cases) {
+    SCOPED_TRACE(c.request.dump());
+    h.handle(c.request);
+    EXPECT_EQ(h.slot, c.slot);
+    EXPECT_EQ(h.a, c.a);
+    EXPECT_EQ(h.b, c.b);
+  }
 }
 
 // A list of ids paged two at a time, for the default count.
@@ -162,9 +156,6 @@ TEST_F(BusTest, InProcessDeliveryNeedsNoSocketAndQueuesOneWayMessages) {
   Recorder sub, history;
   l.addHandler(1, &pub);
   l.addHandler(2, &sub);
-  EXPECT_EQ(pub.path(), (std::vector<uint32_t>{120, 1}));
-  EXPECT_EQ(l.findHandler(120, 0), &l);
-  EXPECT_EQ(l.findHandler(120, 3), nullptr);
 
   kx::message req = request({120, 1}, 0x61);
   kx::message reply = l.exchangeMessage(req, 100);
@@ -185,7 +176,6 @@ TEST_F(BusTest, InProcessDeliveryNeedsNoSocketAndQueuesOneWayMessages) {
   EXPECT_TRUE(sub.seen.empty());  // one-way: dispatched by the loop, not inline
   l.runOnce(0);
   ASSERT_EQ(sub.seen.size(), 1u);
-  EXPECT_EQ(sub.seen[0].command(), 0x10004u);
   EXPECT_EQ(sub.seen[0].getU32(kx::kObjId), 1u);
   EXPECT_EQ(sub.seen[0].getU32Array(kx::kSrcPath), (std::vector<uint32_t>{120, 1}));
 

@@ -64,20 +64,5 @@ TEST(Repeat, Errors) {
             "list[0].repeat.template.\"0x08000001\".step: expected a whole number");
 }
 
-TEST(Repeat, ListOfTenThousandRows) {
-  Scenario s;
-  std::string err;
-  ASSERT_TRUE(parseScenario(nlohmann::json::parse(R"({"services": {"20,0": {"list": [
-      {"0x08fe0001": 1, "0x20000001": "first"},
-      {"repeat": {"count": 10000, "from": 2, "template": {
-          "0x08fe0001": {"seq": 2}, "0x20000001": "row${i}"}}}]}}})"),
-                            s, err))
-      << err;
-  const auto& objects = s.services[0].objects;
-  ASSERT_EQ(objects.size(), 10001u);
-  EXPECT_EQ(objects[10000].fixed().getU32(kx::kObjId), 10001u);
-  EXPECT_EQ(objects[10000].fixed().getString(0x20000001), "row10001");
-}
-
 }  // namespace
 }  // namespace sim

@@ -175,26 +175,16 @@ def start_kxsim(root, scenario_path, journal=None, name="kxsim"):
     return proc
 
 
-class KxctlResult:
-    def __init__(self, returncode, stdout, stderr, elapsed):
-        self.returncode = returncode
-        self.stdout = stdout
-        self.stderr = stderr
-        self.elapsed = elapsed
-
-    def __repr__(self):
-        return "kxctl exit %d\nstdout: %s\nstderr: %s" % (self.returncode, self.stdout,
-                                                         self.stderr)
-
-
 def kxctl(root, *args, timeout=30.0):
-    """Runs kxctl --root ROOT ARGS... to completion (bounded by timeout)."""
+    """Runs kxctl --root ROOT ARGS... to completion (bounded by timeout); the
+    finished process, its output as text and its run time in `elapsed`."""
     cmd = [program(KXCTL), "--root", root.path] + [str(a) for a in args]
     start = time.monotonic()
     done = subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                          stdin=subprocess.DEVNULL, timeout=timeout)
-    return KxctlResult(done.returncode, done.stdout.decode(errors="replace"),
-                       done.stderr.decode(errors="replace"), time.monotonic() - start)
+                          stdin=subprocess.DEVNULL, timeout=timeout, universal_newlines=True,
+                          errors="replace")
+    done.elapsed = time.monotonic() - start
+    return done
 
 
 def kxctl_json(root, *args, timeout=30.0):

@@ -26,6 +26,12 @@ TEST(DynamicValues, CountersGrowWithElapsedTime) {
   EXPECT_EQ(m.getU64(kU64), 5000312500ull);
   EXPECT_EQ(m.getU32(0x08000003), 11u);  // half a unit per second, whole units only
   EXPECT_EQ(m.getU32(0x08000004), 993u);
+  ObjectTemplate clocks = tmpl(R"({"0x08000001": {"clock": "uptime"},
+                                   "0x10000002": {"clock": "epoch"}})");
+  clock.up = 12345;
+  clock.now = 1700000000;
+  EXPECT_EQ(clocks.evaluate(clock).getU32(kU32), 12345u);
+  EXPECT_EQ(clocks.evaluate(clock).getU64(kU64), 1700000000u);
 }
 
 TEST(DynamicValues, U32WrapsU64Grows) {
@@ -42,32 +48,11 @@ TEST(DynamicValues, U32WrapsU64Grows) {
   EXPECT_EQ(fast.evaluate(clock).getU64(kU64), 365ull * 24 * 3600 * 1000000000000ull);
 }
 
-TEST(DynamicValues, ClocksFollowTheClock) {
-  FakeClock clock;
-  ObjectTemplate t = tmpl(R"({"0x08000001": {"clock": "uptime"},
-                              "0x10000002": {"clock": "epoch"}})");
-  clock.up = 12345;
-  clock.now = 1700000000;
-  kx::message m = t.evaluate(clock);
-  EXPECT_EQ(m.getU32(kU32), 12345u);
-  EXPECT_EQ(m.getU64(kU64), 1700000000u);
-  clock.up = 12346;
-  EXPECT_EQ(t.evaluate(clock).getU32(kU32), 12346u);
-}
-
-TEST(DynamicValues, NestedMessagesFollowTimeToo) {
-  FakeClock clock;
-  ObjectTemplate t = tmpl(R"({"0x28000001": {"0x08000002": {"rate": 2}, "0x20000003": "x"}})");
-  clock.elapsed = 4000;
-  kx::message inner = t.evaluate(clock).getMessage(0x28000001);
-  EXPECT_EQ(inner.getU32(0x08000002), 8u);
-  EXPECT_EQ(inner.getString(0x20000003), "x");
-}
-
-TEST(DynamicValues, MergedFieldsStopFollowingTime) {
+TEST(DynamicValues, NestedValuesFollowTimeAndMergedFieldsStop) {
   FakeClock clock;
   ObjectTemplate t = tmpl(R"({"0x08000001": {"rate": 10}, "0x08000005": {"rate": 10},
-                              "0x28000002": {"0x08000003": {"rate": 1}}})");
+                              "0x28000002": {"0x08000003": {"rate": 1}},
+                              "0x28000006": {"0x08000002": {"rate": 2}, "0x20000003": "x"}})");
   kx::message set;
   set.setU32(kU32, 7);
   kx::message inner;
@@ -79,6 +64,8 @@ TEST(DynamicValues, MergedFieldsStopFollowingTime) {
   EXPECT_EQ(m.getU32(kU32), 7u);
   EXPECT_EQ(m.getU32(0x08000005), 100u);  // untouched: still counting
   EXPECT_EQ(m.getMessage(0x28000002), inner);
+  EXPECT_EQ(m.getMessage(0x28000006).getU32(0x08000002), 20u);  // not merged: still counting
+  EXPECT_EQ(m.getMessage(0x28000006).getString(0x20000003), "x");
   EXPECT_TRUE(t.hasDynamic());
 }
 

@@ -1,4 +1,4 @@
-// What stands in front of a service: aliases and faults; the record and
+// What stands in front of a service: faults; the record and
 // history services; the journal; which process serves which service.
 #include <gtest/gtest.h>
 
@@ -29,17 +29,6 @@ Scenario parse(const char* text) {
   std::string err;
   EXPECT_TRUE(parseScenario(nlohmann::json::parse(text), s, err)) << err;
   return s;
-}
-
-TEST(Endpoint, AliasesMapOntoGenericCommands) {
-  FakeClock clock;
-  Scenario s = parse(R"({"services": {"20,0": {"commands": {"1": "getall", "5": "empty"},
-      "list": [{"0x08fe0001": 4}]}}})");
-  auto ep = buildEndpoint(s.services[0], clock);
-  kx::message all = ep->handle(request(1)).reply;
-  ASSERT_EQ(all.getMessageArray(kx::kObjects).size(), 1u);
-  EXPECT_TRUE(ep->handle(request(5)).reply.empty());
-  EXPECT_TRUE(ep->handle(request(0x4242)).reply.empty());
 }
 
 TEST(Endpoint, FaultsApplyToTheirCommandsOnly) {

@@ -263,20 +263,6 @@ class Platform(unittest.TestCase):
         self.assertEqual(r.returncode, 1, r)
         self.assertIn("no object 0", r.stderr)
 
-    def test_a_damaged_store_file_is_skipped_not_fatal(self):
-        store = "/sarn/store/snmp-communities"
-        harness.kxctl_json(self.root, "store", "put", store, "1", "0x20000005=one")
-        harness.kxctl_json(self.root, "store", "put", store, "2", "0x20000005=two")
-        directory = os.path.join(self.root.path, "sarn/store/snmp-communities")
-        # One file per object, named by its id.
-        self.assertTrue(os.path.isfile(os.path.join(directory, "2")))
-        with open(os.path.join(directory, "2"), "wb") as f:
-            f.write(b"\xff" * 7)
-        r = harness.kxctl(self.root, "store", "dump", store)
-        self.assertEqual(r.returncode, 0, r)
-        self.assertEqual(json.loads(r.stdout), {"1": {"0x20000005": "one"}})
-        self.assertIn("object 2", r.stderr, "the damage is reported")
-
 
 if __name__ == "__main__":
     unittest.main(verbosity=2)

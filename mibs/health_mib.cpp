@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "asn1/ber.h"
 #include "asn1/oid.h"
 #include "data/data_member.h"
 #include "data/get_provider.h"
@@ -13,8 +14,8 @@
 
 namespace {
 
-constexpr unsigned int kInteger = 0x02;
-constexpr unsigned int kOctetString = 0x04;
+using ber::kInteger;
+using ber::kOctetString;
 
 const std::vector<unsigned int> kHealthPath = {12, 1};
 const OID kHealth = {1, 3, 6, 1, 4, 1, 32473, 1, 1, 3};

@@ -1,5 +1,6 @@
 #include "mibs/interfaces_mib.h"
 
+#include "asn1/ber.h"
 #include "data/bignum_packer.h"
 #include "data/count_provider.h"
 #include "data/data_member.h"
@@ -13,12 +14,12 @@
 
 namespace {
 
-constexpr unsigned kInteger = 0x02;
-constexpr unsigned kOctetString = 0x04;
-constexpr unsigned kCounter32 = 0x41;
-constexpr unsigned kGauge32 = 0x42;
-constexpr unsigned kTimeTicks = 0x43;
-constexpr unsigned kCounter64 = 0x46;
+using ber::kInteger;
+using ber::kOctetString;
+using ber::kCounter32;
+using ber::kGauge32;
+using ber::kTimeTicks;
+using ber::kCounter64;
 
 const OID kIfNumber("1.3.6.1.2.1.2.1");
 const OID kIfEntry("1.3.6.1.2.1.2.2.1");

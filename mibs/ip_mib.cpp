@@ -1,5 +1,6 @@
 #include "mibs/ip_mib.h"
 
+#include "asn1/ber.h"
 #include "data/bignum_packer.h"
 #include "data/const_leaves.h"
 #include "data/count_provider.h"
@@ -17,13 +18,13 @@
 
 namespace {
 
-constexpr unsigned kInteger = 0x02;
-constexpr unsigned kOctetString = 0x04;
-constexpr unsigned kObjectId = 0x06;
-constexpr unsigned kIpAddress = 0x40;
-constexpr unsigned kCounter32 = 0x41;
-constexpr unsigned kGauge32 = 0x42;
-constexpr unsigned kCounter64 = 0x46;
+using ber::kInteger;
+using ber::kOctetString;
+using ber::kObjectId;
+using ber::kIpAddress;
+using ber::kCounter32;
+using ber::kGauge32;
+using ber::kCounter64;
 
 // The queue services take this get-all argument instead of the default.
 constexpr unsigned kQueueGetAllArgument = 7;

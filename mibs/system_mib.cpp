@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "asn1/ber.h"
 #include "asn1/oid.h"
 #include "data/const_leaves.h"
 #include "data/data_member.h"
@@ -25,12 +26,12 @@
 namespace {
 
 // BER tags of the values served here.
-constexpr unsigned int kInteger = 0x02;
-constexpr unsigned int kOctetString = 0x04;
-constexpr unsigned int kObjectId = 0x06;
-constexpr unsigned int kIpAddress = 0x40;
-constexpr unsigned int kCounter32 = 0x41;
-constexpr unsigned int kTimeTicks = 0x43;
+using ber::kInteger;
+using ber::kOctetString;
+using ber::kObjectId;
+using ber::kIpAddress;
+using ber::kCounter32;
+using ber::kTimeTicks;
 
 const char kSysDescr[] = "router";
 // Layers 2, 3, 4 and 7: a bridging router with applications on board.

@@ -2,6 +2,7 @@
 sources (SARN_SOURCE), temporary roots, background processes stopped by
 their pid with bounded waits, kxctl runs, and snmpd beside kxsim."""
 
+import atexit
 import json
 import os
 import shutil
@@ -19,6 +20,30 @@ SNMPD = "agent/snmpd"
 # instead of stalling the run.
 DEFAULT_WAIT_S = 10.0
 POLL_INTERVAL_S = 0.05
+
+
+def isolate_net_snmp_tools():
+    """Gives net-snmp's tools and daemons run by this test process their own
+    configuration and persistent directories, so that nothing depends on
+    what earlier runs left in /var/lib/snmp or ~/.snmp: the persistent
+    directory exists beforehand (a first run would announce creating it),
+    and the configuration loads no MIB modules (their names and noise are
+    not what the tests compare)."""
+    home = tempfile.mkdtemp(prefix="sarn-netsnmp-")
+    atexit.register(shutil.rmtree, home, True)
+    persistent = os.path.join(home, "persist")
+    conf = os.path.join(home, "conf")
+    os.makedirs(os.path.join(persistent, "cert_indexes"))
+    os.makedirs(conf)
+    with open(os.path.join(conf, "snmp.conf"), "w") as f:
+        f.write("mibs :\n")
+    os.environ["SNMP_PERSISTENT_DIR"] = persistent
+    os.environ["SNMPCONFPATH"] = conf
+    os.environ.pop("MIBS", None)
+    os.environ.pop("MIBDIRS", None)
+
+
+isolate_net_snmp_tools()
 
 
 def build_dir():

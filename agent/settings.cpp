@@ -73,6 +73,7 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
     trapGenerators = withoutRepeats(*gens);
   }
 
+  const uint32_t bootsBefore = engineBoots;
   if (msg.has(kEngineBoots)) engineBoots = msg.getU32(kEngineBoots);
   // Held as text until engine ID formatting joins the agent; the
   // communities' keys are regenerated here once it does.
@@ -89,7 +90,7 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
 
   sendUndo(msg, undo, "changed snmp settings");
   notifyChange(kSettingsChangeId, msg);
-  store.save(kSettingsObject, getConfig());
+  saveSettings(engineBoots > bootsBefore);
   return kx::message();
 }
 

@@ -20,6 +20,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -55,7 +56,13 @@ class Transport {
   // left by a dead process is replaced; one that a live process still
   // serves is not.  false (logged) on failure.
   bool listen(uint32_t service);
-  bool listening(uint32_t service) const { return listeners_.count(service) != 0; }
+  // Serves service to this process's handlers only, without a socket.
+  void serveInProcess(uint32_t service) { inProcess_.insert(service); }
+  // True when requests for service are dispatched here: its socket is
+  // listened on, or it is served in-process.
+  bool listening(uint32_t service) const {
+    return listeners_.count(service) != 0 || inProcess_.count(service) != 0;
+  }
   // The socket file of service below the current root.
   static std::string socketPath(uint32_t service);
 
@@ -134,6 +141,7 @@ class Transport {
 
   Looper& looper_;
   std::map<uint32_t, Listener> listeners_;
+  std::set<uint32_t> inProcess_;
   std::map<int, Connection> conns_;
   std::map<uint32_t, int> outgoing_;  // service -> fd
   std::deque<Incoming> queue_;

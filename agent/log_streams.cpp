@@ -11,6 +11,7 @@
 #include <cinttypes>
 #include <csignal>
 #include <cstdint>
+#include <string>
 
 namespace {
 
@@ -48,38 +49,38 @@ size_t putNow(Sink& s, const char* data, size_t len) {
   return done;
 }
 
-// Writes text whole; false when it could not.  Text cut short is followed
-// by a line break before anything else, so that later lines stay whole.
-bool put(Sink& s, const char* data, size_t len) {
-  if (s.cut) {
-    if (putNow(s, "\n", 1) != 1) return false;
-    s.cut = false;
-  }
-  const size_t done = putNow(s, data, len);
-  if (done > 0 && done < len) s.cut = true;
-  return done == len;
-}
-
 uint64_t lineCount(const char* data, size_t len) {
-  const uint64_t n = static_cast<uint64_t>(std::count(data, data + len, '\n'));
-  return n > 0 ? n : 1;
+  return static_cast<uint64_t>(std::count(data, data + len, '\n'));
 }
 
 ssize_t writeSink(void* cookie, const char* data, size_t len) {
   Sink& s = *static_cast<Sink*>(cookie);
+  // What must go first (the end of a line cut short, the count of lines
+  // dropped) goes in the same write as the text, so that it cannot get
+  // through while the text does not.
+  std::string joined;
+  if (s.cut) joined = "\n";
   if (s.dropped > 0) {
     char note[kNoteSize];
     const int n = std::snprintf(note, sizeof note,
                                 "snmpd: %" PRIu64 " lines dropped: %s could not take them\n",
                                 s.dropped, s.name);
-    if (n > 0 && put(s, note, std::min(static_cast<size_t>(n), sizeof note - 1))) {
-      s.dropped = 0;
-    } else {
-      s.dropped += lineCount(data, len);
-      return static_cast<ssize_t>(len);
-    }
+    joined.append(note, std::min(static_cast<size_t>(std::max(n, 0)), sizeof note - 1));
   }
-  if (!put(s, data, len)) s.dropped += lineCount(data, len);
+  const size_t head = joined.size();
+  if (head > 0) joined.append(data, len);
+  const char* text = head > 0 ? joined.data() : data;
+  const size_t total = head + len;
+  const size_t done = putNow(s, text, total);
+  if (done > 0) s.cut = text[done - 1] != '\n';
+  if (done >= head) s.dropped = 0;  // the count went out
+  if (done < total) {
+    // Lines not written to their end are dropped (a text without a line
+    // break counts as one).
+    const size_t written = done > head ? done - head : 0;
+    const uint64_t lines = std::max<uint64_t>(lineCount(data, len), 1);
+    s.dropped += lines - std::min(lines, lineCount(data, written));
+  }
   // Dropped text counts as written: the stream never enters an error state.
   return static_cast<ssize_t>(len);
 }

@@ -125,35 +125,30 @@ std::string agentState(World& w) {
   return out;
 }
 
-// True when data[0..len) is exactly one BER value whose constructed parts
-// (tag bit 0x20) are made of whole values in turn.
-bool wellFormed(const uint8_t* p, size_t len, int depth) {
-  if (len < 2 || depth > kMaxDepth) return false;
-  size_t at = 1;
-  size_t n = p[at++];
-  if (n & 0x80) {
-    const size_t octets = n & 0x7f;
-    if (octets == 0 || octets > 4 || octets > len - at) return false;
-    n = 0;
-    for (size_t i = 0; i < octets; ++i) n = (n << 8) | p[at++];
+// The tag and length at p fit in avail bytes: the header's size and the
+// content's length.
+bool tlv(const uint8_t* p, size_t avail, size_t& head, size_t& length) {
+  if (avail < 2) return false;
+  head = 2;
+  length = p[1];
+  if (length & 0x80) {
+    const size_t octets = length & 0x7f;
+    if (octets == 0 || octets > 4 || octets > avail - 2) return false;
+    length = 0;
+    for (size_t i = 0; i < octets; ++i) length = (length << 8) | p[2 + i];
+    head += octets;
   }
-  if (n != len - at) return false;
-  if (!(p[0] & 0x20)) return true;
-  const uint8_t* c = p + at;
-  while (n > 0) {
-    // Each part's own length says where it ends.
-    if (n < 2) return false;
-    size_t partLen = c[1], head = 2;
-    if (partLen & 0x80) {
-      const size_t octets = partLen & 0x7f;
-      if (octets == 0 || octets > 4 || octets > n - 2) return false;
-      partLen = 0;
-      for (size_t i = 0; i < octets; ++i) partLen = (partLen << 8) | c[2 + i];
-      head += octets;
-    }
-    if (partLen > n - head || !wellFormed(c, head + partLen, depth + 1)) return false;
-    c += head + partLen;
-    n -= head + partLen;
+  return length <= avail - head;
+}
+
+// True when p[0..len) is exactly one BER value whose constructed parts (tag
+// bit 0x20) are made of whole values in turn.
+bool wellFormed(const uint8_t* p, size_t len, int depth = 0) {
+  size_t head, length;
+  if (depth > kMaxDepth || !tlv(p, len, head, length) || head + length != len) return false;
+  for (size_t at = head; (p[0] & 0x20) && at < len; at += head + length) {
+    if (!tlv(p + at, len - at, head, length) || !wellFormed(p + at, head + length, depth + 1))
+      return false;
   }
   return true;
 }
@@ -192,7 +187,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
 
   if (replied) {
     const auto& reply = ctx.out.bytes();
-    if (!wellFormed(reply.data(), reply.size(), 0)) std::abort();
+    if (!wellFormed(reply.data(), reply.size())) std::abort();
     int replyVersion = -1, replyId = 0;
     std::string replyCommunity;
     if (classic && (!header(reply.data(), reply.size(), replyVersion, replyCommunity, replyId) ||

@@ -2,8 +2,7 @@
 does: standard error on a pipe that nobody reads or that closes, SIGHUP, a
 stop signal while a bus exchange waits, and kill -9 at random moments
 during configuration changes (the stores load whole, nothing acknowledged
-is lost, engine boots only rise, a damaged settings object falls back to
-its previous version)."""
+is lost, engine boots only rise)."""
 
 import os
 import random
@@ -33,17 +32,11 @@ def agent_args(root, port):
 
 
 def lines_waiting(fd):
-    """The complete lines readable at once from the non-blocking fd."""
-    data = b""
-    while True:
-        try:
-            chunk = os.read(fd, 65536)
-        except BlockingIOError:
-            break
-        if not chunk:
-            break
-        data += chunk
-    return data.decode(errors="replace").split("\n")[:-1]
+    """The complete lines waiting in the non-blocking pipe fd."""
+    try:
+        return os.read(fd, 1 << 20).decode(errors="replace").split("\n")[:-1]
+    except BlockingIOError:
+        return []
 
 
 class ReliabilityTest(unittest.TestCase):
@@ -166,21 +159,6 @@ class ReliabilityTest(unittest.TestCase):
                 else:
                     names.append(change[2].split("=")[1])
         self.assertTrue(names and contact, "no change was acknowledged before a kill")
-
-        # One flipped byte in the settings object: its previous version
-        # serves, the service comes up as configured, boots still rise.
-        path = os.path.join(self.root.path, SETTINGS_STORE.lstrip("/"), "0")
-        with open(path, "r+b") as f:
-            f.seek(-1, os.SEEK_END)
-            last = f.read(1)
-            f.seek(-1, os.SEEK_END)
-            f.write(bytes([last[0] ^ 0x40]))
-        agent = self.start_agent("snmpd-fallback")
-        self.assertIn("object 0 is damaged (checksum mismatch), set aside as 0.damaged; "
-                      "its previous generation is used", agent.stderr())
-        self.assertGreater(int(re.search(r"engineBoots = (\d+)", agent.stdout()).group(1)),
-                           boots)
-        self.assertEqual(agent.stop(), 0)
 
 
 if __name__ == "__main__":

@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <cstring>
-#include <thread>
 
 #include "kx/frame.h"
 #include "kx/transport.h"
@@ -122,29 +121,6 @@ TEST_F(BusTest, SilentServiceTimesOutAndTheLooperKeepsServing) {
       me, [&] { return exited || (exited = waitpid(client, &status, WNOHANG) == client); }));
   EXPECT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
-}
-
-TEST_F(BusTest, AStopRequestCutsWaitsShortUntilRunReturns) {
-  ASSERT_GT(startEcho(42, /*serve=*/false), 0);
-  kx::Looper me(41);
-  std::thread stopper([&me] {
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    me.stop();  // as a signal handler would
-  });
-  testing::internal::CaptureStderr();
-  auto start = Clock::now();
-  kx::message first = request({42}, 0x1);
-  EXPECT_EQ(kx::getErrorCode(me.exchangeMessage(first, 6000)), kx::kErrStopping);
-  stopper.join();
-  kx::message second = request({42}, 0x2);
-  EXPECT_EQ(kx::getErrorCode(me.exchangeMessage(second, 6000)), kx::kErrStopping);
-  EXPECT_LT(elapsedMs(start), 300);
-  EXPECT_EQ(me.run(), 0);  // at once
-  // Once run() has returned, waits last their whole time again.
-  kx::message third = request({42}, 0x3);
-  EXPECT_EQ(kx::getErrorCode(me.exchangeMessage(third, 200)), kx::kErrTimeout);
-  EXPECT_GE(elapsedMs(start), 295);
-  EXPECT_EQ(kxLines(testing::internal::GetCapturedStderr()), 3);
 }
 
 TEST_F(BusTest, LateReplyIsDiscardedAndTheNextExchangeGetsItsOwn) {

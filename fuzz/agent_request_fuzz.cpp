@@ -8,8 +8,7 @@
 // request's id, and a request whose community may not write changes nothing
 // in the router (no object of it reports a change), nor in the agent's
 // settings and communities.
-#include <unistd.h>
-
+#include <csignal>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>

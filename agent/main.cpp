@@ -17,6 +17,8 @@
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"
+#include "traps/enterprise_trap.h"
+#include "traps/trap_maker.h"
 
 namespace {
 
@@ -123,6 +125,9 @@ int main(int argc, char** argv) {
 
   loadPlugins(kx::rootPath(kPluginDir));
 
+  // Plug-ins' own makers, added in autorun, come before it.
+  addTrapMaker(talvorTrapMaker);
+  loop->startSubscribers();
   loop->addTimer(loop, &SnmpLooper::startup, 0);
 
   kx::message notice;

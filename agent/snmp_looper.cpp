@@ -79,11 +79,3 @@ void SnmpLooper::init() {
     setupLeave(kIdleLeaveMs);
   }
 }
-
-void SnmpLooper::startup() {
-  bool wanted = false;
-  for (uint32_t id : trapGenerators) wanted = wanted || id == kStartupTrapGenerator;
-  if (!wanted) return;
-  // The start-up trap is sent from here through the common trap path once
-  // trap sending joins the agent.
-}

@@ -17,6 +17,7 @@
 #include "kx/looper.h"
 #include "kx/message.h"
 #include "kx/store.h"
+#include "traps/trap_settings.h"
 
 class SnmpLooper : public kx::Looper {
  public:
@@ -77,9 +78,19 @@ class SnmpLooper : public kx::Looper {
   // Socket callback: reads one datagram and sends the reply, if any, from
   // the local address the request arrived on.
   void receive(int fd, int events);
-  // One-shot timer armed at start: raises the start-up trap when that
-  // generator is enabled.
+  // One-shot timer armed at start: when trapGenerators holds the start-up
+  // generator, sends the start-up trap (warmStart) through send_trap with
+  // startupTrapMaker standing last in trapMakers for that one trap.
   void startup();
+  // Subscribes every trap subscriber whose index is in trapGenerators, in
+  // list order; other ids (the start-up generator) are skipped.
+  void startSubscribers();
+  // Builds the trap for event and sends it to the trap target (see
+  // traps/trap_sender.h for what is sent and every line written when
+  // nothing is).
+  void send_trap(const kx::message& event);
+  // The settings traps are built from, as they stand now.
+  TrapSettings trapSettings() const;
 
   // The settings as one message (the bus record and the stored object).
   kx::message getConfig() const;
@@ -87,8 +98,14 @@ class SnmpLooper : public kx::Looper {
   // Settings commands of the bus.
   kx::message cmdGet(const kx::message& msg) override;
   // Applies every field present, in a fixed order, then persists the whole
-  // settings object.  Never refuses.
+  // settings object.  Never refuses.  A trapGenerators field unsubscribes
+  // every trap subscriber, then subscribes those it names, once each
+  // ("unsubscribed from NAME", "subscribed to NAME" on standard output).
   kx::message cmdSet(const kx::message& msg) override;
+  // Command 100 lists the trap generators: start-trap, then every
+  // subscriber by index.  Commands 1, 0xfe000b and 0x10004 (an enterprise
+  // trap request, a change event) are passed to send_trap.  Every code is
+  // answered with an empty message but 100.
   kx::message cmdUnknown(const kx::message& msg, uint32_t code) override;
   // The settings, whatever the id.
   kx::message getObject(uint32_t id) override;

@@ -80,7 +80,7 @@ const Sub kSubs[] = {
      "\n"
      "  oid=1.3.6.1.2.1.1.5.0     the binding's name\n"
      "  type=TYPE                 integer, string, null, oid, ipaddress, counter,\n"
-     "                            gauge, timeticks, or a BER tag number\n"
+     "                            timeticks, unsigned, or a BER tag number\n"
      "  value=TEXT                the value as text (not needed for null)\n",
      snmp::sendTrap},
 };

@@ -187,17 +187,19 @@ bool parsePrivacy(const std::string& text, uint32_t& protocol, std::string& err)
 std::string privacyText(uint32_t protocol) { return protocol == 0 ? "des" : unknownText(protocol); }
 
 bool parseValueType(const std::string& text, uint32_t& tag, std::string& err) {
-  static const Name names[] = {{"integer", 0x02},      {"int", 0x02},     {"string", 0x04},
-                               {"octet-string", 0x04}, {"null", 0x05},    {"oid", 0x06},
-                               {"ipaddress", 0x40},    {"counter", 0x41}, {"counter32", 0x41},
-                               {"gauge", 0x42},        {"gauge32", 0x42}, {"timeticks", 0x43}};
+  // The types the agent can put into a trap binding; Gauge32 and
+  // Counter64 it leaves without a value, so they have no name here.
+  static const Name names[] = {{"integer", 0x02},      {"int", 0x02},      {"string", 0x04},
+                               {"octet-string", 0x04}, {"null", 0x05},     {"oid", 0x06},
+                               {"ipaddress", 0x40},    {"counter", 0x41},  {"counter32", 0x41},
+                               {"timeticks", 0x43},    {"unsigned", 0x47}, {"uinteger32", 0x47}};
   std::string why;
   if (!text.empty() && text[0] >= '0' && text[0] <= '9' && parseU32(text, tag, why)) {
     if (tag <= 0xff) return true;
   }
   return parseName(text, names, std::size(names), "value type",
-                   "integer, string, null, oid, ipaddress, counter, gauge, timeticks or a "
-                   "tag number below 256",
+                   "integer, string, null, oid, ipaddress, counter, timeticks, unsigned or "
+                   "a tag number below 256",
                    tag, err);
 }
 

@@ -51,7 +51,7 @@ bool parsePrivacy(const std::string& text, uint32_t& protocol, std::string& err)
 std::string privacyText(uint32_t protocol);
 
 // The value type of a trap binding: a name (integer, string, null, oid,
-// ipaddress, counter, gauge, timeticks) or a BER tag number.
+// ipaddress, counter, timeticks, unsigned) or a BER tag number.
 bool parseValueType(const std::string& text, uint32_t& tag, std::string& err);
 
 // An OID in dotted decimal ("1.3.6.1.2.1.1.5.0"): at least two arcs, each

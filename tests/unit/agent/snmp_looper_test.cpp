@@ -13,7 +13,6 @@
 #include "agent/community_keep.h"
 #include "agent_test_util.h"
 #include "kx/store.h"
-#include "traps/trap_subscribers.h"
 
 namespace {
 
@@ -82,7 +81,8 @@ TEST_F(SnmpLooperTest, WithoutStoredSettingsDefaultsStayAndNothingIsWritten) {
   EXPECT_EQ(loop->trapCommunity, 0xffffffffu);
   EXPECT_FALSE(loop->enabled);
   EXPECT_FALSE(loop->enableSetting);
-  EXPECT_EQ(loop->policies(), (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
+  EXPECT_EQ(loop->policies(),
+            (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
 
   const kx::message cfg = loop->getObject(1234);
   const std::vector<uint32_t> order = {0x20000004, 0x20000002, 0x20000003, 0x2000000a,
@@ -181,40 +181,10 @@ TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
 
   const kx::message saved = stored();
   EXPECT_EQ(saved, loop->getConfig());
-  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators), (std::vector<uint32_t>{2, 0x0abc0001}));
+  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators),
+            (std::vector<uint32_t>{2, 0x0abc0001}));
   EXPECT_EQ(saved.getU32(SnmpLooper::kTrapTarget), 0x0A000002u);
   EXPECT_EQ(saved.getString(SnmpLooper::kEngineId), "edge-1");
-}
-
-TEST_F(SnmpLooperTest, GeneratorsResubscribeOnceEachAndAreListedAfterTheStartupTrap) {
-  auto loop = startLooper();
-  static std::string calls;
-  scribers = {{"a", [] { calls += "+a"; }, [] { calls += "-a"; }},
-              {"b", [] { calls += "+b"; }, [] { calls += "-b"; }},
-              {"c", [] { calls += "+c"; }, [] { calls += "-c"; }}};
-  kx::message set;
-  set.setU32Array(SnmpLooper::kTrapGenerators, {2, 2, 0x0abc0001, 0});
-  StreamCapture out(1);
-  loop->cmdSet(set);
-  EXPECT_EQ(out.text(),
-            "unsubscribed from a\nunsubscribed from b\nunsubscribed from c\n"
-            "subscribed to c\nsubscribed to a\n");
-  EXPECT_EQ(calls, "-a-b-c+c+a");
-  EXPECT_EQ(loop->trapGenerators, (std::vector<uint32_t>{2, 0x0abc0001, 0}));
-
-  std::string listed;
-  for (const kx::message& g : loop->cmdUnknown(kx::message(), 100).getMessageArray(kx::kObjects))
-    listed += std::to_string(g.getU32(kx::kObjId)) + "=" + g.getString(0x20fe0010) + " ";
-  EXPECT_EQ(listed, "180092929=start-trap 0=a 1=b 2=c ");
-  scribers.clear();
-
-  // Trap requests and events go to send_trap (which refuses: the service
-  // is off); other codes are answered empty and send nothing.
-  for (uint32_t code : {1u, 0xfe000bu, 0x10004u, 5u}) {
-    StreamCapture err(2);
-    EXPECT_TRUE(loop->cmdUnknown(kx::message(), code).empty());
-    EXPECT_EQ(err.text(), code == 5 ? "" : "send_trap: snmp disabled\n") << code;
-  }
 }
 
 TEST_F(SnmpLooperTest, GetNamesTheSenderOrCallsTheRequestBogonymous) {

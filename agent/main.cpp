@@ -17,6 +17,7 @@
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"
+#include "sarn_version.h"
 
 namespace {
 
@@ -32,6 +33,7 @@ const char kUsage[] =
     "  --root DIR     take every platform path below DIR (default: $SARN_ROOT, else /)\n"
     "  --port N       UDP port of the SNMP service (default 161)\n"
     "  --trap-port N  UDP port traps are sent to (default 162)\n"
+    "  --version      print the version\n"
     "  --help         print this text\n";
 
 struct Options {
@@ -57,6 +59,10 @@ int parseOptions(int argc, char** argv, Options& opts) {
     const std::string arg = argv[i];
     if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (arg == "--version") {
+      std::puts("snmpd (sarn-snmp) " SARN_VERSION);
       return 0;
     }
     const bool takesValue = arg == "--root" || arg == "--port" || arg == "--trap-port";

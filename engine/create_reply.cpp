@@ -103,13 +103,14 @@ bool createReply(Context& ctx, int peer) {
       refusal = error_status::kReadOnly;
       break;
     default:  // GetBulk, traps and informs get no answer
+      ctx.droppedCommand = static_cast<unsigned>(requestTag);
       return drop("unknown request command");
   }
 
   unsigned status = error_status::kNoError;
   unsigned index = 0;
-  while (!ctx.in.atEnd() && !ctx.in.atSeqEnd() &&
-         status == error_status::kNoError && ctx.error == 0) {
+  while (!ctx.in.atEnd() && !ctx.in.atSeqEnd() && status == error_status::kNoError &&
+         ctx.error == 0) {
     if (ctx.in.enterSeq() < 0) return false;
     ctx.out.startSeq(ber::kSequence);
     if (!ctx.in.getOID(&ctx.oid)) return false;

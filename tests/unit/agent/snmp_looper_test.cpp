@@ -81,8 +81,7 @@ TEST_F(SnmpLooperTest, WithoutStoredSettingsDefaultsStayAndNothingIsWritten) {
   EXPECT_EQ(loop->trapCommunity, 0xffffffffu);
   EXPECT_FALSE(loop->enabled);
   EXPECT_FALSE(loop->enableSetting);
-  EXPECT_EQ(loop->policies(),
-            (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
+  EXPECT_EQ(loop->policies(), (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
 
   const kx::message cfg = loop->getObject(1234);
   const std::vector<uint32_t> order = {0x20000004, 0x20000002, 0x20000003, 0x2000000a,
@@ -181,8 +180,7 @@ TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
 
   const kx::message saved = stored();
   EXPECT_EQ(saved, loop->getConfig());
-  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators),
-            (std::vector<uint32_t>{2, 0x0abc0001}));
+  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators), (std::vector<uint32_t>{2, 0x0abc0001}));
   EXPECT_EQ(saved.getU32(SnmpLooper::kTrapTarget), 0x0A000002u);
   EXPECT_EQ(saved.getString(SnmpLooper::kEngineId), "edge-1");
 }
@@ -217,7 +215,11 @@ TEST_F(SnmpLooperTest, BusyPortLeavesTheServiceDisabledButWanted) {
   set.setBool(SnmpLooper::kEnabled, true);
   StreamCapture err(2);
   loop->cmdSet(set);
-  EXPECT_EQ(err.text(), "cannot create service connection\n");
+  // The specified line, then the address, the port and the reason.
+  EXPECT_EQ(err.text(), "cannot create service connection\nsnmpd: cannot open UDP 0.0.0.0 port " +
+                            std::to_string(port) +
+                            ": Address already in use (another program holds it: stop it, or "
+                            "choose another --port)\n");
   EXPECT_FALSE(loop->enabled);
   EXPECT_TRUE(loop->enableSetting);
   EXPECT_TRUE(stored().getBool(SnmpLooper::kEnabled));

@@ -109,8 +109,8 @@ bool createReply(Context& ctx, int peer) {
 
   unsigned status = error_status::kNoError;
   unsigned index = 0;
-  while (!ctx.in.atEnd() && !ctx.in.atSeqEnd() && status == error_status::kNoError &&
-         ctx.error == 0) {
+  while (!ctx.in.atEnd() && !ctx.in.atSeqEnd() &&
+         status == error_status::kNoError && ctx.error == 0) {
     if (ctx.in.enterSeq() < 0) return false;
     ctx.out.startSeq(ber::kSequence);
     if (!ctx.in.getOID(&ctx.oid)) return false;

@@ -81,7 +81,8 @@ TEST_F(SnmpLooperTest, WithoutStoredSettingsDefaultsStayAndNothingIsWritten) {
   EXPECT_EQ(loop->trapCommunity, 0xffffffffu);
   EXPECT_FALSE(loop->enabled);
   EXPECT_FALSE(loop->enableSetting);
-  EXPECT_EQ(loop->policies(), (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
+  EXPECT_EQ(loop->policies(),
+            (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
 
   const kx::message cfg = loop->getObject(1234);
   const std::vector<uint32_t> order = {0x20000004, 0x20000002, 0x20000003, 0x2000000a,
@@ -180,7 +181,8 @@ TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
 
   const kx::message saved = stored();
   EXPECT_EQ(saved, loop->getConfig());
-  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators), (std::vector<uint32_t>{2, 0x0abc0001}));
+  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators),
+            (std::vector<uint32_t>{2, 0x0abc0001}));
   EXPECT_EQ(saved.getU32(SnmpLooper::kTrapTarget), 0x0A000002u);
   EXPECT_EQ(saved.getString(SnmpLooper::kEngineId), "edge-1");
 }

@@ -86,36 +86,5 @@ TEST_F(SnmpOffline, CommandsWorkOnTheStoresAsTheAgentWould) {
   EXPECT_TRUE(communities[0].second.getBool(kWriteAccess));
 }
 
-TEST_F(SnmpOffline, WritesAreRefusedWhileTheAgentRuns) {
-  // Something listening as service 34 is a running agent.
-  const std::string dir = root + "/sarn/run/bus";
-  std::filesystem::create_directories(dir);
-  const int fd = ::socket(AF_UNIX, SOCK_SEQPACKET, 0);
-  sockaddr_un addr{};
-  addr.sun_family = AF_UNIX;
-  std::strcpy(addr.sun_path, (dir + "/34").c_str());
-  ASSERT_EQ(::bind(fd, reinterpret_cast<sockaddr*>(&addr), sizeof addr), 0);
-  ASSERT_EQ(::listen(fd, 4), 0);
-
-  Outcome r = run({"set", "--offline", "contact=x"});
-  EXPECT_EQ(r.status, kExitError);
-  EXPECT_EQ(r.err, "kxctl: snmp set: snmpd is running (in the bus directory " + dir +
-                       "): drop --offline, so that it applies the change at once\n");
-  EXPECT_EQ(run({"show", "--offline"}).status, kExitOk);
-  ::close(fd);
-}
-
-TEST_F(SnmpOffline, WithoutTheAgentKxctlSaysSoAndSuggestsOffline) {
-  bus.serve = [](const kx::message&) { return kx::errorMsg(kx::kErrNoService, "no such service"); };
-  Outcome r = run({"community", "list"});
-  EXPECT_EQ(r.status, kExitError);
-  EXPECT_EQ(r.err, "error 0xff0101: snmpd is not running (nothing serves it in the bus directory " +
-                       root +
-                       "/sarn/run/bus)\n"
-                       "kxctl: start snmpd, or add --offline to show or change its settings and "
-                       "communities in its stores (a first start: kxctl snmp set --offline "
-                       "enabled=yes)\n");
-}
-
 }  // namespace
 }  // namespace kxctl

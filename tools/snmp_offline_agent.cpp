@@ -1,13 +1,8 @@
 #include "tools/snmp_offline_agent.h"
 
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <cstring>
 #include <string>
 #include <utility>
 
@@ -240,23 +235,7 @@ kx::message OfflineAgent::removeCommunity(uint32_t id) {
   return status;
 }
 
-bool agentRunning() {
-  const std::string path = kx::Transport::socketPath(kAgentService);
-  sockaddr_un addr{};
-  addr.sun_family = AF_UNIX;
-  if (path.size() >= sizeof addr.sun_path) return false;
-  std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-  const int probe = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0);
-  if (probe < 0) return false;
-  int r;
-  do {
-    r = ::connect(probe, reinterpret_cast<const sockaddr*>(&addr), sizeof addr);
-  } while (r != 0 && errno == EINTR);
-  // EAGAIN: its backlog is full, so it is alive but busy.
-  const bool live = r == 0 || errno == EAGAIN;
-  ::close(probe);
-  return live;
-}
+bool agentRunning() { return kx::Transport::served(kAgentService); }
 
 }  // namespace snmp
 }  // namespace kxctl

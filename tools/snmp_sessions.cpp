@@ -1,6 +1,8 @@
 #include "tools/snmp_sessions.h"
 
 #include <memory>
+#include <set>
+#include <string>
 
 #include "kx/paths.h"
 #include "tools/snmp_offline_agent.h"
@@ -12,15 +14,9 @@ namespace {
 
 // What --offline can do: reads, which are harmless beside a running agent,
 // and writes, which are not.
-const char* const kOfflineReads[] = {"show", "community list"};
-const char* const kOfflineWrites[] = {"set", "community add", "community set", "community remove"};
-
-bool among(const std::string& words, const char* const* begin, const char* const* end) {
-  for (auto it = begin; it != end; ++it) {
-    if (words == *it) return true;
-  }
-  return false;
-}
+const std::set<std::string> kOfflineReads = {"show", "community list"};
+const std::set<std::string> kOfflineWrites = {"set", "community add", "community set",
+                                              "community remove"};
 
 // The session's bus, noting when the agent's service is not there and
 // saying so in the error reply.
@@ -32,10 +28,10 @@ class AgentWatch : public BusClient {
     kx::message reply = bus_.exchange(msg);
     if (kx::isError(reply) && kx::getErrorCode(reply) == kx::kErrNoService) {
       missing_ = true;
-      reply = kx::errorMsg(kx::kErrNoService,
-                           "snmpd is not running (nothing serves it in the "
-                           "bus directory " +
-                               kx::rootPath(kx::kBusDir) + ")");
+      const std::string dir = kx::rootPath(kx::kBusDir);
+      reply =
+          kx::errorMsg(kx::kErrNoService,
+                       "snmpd is not running (nothing serves it in the bus directory " + dir + ")");
     }
     return reply;
   }
@@ -65,8 +61,8 @@ int runOnBus(Session& session, SubRun run, const Args& args) {
 
 int runOffline(Session& session, const std::string& words, SubRun run, const Args& args) {
   const std::string command = "snmp " + words;
-  const bool writes = among(words, std::begin(kOfflineWrites), std::end(kOfflineWrites));
-  if (!writes && !among(words, std::begin(kOfflineReads), std::end(kOfflineReads))) {
+  const bool writes = kOfflineWrites.count(words) != 0;
+  if (!writes && kOfflineReads.count(words) == 0) {
     return session.usage(command,
                          "--offline works with show, set and community list, add, set "
                          "and remove; this one needs the running agent");

@@ -19,6 +19,7 @@
 #include "mibs/system_mib.h"
 #include "traps/enterprise_trap.h"
 #include "traps/trap_maker.h"
+#include "sarn_version.h"
 
 namespace {
 
@@ -34,6 +35,7 @@ const char kUsage[] =
     "  --root DIR     take every platform path below DIR (default: $SARN_ROOT, else /)\n"
     "  --port N       UDP port of the SNMP service (default 161)\n"
     "  --trap-port N  UDP port traps are sent to (default 162)\n"
+    "  --version      print the version\n"
     "  --help         print this text\n";
 
 struct Options {
@@ -59,6 +61,10 @@ int parseOptions(int argc, char** argv, Options& opts) {
     const std::string arg = argv[i];
     if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (arg == "--version") {
+      std::puts("snmpd (sarn-snmp) " SARN_VERSION);
       return 0;
     }
     const bool takesValue = arg == "--root" || arg == "--port" || arg == "--trap-port";

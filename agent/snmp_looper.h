@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "agent/bulk_hint.h"
 #include "kx/looper.h"
 #include "kx/message.h"
 #include "kx/store.h"
@@ -136,6 +137,9 @@ class SnmpLooper : public kx::Looper {
   // run without privileges.
   uint16_t servicePort = kDefaultServicePort;
   uint16_t trapPort = kDefaultTrapPort;
+
+  // Explains dropped GetBulk requests in the log.
+  BulkHint bulkHint;
 };
 
 // The process's looper, set by its constructor; null before and after.

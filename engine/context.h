@@ -47,6 +47,9 @@ class Context {
   int32_t requestField2 = 0;
   // Report kind of a v3 request answered with a Report.
   uint32_t v3ReportKind = 0;
+  // The PDU tag of a request dropped as an unknown command (a GetBulk,
+  // say), so that the receive path can explain the silence; 0 otherwise.
+  unsigned droppedCommand = 0;
 };
 
 #endif  // ENGINE_CONTEXT_H_

@@ -103,6 +103,7 @@ bool createReply(Context& ctx, int peer) {
       refusal = error_status::kReadOnly;
       break;
     default:  // GetBulk, traps and informs get no answer
+      ctx.droppedCommand = static_cast<unsigned>(requestTag);
       return drop("unknown request command");
   }
 

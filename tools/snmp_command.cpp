@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "tools/command_table.h"
+#include "tools/snmp_sessions.h"
 #include "tools/snmp_subcommands.h"
 
 namespace kxctl {
@@ -89,7 +90,11 @@ constexpr const char kFooter[] =
     "\n"
     "Nothing is sent when a word is wrong (an unknown name, a malformed address, an\n"
     "unknown setting): exit status 2.  The agent's refusals print as\n"
-    "\"error 0x......: text\" on standard error, exit status 1.\n";
+    "\"error 0x......: text\" on standard error, exit status 1.\n"
+    "\n"
+    "--offline (show, set, community list|add|set|remove): read and change the\n"
+    "agent's stores while it is stopped; it takes them over when it starts.  A\n"
+    "first start: kxctl snmp set --offline enabled=yes\n";
 
 std::string usageLine(const Sub& s) {
   return std::string("Usage: kxctl [--root DIR] [--timeout MS] snmp ") + s.synopsis + "\n";
@@ -118,7 +123,7 @@ const Sub* findSub(const std::vector<std::string>& args, size_t& used) {
 
 std::string SnmpCommand::help() const {
   std::string s =
-      "Usage: kxctl [--root DIR] [--timeout MS] snmp SUBCOMMAND [ARGS ...]\n\n"
+      "Usage: kxctl [--root DIR] [--timeout MS] snmp SUBCOMMAND [ARGS ...] [--offline]\n\n"
       "Shows and changes the SNMP agent's settings and communities (bus\n"
       "service 34) with readable names.\n\nSubcommands:\n";
   for (const Sub& sub : kSubs) {
@@ -137,7 +142,16 @@ std::string SnmpCommand::helpFor(const std::vector<std::string>& args) const {
   return usageLine(*sub) + "\n" + sub->details + kFooter;
 }
 
-int SnmpCommand::run(Session& session, const std::vector<std::string>& args) {
+int SnmpCommand::run(Session& session, const std::vector<std::string>& words) {
+  std::vector<std::string> args;
+  bool offline = false;
+  for (const std::string& w : words) {
+    if (w == snmp::kOfflineFlag) {
+      offline = true;
+    } else {
+      args.push_back(w);
+    }
+  }
   if (args.empty()) return session.usage("snmp", "missing subcommand");
   size_t used = 0;
   const Sub* sub = findSub(args, used);
@@ -149,7 +163,9 @@ int SnmpCommand::run(Session& session, const std::vector<std::string>& args) {
     }
     return session.usage("snmp", "unknown subcommand '" + args[0] + "'");
   }
-  return sub->run(session, snmp::Args(args.begin() + used, args.end()));
+  const snmp::Args rest(args.begin() + used, args.end());
+  if (offline) return snmp::runOffline(session, sub->words, sub->run, rest);
+  return snmp::runOnBus(session, sub->run, rest);
 }
 
 void addSnmpCommand(CommandTable& table) { table.add(std::make_unique<SnmpCommand>()); }

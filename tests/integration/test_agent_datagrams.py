@@ -158,9 +158,17 @@ class DatagramTest(unittest.TestCase):
         self.assertIsNotNone(self.exchange(request(GET, "harbor", NO_SUCH_OID),
                                            source="127.0.0.2"))
 
-    def test_getbulk_gets_no_answer(self):
-        self.assertIsNone(self.exchange(request(GETBULK, "harbor", "1.3.6.1.2.1.1",
-                                                version=1, error_fields=(0, 10))))
+    def test_getbulk_gets_no_answer_and_one_hint_a_minute_per_source(self):
+        bulk = request(GETBULK, "harbor", "1.3.6.1.2.1.1", version=1, error_fields=(0, 10))
+        # Sources no other test uses: each has its own minute.
+        for source in ("127.0.0.5", "127.0.0.5", "127.0.0.6"):
+            self.assertIsNone(self.exchange(bulk, source=source, wait=0.3))
+        hint = ("unknown request command\nGetBulk from %s is not answered by this agent: walk "
+                "with GetNext instead (snmpwalk, snmptable -CB; turn bulk requests off in "
+                "pollers)\n")
+        log = harness.wait_until(lambda: hint % "127.0.0.6" in self.agent.stderr() and
+                                 self.agent.stderr(), what="the hints")
+        self.assertEqual(log.count(hint % "127.0.0.5"), 1)
         done = subprocess.run(["snmpbulkget", "-v", "2c", "-c", "harbor", "-t", "1", "-r", "0",
                                "127.0.0.1:%d" % self.port, "1.3.6.1.2.1.1"],
                               stdout=subprocess.PIPE, stderr=subprocess.STDOUT,

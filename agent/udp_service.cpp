@@ -83,6 +83,7 @@ void SnmpLooper::receive(int fd, int) {
   if (got < 0) return;
 
   Context ctx(c_buf, static_cast<unsigned>(got));
+  ctx.v3Server = this;
   if (!createReply(ctx, static_cast<int>(peer.sin_addr.s_addr))) return;
 
   // The same header sends the reply back: the name is the sender, and the

@@ -142,8 +142,7 @@ bool decryptAndCheckSignature(InStream& in, V3Info& info, int& err, const HmacKe
 
 bool decryptAndCheckSignatureLite(InStream& in, V3Info& info, const HmacKey& authKey,
                                   uint32_t authMethod, const Key& privKey, uint32_t privProtocol) {
-  if (info.level == kNoAuthNoPriv) return true;
-  if (!macMatches(in, info, authKey, authMethod)) return false;
+  if (info.level >= kAuthNoPriv && !macMatches(in, info, authKey, authMethod)) return false;
   if (info.level == kAuthPriv && !decryptPdu(in, info, privKey, privProtocol)) return false;
   readContext(in, info);
   return true;

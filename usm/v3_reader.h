@@ -45,8 +45,9 @@ bool decryptAndCheckSignature(InStream& in, V3Info& info, int& err, const HmacKe
                               const V3ServerInfo& server);
 
 // The MAC check and decryption alone, without engine, time or level
-// checks: true when the message is at noAuthNoPriv or its MAC is right
-// (and, at authPriv, it could be decrypted).
+// checks (for a message this engine is not authoritative for, such as a
+// reply): true when the message is at noAuthNoPriv or its MAC is right
+// and, at authPriv, it could be decrypted; the stream is then at the PDU.
 bool decryptAndCheckSignatureLite(InStream& in, V3Info& info, const HmacKey& authKey,
                                   uint32_t authMethod, const Key& privKey, uint32_t privProtocol);
 

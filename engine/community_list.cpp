@@ -22,15 +22,21 @@ void CommunityList::regenerateKeys(const std::string& engineID) {
 }
 
 void CommunityList::Item::regenerateKeys(const std::string& engineID) {
+  keysReady = false;
+  authKey.clear();
+  privKey.clear();
+  if (!authPassword.empty() || !encryptionPassword.empty()) ensureKeys(engineID);
+}
+
+void CommunityList::Item::ensureKeys(const std::string& engineID) {
+  if (keysReady) return;
+  keysReady = true;
   const AuthMethod* method = ::authMethod(authMethod);
-  if (method == nullptr) {
-    authKey.clear();
-    privKey.clear();
-    return;
-  }
+  if (method == nullptr) return;
   const evp_md_st* md = method->digest();
   authKey.assign(bKeyToDKey(aKeyToBKey(passwordToAKey(authPassword, md), engineID, md), md), md);
   // Deliberately the authentication method's hash, and no pad blocks.
-  privKey = extendPrivKey(aKeyToBKey(passwordToAKey(encryptionPassword, md), engineID, md),
-                          encryptionProtocol, md);
+  privKey.assign(extendPrivKey(aKeyToBKey(passwordToAKey(encryptionPassword, md), engineID, md),
+                               encryptionProtocol, md),
+                 encryptionProtocol);
 }

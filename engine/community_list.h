@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "usm/hmac_key.h"
+#include "usm/priv_key.h"
 
 class CommunityList {
  public:
@@ -27,8 +28,15 @@ class CommunityList {
 
     // Derives both localised keys from the passwords for engineID with the
     // item's method (and, for the privacy key, extended to its protocol's
-    // key length).  An unknown method leaves both keys empty.
+    // key length).  An unknown method leaves both keys empty.  Without
+    // passwords nothing is derived until ensureKeys: such keys cost no
+    // password hashing, and an agent without v3 users then never sets
+    // OpenSSL up (about 2 MB of resident memory).
     void regenerateKeys(const std::string& engineID);
+    // Derives the keys for engineID (the engine ID of the last
+    // regenerateKeys) if they are still pending.  authKey and privKey are
+    // valid after it.
+    void ensureKeys(const std::string& engineID);
 
     uint32_t id = 0xffffffff;
     std::string name;                 // community string / v3 security name
@@ -40,9 +48,10 @@ class CommunityList {
     uint32_t authMethod = 0;          // index into `methods`: 0 = MD5, 1 = SHA-1, ...
     HmacKey authKey;                  // localised, derived from authPassword
     uint32_t encryptionProtocol = 0;  // index into `protocols`: 0 = DES, ...
-    Key privKey;                      // localised, derived from encryptionPassword
+    PrivKey privKey;                  // localised, derived from encryptionPassword
     std::string authPassword;
     std::string encryptionPassword;
+    bool keysReady = false;  // authKey and privKey are derived
   };
 
   using iterator = std::vector<Item*>::iterator;

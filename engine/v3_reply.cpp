@@ -26,7 +26,7 @@ bool createV3Reply(Context& ctx, uint32_t peer) {
   if (!readV3Info(ctx.in, info, err)) return drop("!ctx.in.readV3Info(v3_err)");
 
   ctx.community.assign(info.userName);
-  const CommunityList::Item* item = findCommunity(ctx.community);
+  CommunityList::Item* item = findCommunity(ctx.community);
   if (item != nullptr && info.level < item->security && err == kNoReport) {
     err = kUnsupportedSecLevel;
   }
@@ -34,12 +34,17 @@ bool createV3Reply(Context& ctx, uint32_t peer) {
   // from it is a wrong digest) before it is reported as unknown.
   HmacKey unknownKey;
   const Key noKey;
-  if (item == nullptr && info.level >= kAuthNoPriv) {
-    unknownKey.assign(noKey, methods[kUnknownUserMethod].digest());
+  const PrivKey noPrivKey;
+  if (info.level >= kAuthNoPriv) {
+    if (item != nullptr) {
+      item->ensureKeys(ctx.v3Server->engineID);
+    } else {
+      unknownKey.assign(noKey, methods[kUnknownUserMethod].digest());
+    }
   }
   const HmacKey& authKey = item ? item->authKey : unknownKey;
   const uint32_t authMethod = item ? item->authMethod : kUnknownUserMethod;
-  const Key& privKey = item ? item->privKey : noKey;
+  const PrivKey& privKey = item ? item->privKey : noPrivKey;
   const uint32_t privProtocol = item ? item->encryptionProtocol : 0;
   if (!decryptAndCheckSignature(ctx.in, info, err, authKey, authMethod, privKey, privProtocol,
                                 *ctx.v3Server)) {
@@ -57,7 +62,7 @@ bool createV3Reply(Context& ctx, uint32_t peer) {
   }
   writeV3Info(ctx.out, info);
   if (!answerPdu(ctx, report ? ber::kReport : ber::kResponse, report)) return false;
-  cryptPacket(ctx.out, info, privKey, privProtocol);
+  cryptPacket(ctx.out, info, privKey);
   ctx.out.endSeq();  // message
   signPacket(ctx.out, info, authKey);
   return true;

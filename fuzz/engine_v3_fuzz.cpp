@@ -96,8 +96,7 @@ std::vector<uint8_t> request(const CommunityList::Item& user, uint8_t flags,
   out.endSeq();
   if (flags & kFlagPriv) {
     scoped.resize(scoped.size() + (-scoped.size() & 7));  // whole DES blocks
-    cryptMessage(user.encryptionProtocol, user.privKey, salt, kBoots, s.engineTime(), scoped.data(),
-                 scoped.size(), true);
+    user.privKey.crypt(salt, kBoots, s.engineTime(), scoped.data(), scoped.size(), true);
     out.add(scoped.data(), scoped.size(), ber::kOctetString);
   } else {
     out.append(scoped.data(), scoped.size());

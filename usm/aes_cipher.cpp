@@ -2,8 +2,8 @@
 #include <openssl/evp.h>
 
 #include <climits>
-#include <memory>
 
+#include "usm/cipher_state.h"
 #include "usm/privacy.h"
 
 namespace {
@@ -22,30 +22,44 @@ const EVP_CIPHER* cfbCipher(unsigned keyLength) {
   return nullptr;
 }
 
-struct CipherFree {
-  void operator()(EVP_CIPHER_CTX* ctx) const { EVP_CIPHER_CTX_free(ctx); }
+class AesState : public CipherState {
+ public:
+  explicit AesState(EVP_CIPHER_CTX* ctx) : ctx_(ctx) {}
+  ~AesState() override { EVP_CIPHER_CTX_free(ctx_); }
+  AesState(const AesState&) = delete;
+  AesState& operator=(const AesState&) = delete;
+
+  bool crypt(const uint8_t* salt, uint32_t engineBoots, uint32_t engineTime, uint8_t* data,
+             std::size_t length, bool encrypt) override {
+    if (length > INT_MAX) return false;
+    uint8_t iv[kIvLength];
+    for (std::size_t i = 0; i < 4; ++i) {
+      iv[i] = static_cast<uint8_t>(engineBoots >> (24 - 8 * i));
+      iv[4 + i] = static_cast<uint8_t>(engineTime >> (24 - 8 * i));
+    }
+    for (std::size_t i = 0; i < kSaltLength; ++i) iv[8 + i] = salt[i];
+    // Only the IV and the direction change: the expanded key stays (CFB
+    // runs the cipher forwards both ways).  A stream mode: the output is as
+    // long as the input, in place.
+    int n = 0;
+    return EVP_CipherInit_ex(ctx_, nullptr, nullptr, nullptr, iv, encrypt ? 1 : 0) == 1 &&
+           EVP_CipherUpdate(ctx_, data, &n, data, static_cast<int>(length)) == 1 &&
+           static_cast<std::size_t>(n) == length;
+  }
+
+ private:
+  EVP_CIPHER_CTX* ctx_;
 };
 
 }  // namespace
 
-bool cryptMessageAES(const uint8_t salt[kSaltLength], uint32_t engineBoots, uint32_t engineTime,
-                     const Key& key, unsigned keyLength, const uint8_t* input, uint8_t* output,
-                     std::size_t length, bool encrypt) {
+std::unique_ptr<CipherState> makeAesState(const Key& key, unsigned keyLength) {
   const EVP_CIPHER* cipher = cfbCipher(keyLength);
-  if (cipher == nullptr || key.size() < keyLength || length > INT_MAX) return false;
-  uint8_t iv[kIvLength];
-  for (std::size_t i = 0; i < 4; ++i) {
-    iv[i] = static_cast<uint8_t>(engineBoots >> (24 - 8 * i));
-    iv[4 + i] = static_cast<uint8_t>(engineTime >> (24 - 8 * i));
+  EVP_CIPHER_CTX* ctx = EVP_CIPHER_CTX_new();
+  if (cipher == nullptr || ctx == nullptr ||
+      EVP_CipherInit_ex(ctx, cipher, nullptr, key.data(), nullptr, 1) != 1) {
+    EVP_CIPHER_CTX_free(ctx);
+    return nullptr;
   }
-  for (std::size_t i = 0; i < kSaltLength; ++i) iv[8 + i] = salt[i];
-
-  std::unique_ptr<EVP_CIPHER_CTX, CipherFree> ctx(EVP_CIPHER_CTX_new());
-  int n = 0;
-  // CFB is a stream mode: the output is as long as the input and the
-  // final call adds nothing.  EVP allows input == output.
-  return ctx &&
-         EVP_CipherInit_ex(ctx.get(), cipher, nullptr, key.data(), iv, encrypt ? 1 : 0) == 1 &&
-         EVP_CipherUpdate(ctx.get(), output, &n, input, static_cast<int>(length)) == 1 &&
-         static_cast<std::size_t>(n) == length;
+  return std::make_unique<AesState>(ctx);
 }

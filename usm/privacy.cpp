@@ -3,7 +3,10 @@
 #include <openssl/evp.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
+
+#include "usm/priv_key.h"
 
 const PrivProtocol protocols[] = {
     {"DES", 16, 8},      // CBC-DES: 8 key octets, 8 pre-IV octets
@@ -44,12 +47,10 @@ Key extendPrivKey(const Key& bKey, uint32_t protocol, const EVP_MD* method) {
   return key;
 }
 
-bool cryptMessage(uint32_t protocol, const Key& key, const uint8_t salt[kSaltLength],
-                  uint32_t engineBoots, uint32_t engineTime, uint8_t* data, std::size_t length,
-                  bool encrypt) {
-  const PrivProtocol* p = privProtocol(protocol);
-  if (p == nullptr) return false;
-  if (protocol == kDes) return cryptMessageDES(salt, key, data, data, length, encrypt);
-  return cryptMessageAES(salt, engineBoots, engineTime, key, p->keyLength, data, data, length,
-                         encrypt);
+bool cryptMessageDES(const uint8_t salt[kSaltLength], const Key& key, const uint8_t* input,
+                     uint8_t* output, std::size_t length, bool encrypt) {
+  PrivKey des;
+  if (!des.assign(key, kDes) || length % protocols[kDes].blockSize != 0) return false;
+  std::memmove(output, input, length);
+  return des.crypt(salt, 0, 0, output, length, encrypt);
 }

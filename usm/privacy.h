@@ -47,20 +47,11 @@ void makeSalt(uint32_t protocol, uint32_t engineBoots, uint8_t salt[kSaltLength]
 // unknown protocol.
 Key extendPrivKey(const Key& bKey, uint32_t protocol, const evp_md_st* method);
 
-// Encrypts or decrypts data[0, length) in place with protocol.  False,
-// with data untouched, when it can't: an unknown protocol, a key shorter
-// than the protocol's, or (DES) a length that is not whole blocks.
-// engineBoots and engineTime are those of the message (AES's IV).
-bool cryptMessage(uint32_t protocol, const Key& key, const uint8_t salt[kSaltLength],
-                  uint32_t engineBoots, uint32_t engineTime, uint8_t* data, std::size_t length,
-                  bool encrypt);
-
-// The two ciphers.  input and output may be the same buffer; both hold
-// length octets.  False with output untouched as for cryptMessage.
+// DES-CBC of input into output (both length octets; they may be the same
+// buffer) with key octets 0-7 and the pre-IV 8-15 XOR salt.  False, with
+// output untouched, for a key shorter than 16 octets or a length that is
+// not whole blocks.  (PrivKey does the same with the key set up once.)
 bool cryptMessageDES(const uint8_t salt[kSaltLength], const Key& key, const uint8_t* input,
                      uint8_t* output, std::size_t length, bool encrypt);
-bool cryptMessageAES(const uint8_t salt[kSaltLength], uint32_t engineBoots, uint32_t engineTime,
-                     const Key& key, unsigned keyLength, const uint8_t* input, uint8_t* output,
-                     std::size_t length, bool encrypt);
 
 #endif  // USM_PRIVACY_H_

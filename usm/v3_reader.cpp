@@ -42,14 +42,13 @@ bool macMatches(const InStream& in, const V3Info& info, const HmacKey& key, uint
 // Decrypts the encrypted PDU at the cursor in place and leaves the cursor
 // at its plaintext.  False, with the stream cut at the cursor so that
 // nothing after it decodes, when it can't.
-bool decryptPdu(InStream& in, const V3Info& info, const Key& key, uint32_t protocol) {
+bool decryptPdu(InStream& in, const V3Info& info, const PrivKey& key) {
   const std::size_t start = in.position();
   const int n = in.enterSeq();  // the OCTET STRING encryptedPDU
-  const bool ok =
-      n >= 0 && info.privParams.size() == kSaltLength &&
-      cryptMessage(protocol, key, reinterpret_cast<const uint8_t*>(info.privParams.data()),
-                   info.engineBoots, info.engineTime, in.mutableData() + in.position(),
-                   static_cast<std::size_t>(n), false);
+  const bool ok = n >= 0 && info.privParams.size() == kSaltLength &&
+                  key.crypt(reinterpret_cast<const uint8_t*>(info.privParams.data()),
+                            info.engineBoots, info.engineTime, in.mutableData() + in.position(),
+                            static_cast<std::size_t>(n), false);
   if (!ok) in.truncate(start);
   return ok;
 }
@@ -104,7 +103,7 @@ bool readV3Info(InStream& in, V3Info& info, int& err) {
 }
 
 bool decryptAndCheckSignature(InStream& in, V3Info& info, int& err, const HmacKey& authKey,
-                              uint32_t authMethod, const Key& privKey, uint32_t privProtocol,
+                              uint32_t authMethod, const PrivKey& privKey, uint32_t privProtocol,
                               const V3ServerInfo& server) {
   const bool refuseAuth = info.level >= kAuthNoPriv && ::authMethod(authMethod) == nullptr;
   const bool refusePriv = info.level == kAuthPriv && ::privProtocol(privProtocol) == nullptr;
@@ -116,7 +115,7 @@ bool decryptAndCheckSignature(InStream& in, V3Info& info, int& err, const HmacKe
   const bool macOk = info.level == kNoAuthNoPriv || macMatches(in, info, authKey, authMethod);
 
   if (info.level == kAuthPriv) {
-    if (!decryptPdu(in, info, privKey, privProtocol)) return false;
+    if (!decryptPdu(in, info, privKey)) return false;
     makeSalt(privProtocol, server.engineBoots, info.salt);
     info.privParams = std::string_view(reinterpret_cast<const char*>(info.salt), kSaltLength);
   }
@@ -141,9 +140,9 @@ bool decryptAndCheckSignature(InStream& in, V3Info& info, int& err, const HmacKe
 }
 
 bool decryptAndCheckSignatureLite(InStream& in, V3Info& info, const HmacKey& authKey,
-                                  uint32_t authMethod, const Key& privKey, uint32_t privProtocol) {
+                                  uint32_t authMethod, const PrivKey& privKey) {
   if (info.level >= kAuthNoPriv && !macMatches(in, info, authKey, authMethod)) return false;
-  if (info.level == kAuthPriv && !decryptPdu(in, info, privKey, privProtocol)) return false;
+  if (info.level == kAuthPriv && !decryptPdu(in, info, privKey)) return false;
   readContext(in, info);
   return true;
 }

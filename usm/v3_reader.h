@@ -12,6 +12,7 @@
 
 #include "asn1/in_stream.h"
 #include "usm/hmac_key.h"
+#include "usm/priv_key.h"
 #include "usm/v3_info.h"
 
 // Reads msgGlobalData and msgSecurityParameters into info, after the
@@ -41,7 +42,7 @@ bool readV3Info(InStream& in, V3Info& info, int& err);
 // decrypted: not readable, privacy parameters not 8 octets, a DES length
 // not whole blocks or no privacy key.
 bool decryptAndCheckSignature(InStream& in, V3Info& info, int& err, const HmacKey& authKey,
-                              uint32_t authMethod, const Key& privKey, uint32_t privProtocol,
+                              uint32_t authMethod, const PrivKey& privKey, uint32_t privProtocol,
                               const V3ServerInfo& server);
 
 // The MAC check and decryption alone, without engine, time or level
@@ -49,7 +50,7 @@ bool decryptAndCheckSignature(InStream& in, V3Info& info, int& err, const HmacKe
 // reply): true when the message is at noAuthNoPriv or its MAC is right
 // and, at authPriv, it could be decrypted; the stream is then at the PDU.
 bool decryptAndCheckSignatureLite(InStream& in, V3Info& info, const HmacKey& authKey,
-                                  uint32_t authMethod, const Key& privKey, uint32_t privProtocol);
+                                  uint32_t authMethod, const PrivKey& privKey);
 
 // Drops the authentication and privacy of a message to be answered: no MAC,
 // no salt, flags without auth and priv, level noAuthNoPriv.

@@ -80,17 +80,17 @@ void writeV3Info(OutStream& out, const V3Info& info) {
   addView(out, info.contextName);
 }
 
-void cryptPacket(OutStream& out, const V3Info& info, const Key& privKey, uint32_t privProtocol) {
+void cryptPacket(OutStream& out, const V3Info& info, const PrivKey& privKey) {
   out.endSeq();  // the scoped PDU
   if (info.level != kAuthPriv) return;
   const std::size_t start = out.mark(OutStream::kScopedPduMark);
-  const PrivProtocol* p = ::privProtocol(privProtocol);
   bool done = false;
-  if (p != nullptr && info.privParams.size() == kSaltLength) {
-    while ((out.size() - start) % p->blockSize != 0) out.append(&kPadOctet, 1);
-    done = cryptMessage(privProtocol, privKey,
-                        reinterpret_cast<const uint8_t*>(info.privParams.data()), info.engineBoots,
-                        info.engineTime, out.mutableData() + start, out.size() - start, true);
+  if (!privKey.empty() && info.privParams.size() == kSaltLength) {
+    while ((out.size() - start) % privKey.protocol()->blockSize != 0) {
+      out.append(&kPadOctet, 1);
+    }
+    done = privKey.crypt(reinterpret_cast<const uint8_t*>(info.privParams.data()), info.engineBoots,
+                         info.engineTime, out.mutableData() + start, out.size() - start, true);
   }
   if (!done) out.truncate(start);
   out.endSeq();  // encryptedPDU

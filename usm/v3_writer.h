@@ -6,7 +6,7 @@
 //   out.startSeq(0x30); out.add(3, 0x02);   the message, its version
 //   writeV3Info(out, info);                 header, security, scoped PDU
 //   ... the PDU, closed ...
-//   cryptPacket(out, info, privKey, privProtocol);
+//   cryptPacket(out, info, privKey);
 //   out.endSeq();                           the message
 //   signPacket(out, info, authKey, authMethod);
 // The stream's two v3 marks carry the positions from the first step to the
@@ -19,6 +19,7 @@
 
 #include "asn1/out_stream.h"
 #include "usm/hmac_key.h"
+#include "usm/priv_key.h"
 #include "usm/v3_info.h"
 
 // Fills info for a message the local engine starts (a trap): a fresh
@@ -39,7 +40,7 @@ void writeV3Info(OutStream& out, const V3Info& info);
 // 0x05 octets, encrypts it in place and closes the encryptedPDU around it.
 // When it can't be encrypted (no key, a bad salt), the encryptedPDU is
 // sent empty.
-void cryptPacket(OutStream& out, const V3Info& info, const Key& privKey, uint32_t privProtocol);
+void cryptPacket(OutStream& out, const V3Info& info, const PrivKey& privKey);
 
 // At authNoPriv and authPriv: the HMAC of the finished message, computed
 // with the placeholder as zeros, truncated to the placeholder's length and

@@ -13,10 +13,13 @@ namespace bench {
 namespace {
 
 constexpr int kVersion3 = 3;
+// One reply in this many is checked through (MAC, decryption, answer);
+// the others by their msgID and security level.
+constexpr uint64_t kFullCheckEvery = 8;
 
 // A v3 GET of oid (none when empty) as info says, encrypted and signed.
-std::vector<uint8_t> getRequest(V3Info& info, const HmacKey& authKey, const Key& privKey,
-                                uint32_t privProtocol, const OID& oid) {
+std::vector<uint8_t> getRequest(V3Info& info, const HmacKey& authKey, const PrivKey& privKey,
+                                const OID& oid) {
   info.msgFlags |= kFlagReportable;
   OutStream out;
   out.startSeq(ber::kSequence);
@@ -35,7 +38,7 @@ std::vector<uint8_t> getRequest(V3Info& info, const HmacKey& authKey, const Key&
   }
   out.endSeq();
   out.endSeq();
-  cryptPacket(out, info, privKey, privProtocol);
+  cryptPacket(out, info, privKey);
   out.endSeq();
   signPacket(out, info, authKey);
   return out.bytes();
@@ -48,7 +51,7 @@ bool discoverEngine(uint16_t port, std::chrono::milliseconds timeout, EngineStat
   V3Info info;
   prepareOutgoing(info, unknown, "", kNoAuthNoPriv, 0, 0, kMinRequestId);
   std::vector<uint8_t> reply;
-  if (!ask(port, getRequest(info, HmacKey(), Key(), 0, OID()), timeout, nullptr, &reply)) {
+  if (!ask(port, getRequest(info, HmacKey(), PrivKey(), OID()), timeout, nullptr, &reply)) {
     return false;
   }
   InStream in(reply.data(), static_cast<unsigned>(reply.size()));
@@ -66,8 +69,10 @@ V3Traffic::V3Traffic(const V3User& user, const EngineState& engine, const std::s
   const evp_md_st* md = methods[user.authMethod].digest();
   authKey_.assign(
       bKeyToDKey(aKeyToBKey(passwordToAKey(user.authPassword, md), engine.engineID, md), md), md);
-  privKey_ = extendPrivKey(aKeyToBKey(passwordToAKey(user.privPassword, md), engine.engineID, md),
-                           user.privProtocol, md);
+  privKey_.assign(
+      extendPrivKey(aKeyToBKey(passwordToAKey(user.privPassword, md), engine.engineID, md),
+                    user.privProtocol, md),
+      user.privProtocol);
   V3ServerInfo remote;
   remote.engineID = engine.engineID;
   remote.engineBoots = engine.boots;
@@ -76,7 +81,7 @@ V3Traffic::V3Traffic(const V3User& user, const EngineState& engine, const std::s
     prepareOutgoing(info, remote, user.name, user.level, user.authMethod, user.privProtocol,
                     static_cast<uint32_t>(kMinRequestId + i));
     info.engineTime = engine.time;
-    requests_[i] = getRequest(info, authKey_, privKey_, user.privProtocol, oid_);
+    requests_[i] = getRequest(info, authKey_, privKey_, oid_);
   }
 }
 
@@ -89,11 +94,16 @@ bool V3Traffic::read(const uint8_t* data, size_t n, uint64_t* id, bool* ok) {
     return false;
   }
   *id = info.msgID - kMinRequestId;
+  // Checking a reply costs the generator about what answering it costs
+  // the agent; checking all of them would make it the bottleneck.
+  if (++replies_ % kFullCheckEvery != 0) {
+    *ok = info.level == user_.level;
+    return true;
+  }
   int requestId = 0, status = -1, index = 0;
   OID name;
   *ok = info.level == user_.level &&
-        decryptAndCheckSignatureLite(in, info, authKey_, user_.authMethod, privKey_,
-                                     user_.privProtocol) &&
+        decryptAndCheckSignatureLite(in, info, authKey_, user_.authMethod, privKey_) &&
         in.getType() == static_cast<int>(ber::kResponse) && in.enterSeq() >= 0 &&
         in.getInt(&requestId) && static_cast<uint32_t>(requestId) == info.msgID &&
         in.getInt(&status) && status == 0 && in.getInt(&index) && in.enterSeq() >= 0 &&

@@ -1,6 +1,6 @@
 // SNMPv3 load: one user's GETs, built ahead of the run with the agent's
-// own user-based security code (keys, MAC, ciphers), and every reply
-// checked the same way: its MAC, its decryption, the answer inside.
+// own user-based security code (keys, MAC, ciphers), and the replies
+// checked the same way: their MAC, their decryption, the answer inside.
 #ifndef BENCH_LOAD_V3_TRAFFIC_H_
 #define BENCH_LOAD_V3_TRAFFIC_H_
 
@@ -12,6 +12,7 @@
 #include "asn1/oid.h"
 #include "bench/load/load_window.h"
 #include "usm/hmac_key.h"
+#include "usm/priv_key.h"
 
 namespace bench {
 
@@ -44,17 +45,19 @@ class V3Traffic : public Traffic {
  public:
   V3Traffic(const V3User& user, const EngineState& engine, const std::string& oid);
   const std::vector<uint8_t>& request(uint64_t seq) override { return requests_[seq % kSlots]; }
-  // Expected: the user's level, a right MAC, a Response without error
-  // whose first binding is the OID with a value.
+  // Expected: the user's level; and for every eighth reply also a right
+  // MAC and a Response without error whose first binding is the OID with a
+  // value.
   bool read(const uint8_t* data, size_t n, uint64_t* id, bool* ok) override;
   uint64_t idCycle() const override { return kSlots; }
 
  private:
   V3User user_;
   HmacKey authKey_;
-  Key privKey_;
+  PrivKey privKey_;
   OID oid_;
   std::vector<std::vector<uint8_t>> requests_;
+  uint64_t replies_ = 0;
 };
 
 }  // namespace bench

@@ -10,6 +10,7 @@
 #include "usm/engine_id.h"
 #include "usm/hmac_key.h"
 #include "usm/key_derivation.h"
+#include "usm/priv_key.h"
 #include "usm/privacy.h"
 
 namespace {
@@ -108,7 +109,8 @@ TEST(KeyChain, DigestMessageIsTheHmacWithTheMacFieldZeroed) {
 }
 
 // DES: FIPS 81 appendix C (CBC).  AES-128-CFB: NIST SP 800-38A F.3.13, its
-// IV split into boots, time and salt as RFC 3826 builds it.
+// IV split into boots, time and salt as RFC 3826 builds it.  Each key is
+// set up once and used both ways, in place, as a user's key is.
 TEST(Ciphers, PublishedVectorsBothWaysInPlace) {
   const struct {
     uint32_t protocol;
@@ -126,29 +128,38 @@ TEST(Ciphers, PublishedVectorsBothWaysInPlace) {
        "3b3fd92eb72dad20333449f8e83cfb4ac8a64537a0b3a93fcde3cdad9f1ce58b"},
   };
   for (const auto& c : cases) {
+    PrivKey key;
+    ASSERT_TRUE(key.assign(hex(c.key), c.protocol));
     const Bytes salt = hex(c.salt);
     Bytes data = hex(c.plain);
-    ASSERT_TRUE(cryptMessage(c.protocol, hex(c.key), salt.data(), c.boots, c.time, data.data(),
-                             data.size(), true));
-    EXPECT_EQ(data, hex(c.cipher)) << c.protocol;
-    ASSERT_TRUE(cryptMessage(c.protocol, hex(c.key), salt.data(), c.boots, c.time, data.data(),
-                             data.size(), false));
-    EXPECT_EQ(data, hex(c.plain)) << c.protocol;
+    for (int round = 0; round < 2; ++round) {
+      ASSERT_TRUE(key.crypt(salt.data(), c.boots, c.time, data.data(), data.size(), true));
+      EXPECT_EQ(data, hex(c.cipher)) << c.protocol;
+      ASSERT_TRUE(key.crypt(salt.data(), c.boots, c.time, data.data(), data.size(), false));
+      EXPECT_EQ(data, hex(c.plain)) << c.protocol;
+    }
   }
+  Bytes out(24);
+  const Bytes des = hex(cases[0].plain);
+  ASSERT_TRUE(cryptMessageDES(hex(cases[0].salt).data(), hex(cases[0].key), des.data(), out.data(),
+                              des.size(), true));
+  EXPECT_EQ(out, hex(cases[0].cipher));
 }
 
 TEST(Ciphers, RefuseWhatTheyCannotDoWithoutTouchingTheData) {
   const Bytes salt(kSaltLength, 1);
-  const Key key16(16, 2);
+  PrivKey des, aes;
+  ASSERT_TRUE(des.assign(Key(16, 2), 0));
+  ASSERT_TRUE(aes.assign(Key(16, 2), 1));
+  EXPECT_FALSE(PrivKey().assign(Key(15, 2), 0));
+  EXPECT_FALSE(PrivKey().assign(Key(16, 2), 2));  // AES-192 needs 24 octets
+  EXPECT_FALSE(PrivKey().assign(Key(32, 2), 4));  // no such protocol
   Bytes data(16, 0xAA);
   const Bytes before = data;
-  EXPECT_FALSE(cryptMessage(0, key16, salt.data(), 0, 0, data.data(), 15, false));  // not blocks
-  EXPECT_FALSE(cryptMessage(0, Key(15, 2), salt.data(), 0, 0, data.data(), 16, false));
-  EXPECT_FALSE(cryptMessage(2, key16, salt.data(), 0, 0, data.data(), 16, false));  // AES-192
-  EXPECT_FALSE(cryptMessage(4, key16, salt.data(), 0, 0, data.data(), 16, false));  // unknown
+  EXPECT_FALSE(des.crypt(salt.data(), 0, 0, data.data(), 15, false));  // not whole blocks
+  EXPECT_FALSE(PrivKey().crypt(salt.data(), 0, 0, data.data(), 16, false));
   EXPECT_EQ(data, before);
-  // AES is a stream mode: any length.
-  EXPECT_TRUE(cryptMessage(1, key16, salt.data(), 0, 0, data.data(), 15, true));
+  EXPECT_TRUE(aes.crypt(salt.data(), 0, 0, data.data(), 15, true));  // a stream mode
 }
 
 // The key extension of net-snmp's -x AES-192 and -x AES-256

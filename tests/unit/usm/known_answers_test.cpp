@@ -146,22 +146,6 @@ TEST(Ciphers, PublishedVectorsBothWaysInPlace) {
   EXPECT_EQ(out, hex(cases[0].cipher));
 }
 
-TEST(Ciphers, RefuseWhatTheyCannotDoWithoutTouchingTheData) {
-  const Bytes salt(kSaltLength, 1);
-  PrivKey des, aes;
-  ASSERT_TRUE(des.assign(Key(16, 2), 0));
-  ASSERT_TRUE(aes.assign(Key(16, 2), 1));
-  EXPECT_FALSE(PrivKey().assign(Key(15, 2), 0));
-  EXPECT_FALSE(PrivKey().assign(Key(16, 2), 2));  // AES-192 needs 24 octets
-  EXPECT_FALSE(PrivKey().assign(Key(32, 2), 4));  // no such protocol
-  Bytes data(16, 0xAA);
-  const Bytes before = data;
-  EXPECT_FALSE(des.crypt(salt.data(), 0, 0, data.data(), 15, false));  // not whole blocks
-  EXPECT_FALSE(PrivKey().crypt(salt.data(), 0, 0, data.data(), 16, false));
-  EXPECT_EQ(data, before);
-  EXPECT_TRUE(aes.crypt(salt.data(), 0, 0, data.data(), 15, true));  // a stream mode
-}
-
 // The key extension of net-snmp's -x AES-192 and -x AES-256
 // (draft-blumenthal-aes-usm-04 3.1.2.1), cross-checked with pysnmp's
 // AesBlumenthal192/256.localizeKey for "maplesyrup" and the RFC engine.
@@ -185,13 +169,6 @@ TEST(Ciphers, ShortPrivacyKeysAreExtendedForAes192And256) {
     ASSERT_GE(k.size(), expected.size());
     EXPECT_EQ(Bytes(k.begin(), k.begin() + expected.size()), expected) << c.protocol;
   }
-}
-
-TEST(EngineId, TextBehindTheEnterpriseTextPrefix) {
-  EXPECT_EQ(formatEngineID("r1"), str(hex("80007ed9047231")));
-  EXPECT_EQ(formatEngineID(""), str(hex("80007ed904")));
-  EXPECT_EQ(deformatEngineID(formatEngineID("edge-1")), "edge-1");
-  EXPECT_EQ(deformatEngineID("abc"), "");
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include "traps/enterprise_trap.h"
 #include "traps/trap_maker.h"
 #include "sarn_version.h"
+#include "usm/crypto_setup.h"
 
 namespace {
 
@@ -108,6 +109,9 @@ int main(int argc, char** argv) {
   const int status = parseOptions(argc, argv, opts);
   if (status >= 0) return status;
   if (!opts.root.empty()) kx::setRoot(opts.root);
+
+  // Before anything touches OpenSSL (the looper derives v3 keys).
+  if (!setUpCrypto()) std::fprintf(stderr, "snmpd: OpenSSL could not be initialised\n");
 
   std::fprintf(stderr, "loop = new SnmpLooper();\n");
   std::srand(static_cast<unsigned>(std::time(nullptr)));

@@ -6,6 +6,7 @@
 
 #include "agent/snmp_looper.h"
 #include "traps/trap_subscribers.h"
+#include "usm/engine_id.h"
 
 namespace {
 
@@ -33,7 +34,7 @@ kx::message SnmpLooper::getConfig() const {
   m.setString(kCommunity, community);
   m.setString(kContact, contact);
   m.setString(kLocation, location);
-  m.setString(kEngineId, engineID);
+  m.setString(kEngineId, deformatEngineID(engineID));
   m.setU32(kTimeWindow, timeWindow);
   m.setBe32(kTrapTarget, trapTarget);
   m.setU32(kTrapVersion, trapVersion);
@@ -88,9 +89,7 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
   }
 
   if (msg.has(kEngineBoots)) engineBoots = msg.getU32(kEngineBoots);
-  // Held as text until engine ID formatting joins the agent; the
-  // communities' keys are regenerated here once it does.
-  if (const std::string* v = msg.findString(kEngineId)) engineID = *v;
+  if (const std::string* v = msg.findString(kEngineId)) setEngineID(*v);
 
   if (msg.has(kEnabled)) {
     enableSetting = msg.getBool(kEnabled);

@@ -4,6 +4,7 @@
 
 #include "agent/community_keep.h"
 #include "kx/clock.h"
+#include "usm/engine_id.h"
 
 SnmpLooper* snmpLooper = nullptr;
 
@@ -32,6 +33,7 @@ SnmpLooper::SnmpLooper()
   std::fprintf(stderr, "addHandler(snmp::ID_COMMUNITIES, communityKeep);\n");
   addHandler(CommunityKeep::ID_COMMUNITIES, keep);
 
+  uptime = kx::getUptime;
   startUptime = kx::getUptime();
   startJiffies = kx::getJiffies();
   trapCommunity = 0xffffffff;
@@ -65,9 +67,8 @@ void SnmpLooper::init() {
     if (stored.has(kTrapGenerators)) trapGenerators = stored.getU32Array(kTrapGenerators);
     engineBoots = stored.getU32(kEngineBoots, 0) + 1;
     std::printf("engineBoots = %u\n", engineBoots);
-    // Held as text until engine ID formatting joins the agent; the
-    // communities' keys are regenerated here once it does.
-    engineID = stored.getString(kEngineId);
+    // The keys were derived before the engine ID was known.
+    setEngineID(stored.getString(kEngineId));
     enableSetting = stored.getBool(kEnabled, false);
     // Persist the new boot count before the first request is served.
     store.save(kSettingsObject, getConfig());
@@ -78,4 +79,9 @@ void SnmpLooper::init() {
   } else {
     setupLeave(kIdleLeaveMs);
   }
+}
+
+void SnmpLooper::setEngineID(const std::string& text) {
+  engineID = formatEngineID(text);
+  if (communityKeep != nullptr) communityKeep->regenerateKeys(engineID);
 }

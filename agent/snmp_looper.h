@@ -19,8 +19,12 @@
 #include "kx/message.h"
 #include "kx/store.h"
 #include "traps/trap_settings.h"
+#include "usm/v3_info.h"
 
-class SnmpLooper : public kx::Looper {
+// The looper is also the local v3 engine (V3ServerInfo): its boots, start
+// uptime, time window and formatted engine ID are the base's fields, and
+// the receive path hands the looper itself to every request.
+class SnmpLooper : public kx::Looper, public V3ServerInfo {
  public:
   // The agent's service id on the bus.
   static constexpr uint32_t kServiceId = 34;
@@ -111,15 +115,14 @@ class SnmpLooper : public kx::Looper {
   // The settings, whatever the id.
   kx::message getObject(uint32_t id) override;
 
+  // Sets the engine ID from its configured text (formatEngineID) and
+  // regenerates every community's keys, which depend on it.
+  void setEngineID(const std::string& text);
+
   kx::Store store;
   int sock = 0;
   bool enabled = false;
-  uint32_t engineBoots = 0;
-  uint32_t startUptime = 0;
-  uint32_t timeWindow = 15;
-  // The local engine ID.  Held as its configured text until engine ID
-  // formatting joins the agent.
-  std::string engineID;
+  // engineBoots, startUptime, timeWindow and engineID: see V3ServerInfo.
   std::string community;
   std::string contact;
   std::string location;

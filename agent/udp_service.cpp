@@ -102,6 +102,7 @@ void SnmpLooper::receive(int fd, int) {
   if (got < 0) return;
 
   Context ctx(c_buf, static_cast<unsigned>(got));
+  ctx.v3Server = this;
   if (!createReply(ctx, static_cast<int>(peer.sin_addr.s_addr))) {
     if (ctx.droppedCommand == ber::kGetBulkRequest) {
       bulkHint.note(peer.sin_addr.s_addr, kx::getUptime());

@@ -115,7 +115,7 @@ bool decryptAndCheckSignature(InStream& in, V3Info& info, int& err, const HmacKe
   const bool macOk = info.level == kNoAuthNoPriv || macMatches(in, info, authKey, authMethod);
 
   if (info.level == kAuthPriv) {
-    if (!decryptPdu(in, info, privKey)) return false;
+    decryptPdu(in, info, privKey);
     makeSalt(privProtocol, server.engineBoots, info.salt);
     info.privParams = std::string_view(reinterpret_cast<const char*>(info.salt), kSaltLength);
   }

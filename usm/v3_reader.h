@@ -37,10 +37,12 @@ bool readV3Info(InStream& in, V3Info& info, int& err);
 //    not exactly the method's length or not the HMAC of the message as
 //    received: kWrongDigest.
 // At authPriv the encrypted PDU is decrypted in place and privParams
-// becomes a fresh salt for the reply.  Then info takes the local boots and
-// engine time.  False (nothing to answer) when the encrypted PDU can't be
-// decrypted: not readable, privacy parameters not 8 octets, a DES length
-// not whole blocks or no privacy key.
+// becomes a fresh salt for the reply; an encrypted PDU that can't be
+// decrypted (not readable, privacy parameters not 8 octets, a DES length
+// not whole blocks, no privacy key) decrypts to nothing: the stream ends
+// there, so the request fails to decode and gets no answer.  Then info
+// takes the local boots and engine time.  Always true: every outcome is in
+// err.
 bool decryptAndCheckSignature(InStream& in, V3Info& info, int& err, const HmacKey& authKey,
                               uint32_t authMethod, const PrivKey& privKey, uint32_t privProtocol,
                               const V3ServerInfo& server);

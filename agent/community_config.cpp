@@ -1,6 +1,7 @@
 // Conversion of one community between its bus/store message and the item
 // the request engine reads.
 #include "agent/community_keep.h"
+#include "agent/snmp_looper.h"
 
 void CommunityKeep::setCfg(Item& item, const kx::message& msg) {
   if (const std::string* name = msg.findString(kName)) item.name = *name;
@@ -12,8 +13,9 @@ void CommunityKeep::setCfg(Item& item, const kx::message& msg) {
   if (const std::string* pw = msg.findString(kEncryptionPassword)) item.encryptionPassword = *pw;
   if (msg.has(kAuthMethod)) item.authMethod = msg.getU32(kAuthMethod);
   if (msg.has(kEncryptionProtocol)) item.encryptionProtocol = msg.getU32(kEncryptionProtocol);
-  // The localised keys are regenerated here, once the looper exists, when
-  // key derivation joins the agent.
+  // Before the looper exists (the keeper loads its store first) there is
+  // no engine ID yet: its init regenerates every key once there is.
+  if (snmpLooper != nullptr) item.regenerateKeys(snmpLooper->engineID);
   if (msg.has(kSecurity)) item.security = msg.getU32(kSecurity);
 }
 

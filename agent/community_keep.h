@@ -54,10 +54,11 @@ class CommunityKeep : public kx::Handler, public CommunityList {
   void init();
 
   // Item configuration to and from bus messages.  The derived keys are
-  // neither read nor written here.
+  // neither read nor written in messages.
   //
   // setCfg copies every field present in msg (absent fields keep their
-  // value); the id is left alone.
+  // value) and, once the agent looper exists, regenerates the item's keys
+  // for its engine ID; the id is left alone.
   static void setCfg(Item& item, const kx::message& msg);
   // As setCfg, and the id from 0x08fe0001 when present.
   static void setAllCfg(Item& item, const kx::message& msg);

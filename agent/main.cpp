@@ -18,6 +18,10 @@
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"
+#include "traps/enterprise_trap.h"
+#include "traps/trap_maker.h"
+#include "sarn_version.h"
+#include "usm/crypto_setup.h"
 
 namespace {
 
@@ -33,6 +37,7 @@ const char kUsage[] =
     "  --root DIR     take every platform path below DIR (default: $SARN_ROOT, else /)\n"
     "  --port N       UDP port of the SNMP service (default 161)\n"
     "  --trap-port N  UDP port traps are sent to (default 162)\n"
+    "  --version      print the version\n"
     "  --help         print this text\n";
 
 struct Options {
@@ -58,6 +63,10 @@ int parseOptions(int argc, char** argv, Options& opts) {
     const std::string arg = argv[i];
     if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
+      return 0;
+    }
+    if (arg == "--version") {
+      std::puts("snmpd (sarn-snmp) " SARN_VERSION);
       return 0;
     }
     const bool takesValue = arg == "--root" || arg == "--port" || arg == "--trap-port";
@@ -108,6 +117,9 @@ int main(int argc, char** argv) {
   if (status >= 0) return status;
   if (!opts.root.empty()) kx::setRoot(opts.root);
 
+  // Before anything touches OpenSSL (the looper derives v3 keys).
+  if (!setUpCrypto()) std::fprintf(stderr, "snmpd: OpenSSL could not be initialised\n");
+
   std::fprintf(stderr, "loop = new SnmpLooper();\n");
   std::srand(static_cast<unsigned>(std::time(nullptr)));
   SnmpLooper* loop = new SnmpLooper();
@@ -130,6 +142,9 @@ int main(int argc, char** argv) {
 
   loadPlugins(kx::rootPath(kPluginDir));
 
+  // Plug-ins' own makers, added in autorun, come before it.
+  addTrapMaker(talvorTrapMaker);
+  loop->startSubscribers();
   loop->addTimer(loop, &SnmpLooper::startup, 0);
 
   kx::message notice;

@@ -2,8 +2,11 @@
 // object 0 of its store.
 #include <algorithm>
 #include <cstdio>
+#include <iterator>
 
 #include "agent/snmp_looper.h"
+#include "traps/trap_subscribers.h"
+#include "usm/engine_id.h"
 
 namespace {
 
@@ -11,6 +14,9 @@ namespace {
 constexpr uint32_t kSettingsChangeId = 0xffffffff;
 // Name of the start-up trap in the generator list.
 constexpr const char* kStartupTrapName = "start-trap";
+// Commands that ask for a trap built from the message: an enterprise trap
+// request, and the two kinds of event a subscription delivers.
+constexpr uint32_t kTrapCommands[] = {1, 0xfe000b, 0x10004};
 
 // Keeps the first occurrence of every id, in order.
 std::vector<uint32_t> withoutRepeats(const std::vector<uint32_t>& ids) {
@@ -28,7 +34,7 @@ kx::message SnmpLooper::getConfig() const {
   m.setString(kCommunity, community);
   m.setString(kContact, contact);
   m.setString(kLocation, location);
-  m.setString(kEngineId, engineID);
+  m.setString(kEngineId, deformatEngineID(engineID));
   m.setU32(kTimeWindow, timeWindow);
   m.setBe32(kTrapTarget, trapTarget);
   m.setU32(kTrapVersion, trapVersion);
@@ -67,17 +73,24 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
   if (msg.has(kTrapVersion)) trapVersion = msg.getU32(kTrapVersion);
 
   if (const std::vector<uint32_t>* gens = msg.findU32Array(kTrapGenerators)) {
-    // Trap subscribers are unsubscribed here and resubscribed in list order
-    // once they join the agent; ids without a subscriber (the start-up
-    // trap) stay in the list all the same.
+    // Every subscriber is unsubscribed, subscribed or not, so that the new
+    // list alone decides; ids without a subscriber (the start-up trap)
+    // stay in the list all the same.
+    for (const TrapSubscriber& s : scribers) {
+      s.unsubscribe();
+      std::printf("unsubscribed from %s\n", s.name.c_str());
+    }
     trapGenerators = withoutRepeats(*gens);
+    for (uint32_t id : trapGenerators) {
+      if (id >= scribers.size()) continue;
+      scribers[id].subscribe();
+      std::printf("subscribed to %s\n", scribers[id].name.c_str());
+    }
   }
 
   const uint32_t bootsBefore = engineBoots;
   if (msg.has(kEngineBoots)) engineBoots = msg.getU32(kEngineBoots);
-  // Held as text until engine ID formatting joins the agent; the
-  // communities' keys are regenerated here once it does.
-  if (const std::string* v = msg.findString(kEngineId)) engineID = *v;
+  if (const std::string* v = msg.findString(kEngineId)) setEngineID(*v);
 
   if (msg.has(kEnabled)) {
     enableSetting = msg.getBool(kEnabled);
@@ -94,16 +107,23 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
   return kx::message();
 }
 
-kx::message SnmpLooper::cmdUnknown(const kx::message&, uint32_t code) {
+kx::message SnmpLooper::cmdUnknown(const kx::message& msg, uint32_t code) {
   kx::message reply;
   if (code == kCmdListGenerators) {
+    std::vector<kx::message>& list = reply.messageArray(kx::kObjects);
     kx::message startTrap;
     startTrap.setU32(kx::kObjId, kStartupTrapGenerator);
     startTrap.setString(kGeneratorName, kStartupTrapName);
-    reply.messageArray(kx::kObjects).push_back(startTrap);
-    // Each trap subscriber follows, by its index, once they join the agent.
+    list.push_back(startTrap);
+    for (size_t i = 0; i < scribers.size(); ++i) {
+      kx::message entry;
+      entry.setU32(kx::kObjId, static_cast<uint32_t>(i));
+      entry.setString(kGeneratorName, scribers[i].name);
+      list.push_back(entry);
+    }
+  } else if (std::find(std::begin(kTrapCommands), std::end(kTrapCommands), code) !=
+             std::end(kTrapCommands)) {
+    send_trap(msg);
   }
-  // Codes 1, 0xfe000b and 0x10004 ask for a trap built from the message;
-  // they are answered empty until trap sending joins the agent.
   return reply;
 }

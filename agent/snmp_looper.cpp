@@ -4,6 +4,7 @@
 
 #include "agent/community_keep.h"
 #include "kx/clock.h"
+#include "usm/engine_id.h"
 
 SnmpLooper* snmpLooper = nullptr;
 
@@ -32,6 +33,7 @@ SnmpLooper::SnmpLooper()
   std::fprintf(stderr, "addHandler(snmp::ID_COMMUNITIES, communityKeep);\n");
   addHandler(CommunityKeep::ID_COMMUNITIES, keep);
 
+  uptime = kx::getUptime;
   startUptime = kx::getUptime();
   startJiffies = kx::getJiffies();
   trapCommunity = 0xffffffff;
@@ -64,9 +66,8 @@ void SnmpLooper::init() {
     trapCommunity = stored.getU32(kTrapCommunity, 0xffffffff);
     if (stored.has(kTrapGenerators)) trapGenerators = stored.getU32Array(kTrapGenerators);
     engineBoots = stored.getU32(kEngineBoots, 0) + 1;
-    // Held as text until engine ID formatting joins the agent; the
-    // communities' keys are regenerated here once it does.
-    engineID = stored.getString(kEngineId);
+    // The keys were derived before the engine ID was known.
+    setEngineID(stored.getString(kEngineId));
     enableSetting = stored.getBool(kEnabled, false);
     // Persist the new boot count before the first request is served, and
     // announce it only then: no two starts use the same count.
@@ -89,10 +90,7 @@ void SnmpLooper::saveSettings(bool bootsRose) {
   if (bootsRose) store.save(kSettingsObject, getConfig());
 }
 
-void SnmpLooper::startup() {
-  bool wanted = false;
-  for (uint32_t id : trapGenerators) wanted = wanted || id == kStartupTrapGenerator;
-  if (!wanted) return;
-  // The start-up trap is sent from here through the common trap path once
-  // trap sending joins the agent.
+void SnmpLooper::setEngineID(const std::string& text) {
+  engineID = formatEngineID(text);
+  if (communityKeep != nullptr) communityKeep->regenerateKeys(engineID);
 }

@@ -14,11 +14,17 @@
 #include <string>
 #include <vector>
 
+#include "agent/bulk_hint.h"
 #include "kx/looper.h"
 #include "kx/message.h"
 #include "kx/store.h"
+#include "traps/trap_settings.h"
+#include "usm/v3_info.h"
 
-class SnmpLooper : public kx::Looper {
+// The looper is also the local v3 engine (V3ServerInfo): its boots, start
+// uptime, time window and formatted engine ID are the base's fields, and
+// the receive path hands the looper itself to every request.
+class SnmpLooper : public kx::Looper, public V3ServerInfo {
  public:
   // The agent's service id on the bus.
   static constexpr uint32_t kServiceId = 34;
@@ -77,9 +83,19 @@ class SnmpLooper : public kx::Looper {
   // Socket callback: reads one datagram and sends the reply, if any, from
   // the local address the request arrived on.
   void receive(int fd, int events);
-  // One-shot timer armed at start: raises the start-up trap when that
-  // generator is enabled.
+  // One-shot timer armed at start: when trapGenerators holds the start-up
+  // generator, sends the start-up trap (warmStart) through send_trap with
+  // startupTrapMaker standing last in trapMakers for that one trap.
   void startup();
+  // Subscribes every trap subscriber whose index is in trapGenerators, in
+  // list order; other ids (the start-up generator) are skipped.
+  void startSubscribers();
+  // Builds the trap for event and sends it to the trap target (see
+  // traps/trap_sender.h for what is sent and every line written when
+  // nothing is).
+  void send_trap(const kx::message& event);
+  // The settings traps are built from, as they stand now.
+  TrapSettings trapSettings() const;
 
   // The settings as one message (the bus record and the stored object).
   kx::message getConfig() const;
@@ -90,21 +106,26 @@ class SnmpLooper : public kx::Looper {
   // Settings commands of the bus.
   kx::message cmdGet(const kx::message& msg) override;
   // Applies every field present, in a fixed order, then persists the whole
-  // settings object.  Never refuses.
+  // settings object.  Never refuses.  A trapGenerators field unsubscribes
+  // every trap subscriber, then subscribes those it names, once each
+  // ("unsubscribed from NAME", "subscribed to NAME" on standard output).
   kx::message cmdSet(const kx::message& msg) override;
+  // Command 100 lists the trap generators: start-trap, then every
+  // subscriber by index.  Commands 1, 0xfe000b and 0x10004 (an enterprise
+  // trap request, a change event) are passed to send_trap.  Every code is
+  // answered with an empty message but 100.
   kx::message cmdUnknown(const kx::message& msg, uint32_t code) override;
   // The settings, whatever the id.
   kx::message getObject(uint32_t id) override;
 
+  // Sets the engine ID from its configured text (formatEngineID) and
+  // regenerates every community's keys, which depend on it.
+  void setEngineID(const std::string& text);
+
   kx::Store store;
   int sock = 0;
   bool enabled = false;
-  uint32_t engineBoots = 0;
-  uint32_t startUptime = 0;
-  uint32_t timeWindow = 15;
-  // The local engine ID.  Held as its configured text until engine ID
-  // formatting joins the agent.
-  std::string engineID;
+  // engineBoots, startUptime, timeWindow and engineID: see V3ServerInfo.
   std::string community;
   std::string contact;
   std::string location;
@@ -122,6 +143,9 @@ class SnmpLooper : public kx::Looper {
   // run without privileges.
   uint16_t servicePort = kDefaultServicePort;
   uint16_t trapPort = kDefaultTrapPort;
+
+  // Explains dropped GetBulk requests in the log.
+  BulkHint bulkHint;
 };
 
 // The process's looper, set by its constructor; null before and after.

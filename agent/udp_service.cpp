@@ -4,12 +4,15 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <cstring>
 
 #include "agent/snmp_looper.h"
+#include "asn1/ber.h"
 #include "engine/context.h"
 #include "engine/create_reply.h"
+#include "kx/clock.h"
 
 unsigned char c_buf[kReceiveBufferSize];
 
@@ -23,6 +26,18 @@ constexpr size_t kControlSize = CMSG_SPACE(sizeof(struct in_pktinfo));
 // Readiness the service socket waits for.
 constexpr int kReadable = POLLIN;
 
+// What an operator can do about the usual reasons the port can't be had.
+const char* remedy(int error) {
+  switch (error) {
+    case EADDRINUSE:
+      return " (another program holds it: stop it, or choose another --port)";
+    case EACCES:
+      return " (ports below 1024 need root or CAP_NET_BIND_SERVICE; or choose another --port)";
+    default:
+      return "";
+  }
+}
+
 }  // namespace
 
 void SnmpLooper::enable() {
@@ -30,6 +45,7 @@ void SnmpLooper::enable() {
   setupLeave(0);
 
   int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  int why = errno;
   const int on = 1;
   // Options first, then the check: a failed socket makes both calls fail
   // harmlessly.
@@ -47,9 +63,12 @@ void SnmpLooper::enable() {
       enabled = true;
       return;
     }
+    why = errno;
     ::close(fd);
   }
   std::fprintf(stderr, "cannot create service connection\n");
+  std::fprintf(stderr, "snmpd: cannot open UDP 0.0.0.0 port %u: %s%s\n", servicePort,
+               std::strerror(why), remedy(why));
 }
 
 void SnmpLooper::disable() {
@@ -83,7 +102,13 @@ void SnmpLooper::receive(int fd, int) {
   if (got < 0) return;
 
   Context ctx(c_buf, static_cast<unsigned>(got));
-  if (!createReply(ctx, static_cast<int>(peer.sin_addr.s_addr))) return;
+  ctx.v3Server = this;
+  if (!createReply(ctx, static_cast<int>(peer.sin_addr.s_addr))) {
+    if (ctx.droppedCommand == ber::kGetBulkRequest) {
+      bulkHint.note(peer.sin_addr.s_addr, kx::getUptime());
+    }
+    return;
+  }
 
   // The same header sends the reply back: the name is the sender, and the
   // IP_PKTINFO record received is passed back unchanged, so the reply

@@ -236,6 +236,12 @@ int InStream::getVersion() {
   return version_;
 }
 
+void InStream::truncate(std::size_t n) {
+  if (n >= data_.size()) return;
+  data_.resize(n);  // shrinking never reallocates
+  if (cursor_ > n) cursor_ = n;
+}
+
 void InStream::reset() {
   seq_ends_.clear();
   cursor_ = 0;

@@ -73,6 +73,17 @@ class InStream {
   std::size_t position() const { return cursor_; }
   std::size_t size() const { return data_.size(); }
 
+  // The message bytes, for code that works on the message as a whole (the
+  // v3 digest).  Valid until the stream is destroyed; truncate() shortens
+  // it but never moves it.
+  const std::uint8_t* data() const { return data_.data(); }
+  // Writable access to the message, for code that transforms a part of it
+  // in place (v3 decryption).  REQUIRES: the caller stays inside size().
+  std::uint8_t* mutableData() { return data_.data(); }
+  // Drops every byte from offset n on (nothing when n >= size()), so that
+  // reads stop there.  The cursor moves back to n if it lay beyond.
+  void truncate(std::size_t n);
+
  private:
   enum class Header { kOk, kFailed, kOverflow };
 

@@ -88,8 +88,16 @@ void OutStream::endSeq() {
     return;
   }
   for (std::uint32_t& m : marks_) {
-    if (m != 0) m += widened;
+    if (m != 0 && m >= p) m += widened;
   }
+}
+
+void OutStream::append(const std::uint8_t* bytes, std::size_t n) {
+  data_.insert(data_.end(), bytes, bytes + n);
+}
+
+void OutStream::truncate(std::size_t n) {
+  if (n < data_.size()) data_.resize(n);
 }
 
 void OutStream::addLen(std::size_t n) {

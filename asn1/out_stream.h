@@ -76,14 +76,27 @@ class OutStream {
   void addErrorStatus(unsigned int value);
   void addErrorIndex(unsigned int value);
 
-  // v3 position marks; 0 means unset.  endSeq shifts every set mark by the
-  // octets it inserts.
+  // v3 position marks; 0 means unset.  endSeq shifts every set mark that
+  // lies at or after the octets it inserts, so a mark keeps pointing at the
+  // byte it was set on.
   std::uint32_t mark(Mark which) const { return marks_[which]; }
   void setMark(Mark which, std::uint32_t position) { marks_[which] = position; }
 
   // The encoded bytes.
   const std::vector<std::uint8_t>& bytes() const { return data_; }
   std::size_t size() const { return data_.size(); }
+
+  // Hooks for code that finishes a message as a whole (v3 encryption and
+  // signing).  They bypass the encoder: the caller keeps the encoding valid.
+  //
+  // Appends bytes as they are (no tag, no length).
+  void append(const std::uint8_t* bytes, std::size_t n);
+  // Drops every byte from offset n on (nothing when n >= size()).
+  // REQUIRES: no open sequence starts beyond n.
+  void truncate(std::size_t n);
+  // Writable access to the encoded bytes.  REQUIRES: the caller stays
+  // inside size().
+  std::uint8_t* mutableData() { return data_.data(); }
 
  private:
   void addErrorPlaceholder(std::uint32_t* position, unsigned int value);

@@ -5,8 +5,7 @@
 #include "engine/packer.h"
 #include "engine/table.h"
 
-ColumnarLeaf::ColumnarLeaf(Packer* packer, Table* table)
-    : packer_(packer), table_(table) {}
+ColumnarLeaf::ColumnarLeaf(Packer* packer, Table* table) : packer_(packer), table_(table) {}
 
 bool ColumnarLeaf::get(Context& ctx) {
   if (ctx.oid.empty()) return false;

@@ -1,5 +1,8 @@
 #include "engine/community_list.h"
 
+#include "usm/key_derivation.h"
+#include "usm/privacy.h"
+
 CommunityList* communityKeep = nullptr;
 
 CommunityList::~CommunityList() {
@@ -12,4 +15,28 @@ CommunityList::iterator CommunityList::find(const std::string& name) {
     if ((*it)->name == name) return it;
   }
   return items.end();
+}
+
+void CommunityList::regenerateKeys(const std::string& engineID) {
+  for (Item* item : items) item->regenerateKeys(engineID);
+}
+
+void CommunityList::Item::regenerateKeys(const std::string& engineID) {
+  keysReady = false;
+  authKey.clear();
+  privKey.clear();
+  if (!authPassword.empty() || !encryptionPassword.empty()) ensureKeys(engineID);
+}
+
+void CommunityList::Item::ensureKeys(const std::string& engineID) {
+  if (keysReady) return;
+  keysReady = true;
+  const AuthMethod* method = ::authMethod(authMethod);
+  if (method == nullptr) return;
+  const evp_md_st* md = method->digest();
+  authKey.assign(bKeyToDKey(aKeyToBKey(passwordToAKey(authPassword, md), engineID, md), md), md);
+  // Deliberately the authentication method's hash, and no pad blocks.
+  privKey.assign(extendPrivKey(aKeyToBKey(passwordToAKey(encryptionPassword, md), engineID, md),
+                               encryptionProtocol, md),
+                 encryptionProtocol);
 }

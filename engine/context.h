@@ -9,12 +9,13 @@
 #include "asn1/in_stream.h"
 #include "asn1/oid.h"
 #include "asn1/out_stream.h"
+#include "usm/v3_info.h"
 
 class Context {
  public:
   // Number of v3 report kinds (unsupported level, not in time window,
   // unknown user, unknown engine ID, wrong digest).
-  static constexpr unsigned kV3ReportKinds = 5;
+  static constexpr unsigned kV3ReportKinds = kReportKinds;
   // Reports sent so far, by kind; served as the usmStats counters.
   static uint32_t v3counters[kV3ReportKinds];
 
@@ -47,6 +48,15 @@ class Context {
   int32_t requestField2 = 0;
   // Report kind of a v3 request answered with a Report.
   uint32_t v3ReportKind = 0;
+  // The PDU tag of a request dropped as an unknown command (a GetBulk,
+  // say), so that the receive path can explain the silence; 0 otherwise.
+  unsigned droppedCommand = 0;
+  // The local engine that answers v3 requests, set by the receive path;
+  // without one v3 requests are dropped.  Not owned.
+  const V3ServerInfo* v3Server = nullptr;
+  // The header of a v3 request, read by createReply; its byte strings view
+  // `in`.
+  V3Info v3;
 };
 
 #endif  // ENGINE_CONTEXT_H_

@@ -102,6 +102,15 @@ std::string Transport::socketPath(uint32_t service) {
   return rootPath(kBusDir) + "/" + std::to_string(service);
 }
 
+bool Transport::served(uint32_t service) {
+  const std::string path = socketPath(service);
+  sockaddr_un addr{};
+  addr.sun_family = AF_UNIX;
+  if (path.size() >= sizeof addr.sun_path) return false;
+  std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+  return servedElsewhere(addr);
+}
+
 bool Transport::listen(uint32_t service) {
   if (listening(service)) return true;
   const std::string dir = rootPath(kBusDir);

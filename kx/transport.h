@@ -65,6 +65,8 @@ class Transport {
   }
   // The socket file of service below the current root.
   static std::string socketPath(uint32_t service);
+  // True when a live process listens at service's socket file.
+  static bool served(uint32_t service);
 
   // Sends msg (request id and srcPath added) and waits at most timeoutMs for
   // its reply.  Anything else that arrives on the connection meanwhile is

@@ -11,15 +11,17 @@
 #include "engine/leafs.h"
 #include "mibs/interfaces_counters_table.h"
 #include "mibs/interfaces_records.h"
+#include "traps/link_traps.h"
+#include "traps/trap_subscribers.h"
 
 namespace {
 
+using ber::kCounter32;
+using ber::kCounter64;
+using ber::kGauge32;
 using ber::kInteger;
 using ber::kOctetString;
-using ber::kCounter32;
-using ber::kGauge32;
 using ber::kTimeTicks;
-using ber::kCounter64;
 
 const OID kIfNumber("1.3.6.1.2.1.2.1");
 const OID kIfEntry("1.3.6.1.2.1.2.2.1");
@@ -91,4 +93,9 @@ void buildInterfacesMib() {
   for (unsigned column : {8u, 9u, 12u, 13u})  // their 64-bit forms
     ifXColumn(column, new ConstBignumPacker(0, kCounter64), interfaces);
   ifXColumn(15, new ConstNumPacker(0, kGauge32), interfaces);  // ifHighSpeed
+
+  // Link traps: the states the interfaces start in, and the generator that
+  // switches the traps on.
+  primeLinkStates();
+  scribers.push_back({kInterfacesSubscriberName, interfacesSubscribe, interfacesUnsubscribe});
 }

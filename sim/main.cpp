@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "kx/paths.h"
+#include "sarn_version.h"
 #include "sim/journal.h"
 #include "sim/process_plan.h"
 #include "sim/scenario.h"
@@ -36,6 +37,7 @@ const char kUsage[] =
     "                  default: $SARN_ROOT, else /\n"
     "  --journal FILE  append every bus message received to FILE, one JSON\n"
     "                  object per line\n"
+    "  --version       print the version\n"
     "  -h, --help      print this help\n"
     "\n"
     "Exit status: 0 after SIGTERM/SIGINT, 1 when a service cannot be served,\n"
@@ -85,6 +87,10 @@ int parseOptions(int argc, char** argv, Options& o) {
     };
     if (a == "-h" || a == "--help") {
       std::fputs(kUsage, stdout);
+      return kExitOk;
+    }
+    if (a == "--version") {
+      std::puts("kxsim (sarn-snmp) " SARN_VERSION);
       return kExitOk;
     }
     if (value("--root", o.root) || value("--journal", o.journal)) continue;

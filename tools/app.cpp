@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "kx/paths.h"
+#include "sarn_version.h"
 #include "tools/arg_parse.h"
 #include "tools/looper_bus_client.h"
 
@@ -52,6 +53,7 @@ App::App(Session::BusFactory makeBus) : makeBus_(std::move(makeBus)) {
 std::string App::overview() const {
   std::string s =
       "Usage: kxctl [--root DIR] [--timeout MS] COMMAND [ARGS ...]\n"
+      "       kxctl --help | --version\n"
       "\n"
       "Sends commands to the services of the platform bus and prints their replies\n"
       "as JSON; edits persistent stores offline; shows and changes the SNMP agent's\n"
@@ -69,6 +71,7 @@ std::string App::overview() const {
        "                (default: $SARN_ROOT, else /)\n"
        "  --timeout MS  how long to wait for each reply (default 6000)\n"
        "  --help        this text; 'kxctl COMMAND --help' describes a command\n"
+       "  --version     the version\n"
        "\n"
        "Each kxctl process is bus service 0x40000000 + its process id, so several may\n"
        "run at once.  Exit status: 0 done, 1 refused or no answer, 2 bad command line.\n";
@@ -81,6 +84,10 @@ int App::run(const std::vector<std::string>& args, std::ostream& out, std::ostre
   for (; i < args.size() && args[i].compare(0, 1, "-") == 0; ++i) {
     if (isHelp(args[i])) {
       out << overview() << std::flush;
+      return kExitOk;
+    }
+    if (args[i] == "--version") {
+      out << "kxctl (sarn-snmp) " SARN_VERSION << std::endl;
       return kExitOk;
     }
     std::string value;

@@ -130,6 +130,12 @@ bool settingsChange(const std::vector<std::string>& words, const SettingsContext
     } else if (name == "community") {
       m.setString(kCommunity, value);
     } else if (name == "engine-id") {
+      if (value.size() > kMaxEngineIdText) {
+        err = "engine-id: at most " + std::to_string(kMaxEngineIdText) +
+              " characters (managers take engine IDs of up to 32 octets, five of which the "
+              "agent puts in front)";
+        return false;
+      }
       m.setString(kEngineId, value);
     } else if (name == "time-window") {
       uint32_t seconds;
@@ -192,9 +198,9 @@ const kx::message* findCommunity(const std::vector<kx::message>& list, const std
 }
 
 bool communityFields(const std::vector<std::string>& words, kx::message& out, std::string& err) {
-  static const std::vector<std::string> known = {"name",    "address",       "read",
-                                                 "write",   "security",      "auth",
-                                                 "privacy", "auth-password", "priv-password"};
+  static const std::vector<std::string> known = {"name",  "address",       "read",
+                                                 "write", "security",      "auth",
+                                                 "priv",  "auth-password", "priv-password"};
   Words pairs;
   if (!splitWords(words, known, pairs, err)) return false;
   kx::message m;
@@ -231,9 +237,9 @@ bool communityFields(const std::vector<std::string>& words, kx::message& out, st
         return false;
       }
       m.setU32(kAuthMethod, v);
-    } else if (name == "privacy") {
+    } else if (name == "priv") {
       if (!parsePrivacy(value, v, why)) {
-        err = "privacy: " + why;
+        err = "priv: " + why;
         return false;
       }
       m.setU32(kPrivacy, v);

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "tools/command_table.h"
+#include "tools/snmp_sessions.h"
 #include "tools/snmp_subcommands.h"
 
 namespace kxctl {
@@ -31,7 +32,8 @@ const Sub kSubs[] = {
      "  contact=TEXT              sysContact\n"
      "  location=TEXT             sysLocation\n"
      "  community=TEXT            the community setting (stored and shown only)\n"
-     "  engine-id=TEXT            the text part of the local engine id\n"
+     "  engine-id=TEXT            the text part of the local engine id (show prints\n"
+     "                            the whole id in hex as engine-id-hex, for -e)\n"
      "  time-window=SECONDS       the v3 time window\n"
      "  trap-target=192.0.2.1     where traps go (UDP port 162); none for no traps\n"
      "  trap-version=1|2c|3       the version of trap messages\n"
@@ -57,8 +59,10 @@ const Sub kSubs[] = {
      "  security=none|auth|authpriv\n"
      "                            the v3 security required; a community with auth\n"
      "                            or authpriv serves v3 only\n"
-     "  auth=md5|sha1             the v3 digest\n"
-     "  privacy=des               the v3 privacy protocol\n"
+     "  auth=md5|sha|sha224|sha256|sha384|sha512\n"
+     "                            the v3 digest method\n"
+     "  priv=des|aes|aes192|aes256\n"
+     "                            the v3 privacy protocol (aes: AES-128)\n"
      "  auth-password=TEXT        at least 8 characters when security is auth or\n"
      "  priv-password=TEXT        authpriv (the privacy one for authpriv)\n"
      "\n"
@@ -80,7 +84,7 @@ const Sub kSubs[] = {
      "\n"
      "  oid=1.3.6.1.2.1.1.5.0     the binding's name\n"
      "  type=TYPE                 integer, string, null, oid, ipaddress, counter,\n"
-     "                            gauge, timeticks, or a BER tag number\n"
+     "                            timeticks, unsigned, or a BER tag number\n"
      "  value=TEXT                the value as text (not needed for null)\n",
      snmp::sendTrap},
 };
@@ -89,7 +93,11 @@ constexpr const char kFooter[] =
     "\n"
     "Nothing is sent when a word is wrong (an unknown name, a malformed address, an\n"
     "unknown setting): exit status 2.  The agent's refusals print as\n"
-    "\"error 0x......: text\" on standard error, exit status 1.\n";
+    "\"error 0x......: text\" on standard error, exit status 1.\n"
+    "\n"
+    "--offline (show, set, community list|add|set|remove): read and change the\n"
+    "agent's stores while it is stopped; it takes them over when it starts.  A\n"
+    "first start: kxctl snmp set --offline enabled=yes\n";
 
 std::string usageLine(const Sub& s) {
   return std::string("Usage: kxctl [--root DIR] [--timeout MS] snmp ") + s.synopsis + "\n";
@@ -118,7 +126,7 @@ const Sub* findSub(const std::vector<std::string>& args, size_t& used) {
 
 std::string SnmpCommand::help() const {
   std::string s =
-      "Usage: kxctl [--root DIR] [--timeout MS] snmp SUBCOMMAND [ARGS ...]\n\n"
+      "Usage: kxctl [--root DIR] [--timeout MS] snmp SUBCOMMAND [ARGS ...] [--offline]\n\n"
       "Shows and changes the SNMP agent's settings and communities (bus\n"
       "service 34) with readable names.\n\nSubcommands:\n";
   for (const Sub& sub : kSubs) {
@@ -137,7 +145,16 @@ std::string SnmpCommand::helpFor(const std::vector<std::string>& args) const {
   return usageLine(*sub) + "\n" + sub->details + kFooter;
 }
 
-int SnmpCommand::run(Session& session, const std::vector<std::string>& args) {
+int SnmpCommand::run(Session& session, const std::vector<std::string>& words) {
+  std::vector<std::string> args;
+  bool offline = false;
+  for (const std::string& w : words) {
+    if (w == snmp::kOfflineFlag) {
+      offline = true;
+    } else {
+      args.push_back(w);
+    }
+  }
   if (args.empty()) return session.usage("snmp", "missing subcommand");
   size_t used = 0;
   const Sub* sub = findSub(args, used);
@@ -149,7 +166,9 @@ int SnmpCommand::run(Session& session, const std::vector<std::string>& args) {
     }
     return session.usage("snmp", "unknown subcommand '" + args[0] + "'");
   }
-  return sub->run(session, snmp::Args(args.begin() + used, args.end()));
+  const snmp::Args rest(args.begin() + used, args.end());
+  if (offline) return snmp::runOffline(session, sub->words, sub->run, rest);
+  return snmp::runOnBus(session, sub->run, rest);
 }
 
 void addSnmpCommand(CommandTable& table) { table.add(std::make_unique<SnmpCommand>()); }

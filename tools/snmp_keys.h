@@ -52,10 +52,23 @@ constexpr uint32_t kPrivPassword = 0x2000000c;
 constexpr uint32_t kSecurityNone = 0;
 constexpr uint32_t kSecurityAuth = 1;
 constexpr uint32_t kSecurityAuthPriv = 2;
-// Digest methods and privacy protocols.
+// Digest methods and privacy protocols, as the agent numbers them.
 constexpr uint32_t kAuthMd5 = 0;
 constexpr uint32_t kAuthSha1 = 1;
+constexpr uint32_t kAuthSha224 = 2;
+constexpr uint32_t kAuthSha256 = 3;
+constexpr uint32_t kAuthSha384 = 4;
+constexpr uint32_t kAuthSha512 = 5;
 constexpr uint32_t kPrivDes = 0;
+constexpr uint32_t kPrivAes128 = 1;
+constexpr uint32_t kPrivAes192 = 2;
+constexpr uint32_t kPrivAes256 = 3;
+
+// The agent's engine ID is its configured text behind these octets
+// (enterprise 32473, format 4 = text), in the hex managers take (-e).
+constexpr const char* kEngineIdPrefixHex = "80007ed904";
+// Engine IDs are at most 32 octets (RFC 3411): 27 for the text.
+constexpr size_t kMaxEngineIdText = 27;
 
 // A shorter password makes a key anyone can compute from the engine id, so
 // users that need authentication or privacy are refused with one.

@@ -64,6 +64,7 @@ int show(Session& session, const Args& args) {
              {"location", settings.getString(kLocation)},
              {"community", settings.getString(kCommunity)},
              {"engine-id", settings.getString(kEngineId)},
+             {"engine-id-hex", engineIdHex(settings.getString(kEngineId))},
              {"time-window", std::to_string(settings.getU32(kTimeWindow))},
              {"trap-target", target == 0 ? "none" : ipv4Text(target)},
              {"trap-version", trapVersionText(settings.getU32(kTrapVersion))},

@@ -170,34 +170,58 @@ std::string securityText(uint32_t level) {
 }
 
 bool parseAuthMethod(const std::string& text, uint32_t& method, std::string& err) {
-  static const Name names[] = {{"md5", 0}, {"sha1", 1}, {"sha", 1}};
-  return parseName(text, names, std::size(names), "auth method", "md5 or sha1", method, err);
+  static const Name names[] = {{"md5", kAuthMd5},       {"sha", kAuthSha1},
+                               {"sha1", kAuthSha1},     {"sha224", kAuthSha224},
+                               {"sha256", kAuthSha256}, {"sha384", kAuthSha384},
+                               {"sha512", kAuthSha512}};
+  return parseName(text, names, std::size(names), "auth method",
+                   "md5, sha, sha224, sha256, sha384 or sha512", method, err);
 }
 
 std::string authMethodText(uint32_t method) {
-  static const char* const names[] = {"md5", "sha1"};
+  static const char* const names[] = {"md5", "sha", "sha224", "sha256", "sha384", "sha512"};
   return method < std::size(names) ? names[method] : unknownText(method);
 }
 
 bool parsePrivacy(const std::string& text, uint32_t& protocol, std::string& err) {
-  static const Name names[] = {{"des", 0}};
-  return parseName(text, names, std::size(names), "privacy protocol", "des", protocol, err);
+  static const Name names[] = {{"des", kPrivDes},
+                               {"aes", kPrivAes128},
+                               {"aes128", kPrivAes128},
+                               {"aes192", kPrivAes192},
+                               {"aes256", kPrivAes256}};
+  return parseName(text, names, std::size(names), "privacy protocol", "des, aes, aes192 or aes256",
+                   protocol, err);
 }
 
-std::string privacyText(uint32_t protocol) { return protocol == 0 ? "des" : unknownText(protocol); }
+std::string privacyText(uint32_t protocol) {
+  static const char* const names[] = {"des", "aes", "aes192", "aes256"};
+  return protocol < std::size(names) ? names[protocol] : unknownText(protocol);
+}
+
+std::string engineIdHex(const std::string& text) {
+  static const char digits[] = "0123456789abcdef";
+  std::string hex = kEngineIdPrefixHex;
+  for (unsigned char c : text) {
+    hex += digits[c >> 4];
+    hex += digits[c & 0xf];
+  }
+  return hex;
+}
 
 bool parseValueType(const std::string& text, uint32_t& tag, std::string& err) {
-  static const Name names[] = {{"integer", 0x02},      {"int", 0x02},     {"string", 0x04},
-                               {"octet-string", 0x04}, {"null", 0x05},    {"oid", 0x06},
-                               {"ipaddress", 0x40},    {"counter", 0x41}, {"counter32", 0x41},
-                               {"gauge", 0x42},        {"gauge32", 0x42}, {"timeticks", 0x43}};
+  // The types the agent can put into a trap binding; Gauge32 and
+  // Counter64 it leaves without a value, so they have no name here.
+  static const Name names[] = {{"integer", 0x02},      {"int", 0x02},      {"string", 0x04},
+                               {"octet-string", 0x04}, {"null", 0x05},     {"oid", 0x06},
+                               {"ipaddress", 0x40},    {"counter", 0x41},  {"counter32", 0x41},
+                               {"timeticks", 0x43},    {"unsigned", 0x47}, {"uinteger32", 0x47}};
   std::string why;
   if (!text.empty() && text[0] >= '0' && text[0] <= '9' && parseU32(text, tag, why)) {
     if (tag <= 0xff) return true;
   }
   return parseName(text, names, std::size(names), "value type",
-                   "integer, string, null, oid, ipaddress, counter, gauge, timeticks or a "
-                   "tag number below 256",
+                   "integer, string, null, oid, ipaddress, counter, timeticks, unsigned or "
+                   "a tag number below 256",
                    tag, err);
 }
 

@@ -42,16 +42,21 @@ std::string trapVersionText(uint32_t stored);
 bool parseSecurity(const std::string& text, uint32_t& level, std::string& err);
 std::string securityText(uint32_t level);
 
-// Digest methods md5 and sha1 (stored 0, 1).
+// Digest methods md5, sha (or sha1), sha224, sha256, sha384, sha512
+// (stored 0 to 5).
 bool parseAuthMethod(const std::string& text, uint32_t& method, std::string& err);
 std::string authMethodText(uint32_t method);
 
-// Privacy protocols: des (stored 0) is the only one.
+// Privacy protocols des, aes (or aes128), aes192, aes256 (stored 0 to 3).
 bool parsePrivacy(const std::string& text, uint32_t& protocol, std::string& err);
 std::string privacyText(uint32_t protocol);
 
+// The engine ID the agent forms from its configured text, as hex digits
+// (what snmpget -e and snmptrapd's createUser -e take).
+std::string engineIdHex(const std::string& text);
+
 // The value type of a trap binding: a name (integer, string, null, oid,
-// ipaddress, counter, gauge, timeticks) or a BER tag number.
+// ipaddress, counter, timeticks, unsigned) or a BER tag number.
 bool parseValueType(const std::string& text, uint32_t& tag, std::string& err);
 
 // An OID in dotted decimal ("1.3.6.1.2.1.1.5.0"): at least two arcs, each

@@ -18,7 +18,11 @@ constexpr auto kAskEvery = std::chrono::milliseconds(200);
 constexpr auto kSeedTimeout = std::chrono::milliseconds(10000);
 constexpr size_t kDatagramMax = 65536;
 const char kSettingsStore[] = "/sarn/store/snmpd";
+const char kCommunityStore[] = "/sarn/store/snmp-communities";
 const char kEnabled[] = "0x00000001=true";
+// A stored settings object without a time window has none: v3 requests
+// would have to arrive within the second they were made.
+const char kTimeWindow[] = "0x0800000e=15";
 const char kKxsimReady[] = "kxsim: serving services";
 
 bool fileHas(const std::string& path, const std::string& text) {
@@ -33,8 +37,8 @@ bool probe(uint16_t port, ChildProcess* server, const std::string& log, std::str
   RequestTemplate request;
   request.build(kGetRequest, kCommunity, "1.3.6.1.2.1.1.1.0");
   std::vector<uint8_t> reply;
-  if (ask(port, request, std::chrono::duration_cast<std::chrono::milliseconds>(kStartTimeout),
-          server, &reply)) {
+  if (ask(port, request.bytes(),
+          std::chrono::duration_cast<std::chrono::milliseconds>(kStartTimeout), server, &reply)) {
     return true;
   }
   *error =
@@ -43,9 +47,29 @@ bool probe(uint16_t port, ChildProcess* server, const std::string& log, std::str
   return false;
 }
 
+// The community store's objects: the default read community (a first
+// start would create it, but not beside other objects), then the users.
+std::vector<std::vector<std::string>> communityObjects() {
+  std::vector<std::vector<std::string>> objects = {
+      {"0x20000005=" + std::string(kCommunity), "0x00000006=true"}};
+  for (const V3User& u : kV3Users) {
+    objects.push_back(
+        {"0x20000005=" + std::string(u.name), "0x00000006=true",
+         "0x0800000f=" + std::to_string(u.level), "0x08000014=" + std::to_string(u.authMethod),
+         "0x08000015=" + std::to_string(u.privProtocol),
+         "0x2000000b=" + std::string(u.authPassword), "0x2000000c=" + std::string(u.privPassword)});
+  }
+  return objects;
+}
+
 }  // namespace
 
-bool ask(uint16_t port, const RequestTemplate& request, std::chrono::milliseconds timeout,
+const V3User kV3Users[3] = {
+    {"bench-sha", 1, 1, 0, "SHA", "DES", "bench auth password", "bench priv password"},
+    {"bench-sha-des", 2, 1, 0, "SHA", "DES", "bench auth password", "bench priv password"},
+    {"bench-sha256-aes", 2, 3, 1, "SHA-256", "AES", "bench auth password", "bench priv password"}};
+
+bool ask(uint16_t port, const std::vector<uint8_t>& request, std::chrono::milliseconds timeout,
          ChildProcess* server, std::vector<uint8_t>* reply) {
   const int fd = connectUdp(port);
   if (fd < 0) return false;
@@ -53,7 +77,7 @@ bool ask(uint16_t port, const RequestTemplate& request, std::chrono::millisecond
   std::vector<uint8_t> buf(kDatagramMax);
   bool got = false;
   while (!got && Clock::now() < deadline && (!server || server->alive())) {
-    (void)::send(fd, request.bytes().data(), request.bytes().size(), 0);
+    (void)::send(fd, request.data(), request.size(), 0);
     pollfd p{fd, POLLIN, 0};
     if (::poll(&p, 1, static_cast<int>(kAskEvery.count())) <= 0) continue;
     const ssize_t n = ::recv(fd, buf.data(), buf.size(), MSG_DONTWAIT);
@@ -92,10 +116,19 @@ bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, Ch
   }
 
   const std::string seedLog = dir + "/seed.log";
-  if (runToCompletion({paths.kxctl, "--root", dir, "store", "put", kSettingsStore, "0", kEnabled},
-                      seedLog, kSeedTimeout) != 0) {
-    *error = "kxctl could not seed the settings store:\n" + logTail(seedLog);
-    return false;
+  std::vector<std::vector<std::string>> seeds = {
+      {paths.kxctl, "--root", dir, "store", "put", kSettingsStore, "0", kEnabled, kTimeWindow}};
+  const std::vector<std::vector<std::string>> objects = communityObjects();
+  for (size_t id = 0; id < objects.size(); ++id) {
+    seeds.push_back(
+        {paths.kxctl, "--root", dir, "store", "put", kCommunityStore, std::to_string(id)});
+    seeds.back().insert(seeds.back().end(), objects[id].begin(), objects[id].end());
+  }
+  for (const std::vector<std::string>& seed : seeds) {
+    if (runToCompletion(seed, seedLog, kSeedTimeout) != 0) {
+      *error = "kxctl could not seed the stores:\n" + logTail(seedLog);
+      return false;
+    }
   }
   // Traps, if any generator is on, go to a port nobody listens on.
   const uint16_t trapPort = freeUdpPort();
@@ -118,6 +151,11 @@ bool startNetSnmp(const std::string& binary, const TempDir& dir, uint16_t port, 
         << "sysdescr " << kSysDescrText << "\n"
         << "syscontact bench\n"
         << "syslocation bench\n";
+    for (const V3User& u : kV3Users) {
+      out << "createUser " << u.name << " " << u.netSnmpAuth << " \"" << u.authPassword << "\"";
+      if (u.level == 2) out << " " << u.netSnmpPriv << " \"" << u.privPassword << "\"";
+      out << "\nrouser " << u.name << (u.level == 2 ? " priv" : " auth") << "\n";
+    }
     if (!out) {
       *error = "cannot write " + conf;
       return false;

@@ -13,6 +13,7 @@
 #include "bench/load/load_window.h"
 #include "bench/load/peer_process.h"
 #include "bench/load/snmp_wire.h"
+#include "bench/load/v3_traffic.h"
 
 namespace bench {
 
@@ -22,6 +23,9 @@ constexpr const char kCommunity[] = "harbor";
 // net-snmp's sysDescr: the same text as ours, so that replies to the same
 // request have the same size.
 constexpr const char kSysDescrText[] = "router";
+// The v3 users both agents are given: authNoPriv SHA-1, authPriv SHA-1 with
+// DES and SHA-256 with AES-128.
+extern const V3User kV3Users[3];
 // How long a server may take to answer its first request.
 constexpr auto kStartTimeout = std::chrono::seconds(15);
 
@@ -33,19 +37,21 @@ struct OurAgent {
   std::string journal;   // kxsim's journal file, or empty
 };
 
-// Sends request (id as built) to 127.0.0.1:port every 200 ms until a
-// datagram comes back or timeout passes; stores the reply's bytes.  Gives
-// up early when server, if non-null, exits.
-bool ask(uint16_t port, const RequestTemplate& request, std::chrono::milliseconds timeout,
+// Sends request to 127.0.0.1:port every 200 ms until a datagram comes back
+// or timeout passes; stores the reply's bytes.  Gives up early when server,
+// if non-null, exits.
+bool ask(uint16_t port, const std::vector<uint8_t>& request, std::chrono::milliseconds timeout,
          ChildProcess* server, std::vector<uint8_t>* reply);
 
-// Starts kxsim (when named) and our agent under root on port; the agent is
-// ready when it answers a request.  On failure *error says what and why.
+// Starts kxsim (when named) and our agent under root on port, with the
+// default community and kV3Users; the agent is ready when it answers a
+// request.  On failure *error says what and why.
 bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, ChildProcess* sim,
                    ChildProcess* agent, std::string* error);
 
 // Starts net-snmp's snmpd (binary) from a configuration written into dir:
-// the read-only community, a constant sysDescr, loopback only.
+// the read-only community, kV3Users (read-only), a constant sysDescr,
+// loopback only.
 bool startNetSnmp(const std::string& binary, const TempDir& dir, uint16_t port, ChildProcess* agent,
                   std::string* error);
 

@@ -11,9 +11,6 @@ namespace bench {
 
 namespace {
 
-// Slots of the in-flight table: well above kMaxWindow, so a slot is
-// normally reused long after its request was answered or written off.
-constexpr uint64_t kSlots = 4096;
 static_assert(kSlots > 2 * kMaxWindow, "slot table too small for the window");
 // How long one poll waits; bounds how late the loss check and the stop
 // flag are seen.
@@ -35,6 +32,23 @@ bool matches(const Reply& r, const Expectation& e) {
 
 }  // namespace
 
+const std::vector<uint8_t>& TemplateTraffic::request(uint64_t seq) {
+  request_.setRequestId(static_cast<uint32_t>(kMinRequestId + seq));
+  return request_.bytes();
+}
+
+bool TemplateTraffic::read(const uint8_t* data, size_t n, uint64_t* id, bool* ok) {
+  Reply r;
+  if (!readReply(data, n, &r) || r.requestId < kMinRequestId || r.requestId > kMaxRequestId) {
+    return false;
+  }
+  // A run sends far fewer than 2^31 requests, so the id names the
+  // sequence number directly.
+  *id = r.requestId - kMinRequestId;
+  *ok = matches(r, expect_);
+  return true;
+}
+
 double quantile(std::vector<double>* samples, double q) {
   if (samples->empty()) return 0;
   size_t rank = static_cast<size_t>(q * static_cast<double>(samples->size()));
@@ -45,6 +59,12 @@ double quantile(std::vector<double>* samples, double q) {
 
 bool runLoad(int fd, RequestTemplate request, const Expectation& expect, const LoadSpec& spec,
              const volatile int* stop, LoadResult* result) {
+  TemplateTraffic traffic(std::move(request), expect);
+  return runLoad(fd, traffic, spec, stop, result);
+}
+
+bool runLoad(int fd, Traffic& traffic, const LoadSpec& spec, const volatile int* stop,
+             LoadResult* result) {
   if (spec.window < 1 || spec.window > kMaxWindow) return false;
   *result = LoadResult();
   std::vector<Slot> slots(kSlots);
@@ -62,7 +82,7 @@ bool runLoad(int fd, RequestTemplate request, const Expectation& expect, const L
 
   auto send = [&](Clock::time_point now) {
     const uint64_t seq = nextSeq++;
-    request.setRequestId(static_cast<uint32_t>(kMinRequestId + seq));
+    const std::vector<uint8_t>& request = traffic.request(seq);
     Slot& s = slots[seq % kSlots];
     // A request kSlots sends old and still unanswered (only ever a lost one
     // at a high rate) is written off here; the periodic scan never sees it.
@@ -77,7 +97,7 @@ bool runLoad(int fd, RequestTemplate request, const Expectation& expect, const L
     ++result->sent;
     // A full socket buffer loses the datagram like the network would; the
     // loss check replaces it.
-    (void)::send(fd, request.bytes().data(), request.bytes().size(), MSG_DONTWAIT);
+    (void)::send(fd, request.data(), request.size(), MSG_DONTWAIT);
   };
   auto done = [&](Clock::time_point now) {
     if (stop && *stop) return true;
@@ -99,25 +119,26 @@ bool runLoad(int fd, RequestTemplate request, const Expectation& expect, const L
         return false;
       }
       const Clock::time_point at = Clock::now();
-      Reply r;
-      if (!readReply(buf.data(), static_cast<size_t>(n), &r) || r.requestId < kMinRequestId ||
-          r.requestId > kMaxRequestId) {
+      uint64_t id = 0;
+      bool ok = false;
+      if (!traffic.read(buf.data(), static_cast<size_t>(n), &id, &ok)) {
         ++result->wrong;
         continue;
       }
-      // A run sends far fewer than 2^31 requests, so the id names the
-      // sequence number directly.
-      const uint64_t seq = r.requestId - kMinRequestId;
-      Slot& s = slots[seq % kSlots];
-      if (seq >= nextSeq || !s.inFlight || s.seq != seq) continue;  // late, already written off
+      Slot& s = slots[id % kSlots];
+      // Late: already written off (its slot may hold a newer request).
+      if (id >= nextSeq || !s.inFlight || s.seq % traffic.idCycle() != id) continue;
       s.inFlight = false;
       --inFlight;
-      if (!matches(r, expect)) {
+      if (!ok) {
         ++result->wrong;
-      } else if (s.sentAt >= counting) {
-        latencies.push_back(std::chrono::duration<double, std::micro>(at - s.sentAt).count());
-        ++result->answered;
-        lastReply = at;
+      } else {
+        ++result->replies;
+        if (s.sentAt >= counting) {
+          latencies.push_back(std::chrono::duration<double, std::micro>(at - s.sentAt).count());
+          ++result->answered;
+          lastReply = at;
+        }
       }
       if (done(at)) break;
       send(at);

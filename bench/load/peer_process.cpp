@@ -173,6 +173,12 @@ long statusKiB(pid_t pid, const std::string& field) {
   return -1;
 }
 
+long long cpuNs(pid_t pid) {
+  std::ifstream in("/proc/" + std::to_string(pid) + "/schedstat");
+  long long ns = -1;
+  return (in >> ns) ? ns : -1;
+}
+
 uint16_t freeUdpPort() {
   const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
   if (fd < 0) return 0;

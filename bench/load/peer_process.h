@@ -75,6 +75,10 @@ int runToCompletion(const std::vector<std::string>& argv, const std::string& log
 // cannot be read.
 long statusKiB(pid_t pid, const std::string& field);
 
+// CPU time the process has run so far, in nanoseconds (its main thread:
+// /proc/PID/schedstat), or -1 when it cannot be read.
+long long cpuNs(pid_t pid);
+
 // A UDP port on 127.0.0.1 that is free at this moment, or 0.
 uint16_t freeUdpPort();
 

@@ -1,9 +1,13 @@
-// Load benchmark: one-binding v2c GET and GETNEXT of a constant scalar at
-// windows of 1 and 16 outstanding requests, against our snmpd, net-snmp's
-// snmpd and a UDP echo server (the ceiling), all on loopback and all
-// measured in this run.  Prints replies per second and p50/p99 latency, the
-// agents' resident memory after start and after --requests requests, and
-// the ratios with their targets.
+// Load benchmark: one-binding v2c GET and GETNEXT of a constant scalar, and
+// v3 GETs of it by an authNoPriv SHA-1 user and authPriv SHA-1+DES and
+// SHA-256+AES-128 users, at windows of 1 and 16 outstanding requests,
+// against our snmpd, net-snmp's snmpd (with the same users) and, for v2c,
+// a UDP echo server (the ceiling), all on loopback and all measured in this
+// run.  Prints replies per second, p50/p99 latency and the agent's CPU time
+// per reply, the agents' resident memory after start and after --requests
+// requests, and the ratios with their targets.  v3 requests carry the
+// engine ID, boots and time each agent reports to a discovery made just
+// before each run, so they stay inside its time window.
 //
 //   snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]
 //             [--kxctl PATH] [--netsnmp PATH]
@@ -20,25 +24,30 @@
 #include <signal.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "bench/load/agent_peers.h"
+#include "bench/load/load_cells.h"
 #include "bench/load/load_window.h"
 #include "bench/load/peer_process.h"
 #include "bench/load/snmp_wire.h"
 
 namespace {
 
+using bench::Cell;
 using bench::Clock;
+using bench::kWindows;
+using bench::Round;
+using bench::Server;
 
 constexpr const char kSysDescr[] = "1.3.6.1.2.1.1.1.0";
 constexpr const char kSysDescrParent[] = "1.3.6.1.2.1.1.1";
-constexpr int kWindows[] = {1, 16};
 constexpr double kDefaultSeconds = 0.3;
 constexpr int kDefaultRounds = 5;
 constexpr int kMaxRounds = 100;
@@ -46,10 +55,6 @@ constexpr uint64_t kDefaultRequests = 100000;
 // The memory top-up never takes longer than this per agent.
 constexpr auto kTopUpLimit = std::chrono::seconds(30);
 constexpr auto kAskTimeout = std::chrono::milliseconds(3000);
-// Targets.
-constexpr double kRateOverNetSnmp = 3.0;
-constexpr double kShareOfEcho = 0.60;
-constexpr double kRssShareOfNetSnmp = 0.25;
 constexpr int kUsageError = 2;
 
 volatile sig_atomic_t stopRequested = 0;
@@ -121,73 +126,63 @@ int parseOptions(int argc, char** argv, Options* o) {
   return -1;
 }
 
-// One server under test and what it is asked.
-struct Server {
-  explicit Server(const char* n) : name(n) {}
-  const char* name;
-  uint16_t port = 0;
-  bench::ChildProcess process;
-  std::string getOid;   // GET asks this
-  std::string nextOid;  // GETNEXT asks this and expects getOid back
-  bool echoes = false;  // replies are the requests themselves
-  uint64_t sent = 0;    // requests so far
-  long rssStart = -1;
-  long rssAfter = -1;
-  long anonStart = -1;  // the private part of the resident memory
-  long anonAfter = -1;
-};
+const std::vector<bench::Operation> kOperations = {
+    {"get", bench::kGetRequest, nullptr},
+    {"getnext", bench::kGetNextRequest, nullptr},
+    {"v3-sha", bench::kGetRequest, &bench::kV3Users[0]},
+    {"v3-sha-des", bench::kGetRequest, &bench::kV3Users[1]},
+    {"v3-sha256-aes", bench::kGetRequest, &bench::kV3Users[2]}};
 
-struct Cell {
-  const Server* server;
-  uint8_t op;
-  int window;
-  std::vector<bench::LoadResult> rounds;
-
-  // The round of median rate.  REQUIRES: at least one round.
-  bench::LoadResult median() const {
-    std::vector<bench::LoadResult> sorted = rounds;
-    std::sort(sorted.begin(), sorted.end(),
-              [](const bench::LoadResult& a, const bench::LoadResult& b) {
-                return a.perSecond < b.perSecond;
-              });
-    return sorted[sorted.size() / 2];
+// The traffic of op to s: a v2c template, or v3 requests for the engine
+// that s reports now.  Null (with a message) when it can't be made.
+std::unique_ptr<bench::Traffic> trafficFor(const Server& s, const bench::Operation& op) {
+  if (op.user) {
+    bench::EngineState engine;
+    if (!bench::discoverEngine(s.port, kAskTimeout, &engine)) {
+      std::fprintf(stderr, "snmp_load: %s does not answer a v3 discovery\n", s.name);
+      return nullptr;
+    }
+    return std::make_unique<bench::V3Traffic>(*op.user, engine, s.getOid);
   }
-  uint64_t lost() const {
-    uint64_t n = 0;
-    for (const bench::LoadResult& r : rounds) n += r.lost;
-    return n;
-  }
-};
-
-const char* opName(uint8_t op) { return op == bench::kGetRequest ? "get" : "getnext"; }
-
-// Runs one cell; false when the socket failed or replies were wrong.
-bool measure(Server* s, uint8_t op, int window, const bench::LoadSpec& spec,
-             bench::LoadResult* result) {
   bench::RequestTemplate request;
   bench::Expectation expect;
-  if (!request.build(op, bench::kCommunity, op == bench::kGetRequest ? s->getOid : s->nextOid) ||
-      !bench::encodeOid(s->echoes && op == bench::kGetNextRequest ? s->nextOid : s->getOid,
-                        &expect.oid)) {
-    std::fprintf(stderr, "snmp_load: bad object identifier for %s\n", s->name);
-    return false;
+  const bool next = op.pduTag == bench::kGetNextRequest;
+  if (!request.build(op.pduTag, bench::kCommunity, next ? s.nextOid : s.getOid) ||
+      !bench::encodeOid(s.echoes && next ? s.nextOid : s.getOid, &expect.oid)) {
+    std::fprintf(stderr, "snmp_load: bad object identifier for %s\n", s.name);
+    return nullptr;
   }
-  if (s->echoes) {
-    expect.pduTag = op;
+  if (s.echoes) {
+    expect.pduTag = op.pduTag;
     expect.needValue = false;
   }
+  return std::make_unique<bench::TemplateTraffic>(std::move(request), std::move(expect));
+}
+
+// Runs one cell; false when the socket failed or replies were wrong.
+bool measure(Server* s, const bench::Operation& op, int window, const bench::LoadSpec& spec,
+             Round* round) {
+  std::unique_ptr<bench::Traffic> traffic = trafficFor(*s, op);
+  if (!traffic) return false;
+  bench::LoadResult* result = &round->load;
   const int fd = bench::connectUdp(s->port);
-  bool ok = fd >= 0 && bench::runLoad(fd, request, expect, spec, &stopRequested, result);
+  const long long cpuBefore = bench::cpuNs(s->process.pid());
+  bool ok = fd >= 0 && bench::runLoad(fd, *traffic, spec, &stopRequested, result);
+  const long long cpuAfter = bench::cpuNs(s->process.pid());
   if (fd >= 0) ::close(fd);
+  if (cpuBefore >= 0 && cpuAfter >= 0 && result->replies > 0) {
+    round->cpuUs =
+        static_cast<double>(cpuAfter - cpuBefore) / 1e3 / static_cast<double>(result->replies);
+  }
   s->sent += result->sent;
   if (!ok) std::fprintf(stderr, "snmp_load: the socket to %s failed\n", s->name);
   if (result->wrong) {
     std::fprintf(stderr, "snmp_load: %s sent %llu wrong replies to %s window %d\n", s->name,
-                 static_cast<unsigned long long>(result->wrong), opName(op), window);
+                 static_cast<unsigned long long>(result->wrong), op.name, window);
     ok = false;
   }
   if (result->answered == 0 && !stopRequested) {
-    std::fprintf(stderr, "snmp_load: %s answered nothing to %s window %d\n", s->name, opName(op),
+    std::fprintf(stderr, "snmp_load: %s answered nothing to %s window %d\n", s->name, op.name,
                  window);
     ok = false;
   }
@@ -201,82 +196,10 @@ bool servesSysDescr(Server* s) {
   request.build(bench::kGetRequest, bench::kCommunity, kSysDescr);
   std::vector<uint8_t> bytes;
   bench::Reply r;
-  return bench::ask(s->port, request, kAskTimeout, &s->process, &bytes) &&
+  return bench::ask(s->port, request.bytes(), kAskTimeout, &s->process, &bytes) &&
          bench::readReply(bytes.data(), bytes.size(), &r) && r.errorStatus == 0 &&
          r.valueTag == bench::kOctetString &&
          std::string(r.value, r.value + r.valueLen) == bench::kSysDescrText;
-}
-
-const char* verdict(bool met) { return met ? "met" : "MISSED"; }
-
-const Cell* find(const std::vector<Cell>& cells, const Server& s, uint8_t op, int window) {
-  for (const Cell& c : cells)
-    if (c.server == &s && c.op == op && c.window == window) return &c;
-  return nullptr;
-}
-
-// Median over the rounds of a's rate over b's in the same round; 0 when
-// either is missing.
-double medianRatio(const Cell* a, const Cell* b) {
-  if (!a || !b) return 0;
-  std::vector<double> ratios;
-  for (size_t i = 0; i < a->rounds.size() && i < b->rounds.size(); ++i) {
-    const double base = b->rounds[i].perSecond;
-    ratios.push_back(base > 0 ? a->rounds[i].perSecond / base : 0);
-  }
-  return bench::quantile(&ratios, 0.5);
-}
-
-void printReport(const std::vector<Cell>& cells, const Server& ours, const Server& net,
-                 const Server& echo, uint64_t requests) {
-  std::printf("\n%-10s %-8s %6s %12s %10s %10s %7s\n", "server", "request", "window", "replies/s",
-              "p50 us", "p99 us", "lost");
-  for (const Cell& c : cells) {
-    const bench::LoadResult m = c.median();
-    std::printf("%-10s %-8s %6d %12.0f %10.1f %10.1f %7llu\n", c.server->name, opName(c.op),
-                c.window, m.perSecond, m.p50us, m.p99us, static_cast<unsigned long long>(c.lost()));
-  }
-
-  std::printf("\nratios: medians of the per-round ratios (compare; do not trust absolutes)\n");
-  for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
-    for (int w : kWindows) {
-      const double r = medianRatio(find(cells, ours, op, w), find(cells, net, op, w));
-      std::printf("  %s / %s  %-7s window %2d: %6.2fx  (target >= %.0fx)  %s\n", ours.name,
-                  net.name, opName(op), w, r, kRateOverNetSnmp, verdict(r >= kRateOverNetSnmp));
-    }
-  }
-  for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
-    const int w = kWindows[1];
-    const double r = medianRatio(find(cells, ours, op, w), find(cells, echo, op, w));
-    if (op == bench::kGetRequest) {
-      std::printf("  %s / %s      %-7s window %2d: %6.0f%%  (target >= %.0f%%)  %s\n", ours.name,
-                  echo.name, opName(op), w, 100 * r, 100 * kShareOfEcho,
-                  verdict(r >= kShareOfEcho));
-    } else {
-      std::printf("  %s / %s      %-7s window %2d: %6.0f%%  (no target)\n", ours.name, echo.name,
-                  opName(op), w, 100 * r);
-    }
-  }
-
-  std::printf(
-      "\nresident memory, KiB    VmRSS: start    after   RssAnon: start    after"
-      "   requests served\n");
-  for (const Server* s : {&ours, &net}) {
-    std::printf("  %-10s %19ld %8ld %16ld %8ld %17llu\n", s->name, s->rssStart, s->rssAfter,
-                s->anonStart, s->anonAfter, static_cast<unsigned long long>(s->sent));
-  }
-  const double share =
-      net.rssAfter > 0 ? static_cast<double>(ours.rssAfter) / static_cast<double>(net.rssAfter) : 0;
-  std::printf("  %s / %s VmRSS after %llu requests: %.2f  (target <= %.2f)  %s\n", ours.name,
-              net.name, static_cast<unsigned long long>(requests), share, kRssShareOfNetSnmp,
-              verdict(share > 0 && share <= kRssShareOfNetSnmp));
-  if (net.anonAfter > 0 && ours.anonAfter >= 0) {
-    std::printf(
-        "  %s / %s private memory (RssAnon): %.2f  (no target; VmRSS also counts\n"
-        "  the pages of shared libraries, which other processes share)\n",
-        ours.name, net.name,
-        static_cast<double>(ours.anonAfter) / static_cast<double>(net.anonAfter));
-  }
 }
 
 }  // namespace
@@ -341,17 +264,18 @@ int main(int argc, char** argv) {
   std::vector<Cell> cells;
   bool ok = true;
   // Servers take turns within each round, so a burst of load from
-  // elsewhere on the machine hurts all three alike.
+  // elsewhere on the machine hurts all of them alike.  The echo server
+  // can't answer v3.
   for (int round = 0; round < opts.rounds && !stopRequested; ++round) {
     size_t i = 0;
-    for (uint8_t op : {bench::kGetRequest, bench::kGetNextRequest}) {
+    for (const bench::Operation& op : kOperations) {
       for (int w : kWindows) {
         for (Server* s : {&ours, &net, &echo}) {
-          if (stopRequested) break;
+          if (stopRequested || (op.user && s->echoes)) continue;
           spec.window = w;
-          bench::LoadResult r;
+          Round r;
           ok = measure(s, op, w, spec, &r) && ok;
-          if (round == 0) cells.push_back(Cell{s, op, w, {}});
+          if (round == 0) cells.push_back(Cell{s, &op, w, {}});
           cells[i++].rounds.push_back(r);
         }
       }
@@ -366,8 +290,8 @@ int main(int argc, char** argv) {
     topUp.warmup = Clock::duration::zero();
     topUp.measure = kTopUpLimit;
     topUp.replies = opts.requests - s->sent;
-    bench::LoadResult r;
-    ok = measure(s, bench::kGetRequest, topUp.window, topUp, &r) && ok;
+    Round r;
+    ok = measure(s, kOperations[0], topUp.window, topUp, &r) && ok;
   }
   for (Server* s : {&ours, &net}) {
     s->rssAfter = bench::statusKiB(s->process.pid(), "VmRSS");
@@ -378,7 +302,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "snmp_load: interrupted\n");
     return 1;
   }
-  printReport(cells, ours, net, echo, opts.requests);
+  bench::printReport(cells, kOperations, ours, net, echo, opts.requests);
   for (Server* s : {&ours, &net}) {
     if (!s->process.alive()) {
       std::fprintf(stderr, "snmp_load: %s died during the runs\n", s->name);

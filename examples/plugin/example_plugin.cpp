@@ -5,6 +5,8 @@
 //   .3.0      exampleVisitors Counter32, read from [77, 1]
 //   .4.1.C.I  exampleTable    rows of the list at [77, 2], index I = the
 //                             object's id; columns 1 id, 2 name, 3 level
+//   .0.1      exampleItemChanged, a trap sent when an item changes
+//                             (generator "example-items", example_traps.cpp)
 //
 // The agent loads every *.so below its plug-in directory and calls
 // autorun() once, before it answers the first request.  Everything made
@@ -22,6 +24,7 @@
 #include "data/string_packer.h"
 #include "engine/leafs.h"
 #include "example_records.h"
+#include "example_traps.h"
 #include "kx/message.h"
 
 namespace {
@@ -69,4 +72,5 @@ void addTable() {
 extern "C" void autorun() {
   addScalars();
   addTable();
+  example::addTraps();
 }

@@ -283,15 +283,15 @@ class SnmpAgent:
     """kxsim serving a scenario (with a journal) and snmpd on a free UDP port
     under one temporary root, the agent's settings seeded first (AGENT_SETTINGS
     unless `settings` is given), the given plug-ins installed and, if asked,
-    a write community added over the bus.  Stop it with stop() or a with-block: both processes are stopped
-    by their pid."""
+    a write community added over the bus, and traps sent to `trap_port`.  Stop
+    it with stop() or a with-block: both processes are stopped by their pid."""
 
     COMMUNITY = "harbor"
     # The agent waits 6 s for a silent service; a client must outwait it.
     TIMEOUT_S = 10
 
     def __init__(self, scenario, prefix="sarn-snmp-", settings=None, env=None,
-                 write_community=None, plugins=()):
+                 write_community=None, plugins=(), trap_port=None):
         self.root = TempRoot(prefix=prefix)
         if plugins:
             os.makedirs(os.path.join(self.root.path, "sarn", "lib", "snmp"))
@@ -307,8 +307,10 @@ class SnmpAgent:
             self.sim = start_kxsim(self.root, path, journal=self.journal_path)
             kxctl_json(self.root, "store", "put", AGENT_SETTINGS_STORE, "0",
                        *(settings or AGENT_SETTINGS))
-            self.agent = Process([program(SNMPD), "--root", self.root.path,
-                                  "--port", str(self.port)], self.root.path, "snmpd", env=env)
+            args = [program(SNMPD), "--root", self.root.path, "--port", str(self.port)]
+            if trap_port:
+                args += ["--trap-port", str(trap_port)]
+            self.agent = Process(args, self.root.path, "snmpd", env=env)
             wait_until(self._answers, what="snmpd to answer on port %d" % self.port)
             if write_community:
                 kxctl_json(self.root, "add", "34,1", "0x20000005=" + write_community,

@@ -1,6 +1,6 @@
 """snmpd as a service configured the operator's way: its command line, the
-default community, `kxctl snmp` and raw bus changes that take effect at once
-and survive a restart, engine boots counting the starts, the start-up notice,
+default community, `kxctl snmp` (also --offline, before the agent runs) and
+raw bus changes that take effect at once and survive a restart, engine boots counting the starts, the start-up notice,
 and a damaged store object set aside while the agent starts without it."""
 
 import json
@@ -87,7 +87,7 @@ class OperatorTest(unittest.TestCase):
         return agent
 
     def start_enabled_agent(self):
-        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true")
+        self.snmp("set", "--offline", "enabled=yes")
         agent = self.start_agent()
         harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
         return agent
@@ -116,6 +116,21 @@ class OperatorTest(unittest.TestCase):
         harness.kxctl_json(self.root, "remove", "34,1", str(ops))
         names = [c["0x20000005"] for c in harness.kxctl_json(self.root, "getall", "34,1")]
         self.assertEqual(names, ["harbor"])
+
+    def test_offline_changes_are_what_the_agent_starts_with(self):
+        r = self.snmp("show", ok=False)
+        self.assertEqual(r.returncode, 1)
+        self.assertIn("snmpd is not running (nothing serves it in the bus directory %s/sarn/run/"
+                      "bus)\n" % self.root.path, r.stderr)
+        self.assertIn("add --offline", r.stderr)
+
+        self.snmp("set", "--offline", "contact=noc@example.net")
+        self.snmp("community", "add", "--offline", "name=public")
+        self.start_enabled_agent()
+        self.assertEqual(snmpget(self.port, "public", SYS_CONTACT), '"noc@example.net"\n')
+        self.assertIn("time-window      15\n", self.snmp("show").stdout)
+        r = self.snmp("set", "--offline", "contact=x", ok=False)
+        self.assertEqual((r.returncode, "snmpd is running" in r.stderr), (1, True), r)
 
     def test_startup_notice_reaches_handler_one(self):
         journal = self.root.file("journal")

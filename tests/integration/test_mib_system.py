@@ -1,11 +1,14 @@
 """The system group, host resources and the enterprise software, reboot,
 script and address groups, read and written with net-snmp's tools against
-snmpd and kxsim serving the example router; faults of the router's services
-(these and the interface, bridge and health ones) and what the agent
-answers then."""
+snmpd and kxsim serving the example router; the enterprise MIB module, clean
+and naming every enterprise object; faults of the router's services (these
+and the interface, bridge and health ones) and what the agent answers
+then."""
 
 import calendar
 import os
+import re
+import subprocess
 import time
 import unittest
 
@@ -159,6 +162,36 @@ class ExampleRouterTest(unittest.TestCase):
                     for column, value in enumerate(columns, start=2)
                     for a in objects(self.scenario, "10,1")]
         self.assertEqual(self.router.walk(ENTERPRISE + ".11"), expected)
+
+    def test_mib_module_is_clean_and_names_every_enterprise_object(self):
+        mibs = os.path.join(harness.source_dir(), "mibs")
+        module = os.path.join(mibs, "SARN-ROUTER-MIB.txt")
+        ietf = subprocess.run([os.path.join(harness.source_dir(), "scripts", "ietf-mibs")],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              universal_newlines=True, timeout=300)
+        self.assertEqual(ietf.returncode, 0, ietf.stderr)
+        ietf = ietf.stdout.strip()
+        lint = subprocess.run(["smilint", "-c", "/dev/null", "-l", "4", module],
+                              env=dict(os.environ, SMIPATH=ietf), stdout=subprocess.PIPE,
+                              stderr=subprocess.STDOUT, universal_newlines=True, timeout=60)
+        self.assertEqual((lint.returncode, lint.stdout), (0, ""))
+
+        walk = subprocess.run(["snmpwalk", "-v", "2c", "-c", "harbor", "-t", "10", "-r", "0",
+                               "-m", "+SARN-ROUTER-MIB", "-M", "+%s:%s" % (ietf, mibs), "-OS",
+                               "127.0.0.1:%d" % self.router.port, "1.3.6.1.4.1.32473"],
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              universal_newlines=True, timeout=60)
+        self.assertEqual(walk.returncode, 0, walk.stderr)
+        # A name the module lacks would show as its parent's name and two
+        # or more numbers; every object here takes one number (.0 or the id).
+        names = set()
+        for line in (l for l in walk.stdout.split("\n") if " = " in l):
+            match = re.match(r"SARN-ROUTER-MIB::(sarn\w+)\.\d+ = ", line)
+            self.assertTrue(match, line)
+            names.add(match.group(1))
+        # The example router has every object the module describes.
+        with open(module) as f:
+            self.assertEqual(len(names), len(re.findall(r"MAX-ACCESS +read-", f.read())))
 
     def test_v1_reads_and_misses(self):
         got = self.router.get(SYSTEM + ".1.0", SYSTEM + ".7.0", version="1")

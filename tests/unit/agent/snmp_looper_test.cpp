@@ -238,7 +238,11 @@ TEST_F(SnmpLooperTest, BusyPortLeavesTheServiceDisabledButWanted) {
   set.setBool(SnmpLooper::kEnabled, true);
   StreamCapture err(2);
   loop->cmdSet(set);
-  EXPECT_EQ(err.text(), "cannot create service connection\n");
+  // The specified line, then the address, the port and the reason.
+  EXPECT_EQ(err.text(), "cannot create service connection\nsnmpd: cannot open UDP 0.0.0.0 port " +
+                            std::to_string(port) +
+                            ": Address already in use (another program holds it: stop it, or "
+                            "choose another --port)\n");
   EXPECT_FALSE(loop->enabled);
   EXPECT_TRUE(loop->enableSetting);
   EXPECT_TRUE(stored().getBool(SnmpLooper::kEnabled));

@@ -106,11 +106,14 @@ TEST(SnmpShow, NamesLookedUpOffValuesAndUnknownIds) {
 
   agent.settings.setU32(kTrapCommunity, kNoCommunity);
   agent.settings.setBe32(kTrapTarget, 0);
+  agent.settings.setString(kEngineId, "r1");
   agent.settings.setU32Array(kTrapGenerators, {kStartupGenerator, 0, 5});
   r = agent.run({"show"});
   EXPECT_NE(r.out.find("trap-community   none\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("trap-target      none\n"), std::string::npos) << r.out;
   EXPECT_NE(r.out.find("trap-generators  start-trap,interfaces,5\n"), std::string::npos) << r.out;
+  // The whole engine ID as managers give it (-e): prefix, then the text.
+  EXPECT_NE(r.out.find("engine-id-hex    80007ed9047231\n"), std::string::npos) << r.out;
 }
 
 // The daemon tests see every setting applied; here what only the bus
@@ -166,6 +169,7 @@ TEST(SnmpSet, BadWordsAreRefusedAndNothingChanges) {
       {{"set", "contact"}, "'contact' is not a setting"},
       {{"set", "contact=a", "contact=b"}, "'contact' is given twice"},
       {{"set", "time-window=-1"}, "time-window: '-1' is not a number"},
+      {{"set", "engine-id=" + std::string(28, 'e')}, "engine-id: at most 27 characters"},
       {{"set", "trap-target=192.0.2"}, "trap-target: '192.0.2' is not an IPv4 address"},
       {{"set", "trap-version=2"}, "trap-version: unknown trap version '2'"},
       {{"set", "trap-community=nobody"}, "no community is named 'nobody'"},
@@ -191,18 +195,19 @@ TEST(SnmpCommunity, ListShowsRightsAndSecurity) {
   agent.communities[1].setBe32(kAddressMask, ip("255.255.255.255"));
   agent.communities[2].setBool(kWriteAccess, true);
   agent.communities[2].setU32(kSecurity, kSecurityAuthPriv);
-  agent.communities[2].setU32(kAuthMethod, kAuthSha1);
+  agent.communities[2].setU32(kAuthMethod, kAuthSha256);
+  agent.communities[2].setU32(kPrivacy, kPrivAes192);
   agent.communities.push_back(community(8, "monitor"));
   agent.communities[3].setU32(kSecurity, kSecurityAuth);
   agent.communities[3].setU32(kAuthMethod, kAuthMd5);
   Outcome r = agent.run({"community", "list"});
   ASSERT_EQ(r.status, kExitOk) << r.err;
   EXPECT_EQ(r.out,
-            "ID  NAME     ADDRESS       READ  WRITE  SECURITY  AUTH  PRIVACY\n"
-            "0   harbor   any           yes   no     none      -     -\n"
-            "3   public   127.0.0.1/32  yes   no     none      -     -\n"
-            "7   ops      any           yes   yes    authpriv  sha1  des\n"
-            "8   monitor  any           yes   no     auth      md5   -\n");
+            "ID  NAME     ADDRESS       READ  WRITE  SECURITY  AUTH    PRIVACY\n"
+            "0   harbor   any           yes   no     none      -       -\n"
+            "3   public   127.0.0.1/32  yes   no     none      -       -\n"
+            "7   ops      any           yes   yes    authpriv  sha256  aes192\n"
+            "8   monitor  any           yes   no     auth      md5     -\n");
 }
 
 TEST(SnmpCommunity, AddFillsDefaultsAndReportsTheId) {
@@ -219,14 +224,14 @@ TEST(SnmpCommunity, AddFillsDefaultsAndReportsTheId) {
   EXPECT_FALSE(m.has(kx::kObjId)) << "the agent chooses the id";
 
   FakeAgent v3;
-  ASSERT_EQ(v3.run({"community", "add", "name=alice", "security=authpriv", "auth=sha1",
-                    "privacy=des", "auth-password=correct horse", "priv-password=battery!"})
+  ASSERT_EQ(v3.run({"community", "add", "name=alice", "security=authpriv", "auth=sha512",
+                    "priv=aes256", "auth-password=correct horse", "priv-password=battery!"})
                 .status,
             kExitOk);
   const kx::message u = v3.changes().at(0);
   EXPECT_EQ(u.getU32(kSecurity), kSecurityAuthPriv);
-  EXPECT_EQ(u.getU32(kAuthMethod), kAuthSha1);
-  EXPECT_TRUE(u.has(kPrivacy));
+  EXPECT_EQ(u.getU32(kAuthMethod), kAuthSha512);
+  EXPECT_EQ(u.getU32(kPrivacy), kPrivAes256);
   EXPECT_EQ(u.getString(kAuthPassword), "correct horse");
   EXPECT_EQ(u.getString(kPrivPassword), "battery!");
 }
@@ -241,7 +246,8 @@ TEST(SnmpCommunity, ShortPasswordsAndBadWordsAreRefused) {
        "auth-password of at least 8"},
       {{"community", "add", "name=a", "security=authpriv", "auth-password=12345678"},
        "priv-password of at least 8"},
-      {{"community", "add", "name=a", "auth=sha256"}, "auth: unknown auth method"},
+      {{"community", "add", "name=a", "auth=sha3"}, "auth: unknown auth method"},
+      {{"community", "add", "name=a", "priv=aes512"}, "priv: unknown privacy protocol"},
       {{"community", "add", "name=a", "rights=rw"}, "unknown name 'rights'"},
       // The community's own password counts; a new one that is too short
       // does not pass because of it.

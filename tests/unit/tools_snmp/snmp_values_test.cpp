@@ -74,11 +74,16 @@ TEST(SnmpValues, NamedChoicesMapOntoTheStoredNumbers) {
     const char* word;
     int stored;  // -1: refused
   } cases[] = {
-      {parseTrapVersion, "1", 0},      {parseTrapVersion, "V2C", 1},   {parseTrapVersion, "v3", 3},
-      {parseTrapVersion, "2", -1},     {parseSecurity, "authpriv", 2}, {parseSecurity, "auth", 1},
-      {parseSecurity, "priv", -1},     {parseAuthMethod, "SHA1", 1},   {parseAuthMethod, "sha256", -1},
-      {parsePrivacy, "aes", -1},       {parseValueType, "string", 4},  {parseValueType, "timeticks", 0x43},
-      {parseValueType, "0x41", 0x41},  {parseValueType, "256", -1},    {parseValueType, "bits", -1},
+      {parseTrapVersion, "1", 0},     {parseTrapVersion, "V2C", 1},
+      {parseTrapVersion, "v3", 3},    {parseTrapVersion, "2", -1},
+      {parseSecurity, "authpriv", 2}, {parseSecurity, "auth", 1},
+      {parseSecurity, "priv", -1},    {parseAuthMethod, "SHA1", 1},
+      {parseAuthMethod, "sha384", 4}, {parsePrivacy, "aes", 1},
+      {parsePrivacy, "AES256", 3},    {parsePrivacy, "3des", -1},
+      {parseValueType, "string", 4},  {parseValueType, "timeticks", 0x43},
+      {parseValueType, "0x41", 0x41}, {parseValueType, "256", -1},
+      {parseValueType, "bits", -1},   {parseValueType, "unsigned", 0x47},
+      {parseValueType, "gauge", -1},
   };
   for (const auto& c : cases) {
     SCOPED_TRACE(c.word);

@@ -1,0 +1,89 @@
+// Every way sendTrap ends: the lines it writes and whether a datagram
+// reaches a receiver on loopback.  (snmptrapd decodes what it sends in the
+// integration test.)
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "engine/community_list.h"
+#include "tests/unit/agent/agent_test_util.h"
+#include "traps/enterprise_trap.h"
+#include "traps/trap_sender.h"
+
+namespace {
+
+TEST(SendTrap, WritesOneLineForEveryTrapItDoesNotSend) {
+  CommunityList communities;
+  communities.items.push_back(new CommunityList::Item);
+  communities.items[0]->id = 4;
+  communities.items[0]->name = "ops";
+  communityKeep = &communities;
+  trapMakers = {talvorTrapMaker};
+
+  const int receiver = ::socket(AF_INET, SOCK_DGRAM, 0);
+  sockaddr_in at = agent_test::ipv4("127.0.0.1", 0);
+  socklen_t len = sizeof at;
+  ASSERT_EQ(::bind(receiver, reinterpret_cast<sockaddr*>(&at), sizeof at), 0);
+  ::getsockname(receiver, reinterpret_cast<sockaddr*>(&at), &len);
+  TrapSettings good;
+  good.enabled = true;
+  good.target = at.sin_addr.s_addr;
+  good.port = ntohs(at.sin_port);
+  good.community = 4;
+  good.version = kTrapVersion2c;
+  kx::message request, unknown;
+  request.setCommand(kEnterpriseTrapCommand);
+  unknown.setCommand(7);
+  unknown.setU32(kx::kObjId, 3);
+
+  const struct {
+    const char* what;
+    void (*change)(TrapSettings&);
+    bool unhandled;
+    const char* out;
+    const char* err;
+  } cases[] = {
+      {"sent", [](TrapSettings&) {}, false, "", ""},
+      {"disabled", [](TrapSettings& s) { s.enabled = false; }, false, "",
+       "send_trap: snmp disabled\n"},
+      {"no target", [](TrapSettings& s) { s.target = 0; }, false, "",
+       "send_trap: no trap sink specified\n"},
+      {"no community", [](TrapSettings& s) { s.community = kNoTrapCommunity; }, false, "",
+       "send_trap: no trap sink specified\n"},
+      {"unknown community", [](TrapSettings& s) { s.community = 9; }, false, "",
+       "createTrap: bad community\nsend_trap: createTrap failed\n"},
+      {"v3", [](TrapSettings& s) { s.version = kTrapVersion3; }, false, "snmp v3 trap\n",
+       "createTrap: this agent has no SNMPv3 security module; set trap-version to 1 or 2c\n"
+       "send_trap: createTrap failed\n"},
+      {"no maker", [](TrapSettings&) {}, true,
+       "Could not handle trap, msg dump: {\"0x08ff0007\":7,\"0x08fe0001\":3}\n",
+       "send_trap: createTrap failed\n"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.what);
+    TrapSettings s = good;
+    c.change(s);
+    agent_test::StreamCapture out(1), err(2);
+    sendTrap(s, c.unhandled ? unknown : request);
+    EXPECT_EQ(out.text(), c.out);
+    EXPECT_EQ(err.text(), c.err);
+    pollfd p = {receiver, POLLIN, 0};
+    const bool sent = *c.out == '\0' && *c.err == '\0';
+    ASSERT_EQ(::poll(&p, 1, sent ? 1000 : 50), sent ? 1 : 0);
+    if (sent) {  // v2c, as "ops"
+      uint8_t datagram[512];
+      ASSERT_GT(::recv(receiver, datagram, sizeof datagram, 0), 9);
+      EXPECT_EQ(std::string(datagram + 2, datagram + 10),
+                std::string("\x02\x01\x01\x04\x03ops", 8));
+    }
+  }
+  ::close(receiver);
+  communityKeep = nullptr;
+  trapMakers.clear();
+}
+
+}  // namespace

@@ -66,12 +66,13 @@ void SnmpLooper::init() {
     trapCommunity = stored.getU32(kTrapCommunity, 0xffffffff);
     if (stored.has(kTrapGenerators)) trapGenerators = stored.getU32Array(kTrapGenerators);
     engineBoots = stored.getU32(kEngineBoots, 0) + 1;
-    std::printf("engineBoots = %u\n", engineBoots);
     // The keys were derived before the engine ID was known.
     setEngineID(stored.getString(kEngineId));
     enableSetting = stored.getBool(kEnabled, false);
-    // Persist the new boot count before the first request is served.
-    store.save(kSettingsObject, getConfig());
+    // Persist the new boot count before the first request is served, and
+    // announce it only then: no two starts use the same count.
+    saveSettings(true);
+    std::printf("engineBoots = %u\n", engineBoots);
   }
 
   if (enableSetting) {
@@ -79,6 +80,14 @@ void SnmpLooper::init() {
   } else {
     setupLeave(kIdleLeaveMs);
   }
+}
+
+void SnmpLooper::saveSettings(bool bootsRose) {
+  store.save(kSettingsObject, getConfig());
+  // The store falls back to the previous version of a damaged object.  A
+  // raised boot count goes into both versions, so that such a fallback
+  // cannot bring back a count that has been used.
+  if (bootsRose) store.save(kSettingsObject, getConfig());
 }
 
 void SnmpLooper::setEngineID(const std::string& text) {

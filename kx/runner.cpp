@@ -63,8 +63,8 @@ ThinRunner* getRunner() {
 
 void ThinRunner::addSocketFn(int fd, std::function<void(int, int)> cb, int events) {
   if (fd < 0) return;
-  sockets_[fd] = Socket{std::make_shared<const std::function<void(int, int)>>(std::move(cb)), events,
-                       ++socketGeneration_};
+  sockets_[fd] = Socket{std::make_shared<const std::function<void(int, int)>>(std::move(cb)),
+                        events, ++socketGeneration_};
 }
 
 void ThinRunner::removeSocket(int fd) { sockets_.erase(fd); }
@@ -106,9 +106,26 @@ void ThinRunner::stop() {
   }
 }
 
+int ThinRunner::waitFd(int fd, short events, int timeoutMs) const {
+  if (stopFlag_) return 0;
+  // The wake-up pipe is left for the loop to drain: the stop stays visible
+  // to every wait until run() returns.
+  pollfd p[2] = {{fd, events, 0}, {wakeFds_[0], POLLIN, 0}};
+  const int r = poll(p, wakeFds_[0] >= 0 ? 2 : 1, timeoutMs);
+  if (r < 0) return errno == EINTR ? 0 : -1;
+  return stopFlag_ ? 0 : p[0].revents;
+}
+
+void ThinRunner::drainWakePipe() {
+  if (wakeFds_[0] < 0) return;
+  char buf[64];
+  while (read(wakeFds_[0], buf, sizeof buf) > 0) {
+  }
+}
+
 int ThinRunner::waitTimeMs(int maxWaitMs) const {
-  uint64_t wait = maxWaitMs < 0 ? std::numeric_limits<uint64_t>::max()
-                                : static_cast<uint64_t>(maxWaitMs);
+  uint64_t wait =
+      maxWaitMs < 0 ? std::numeric_limits<uint64_t>::max() : static_cast<uint64_t>(maxWaitMs);
   if (!timers_.empty()) {
     uint64_t deadline = timers_.begin()->first.first;
     uint64_t now = nowMs();
@@ -150,11 +167,7 @@ int ThinRunner::runOnce(int maxWaitMs) {
       (*cb)(fds[i].fd, fds[i].revents);
       ++ran;
     }
-    if (wakeFds_[0] >= 0 && fds.back().revents != 0) {
-      char buf[64];
-      while (read(wakeFds_[0], buf, sizeof buf) > 0) {
-      }
-    }
+    if (wakeFds_[0] >= 0 && fds.back().revents != 0) drainWakePipe();
   } else if (ready < 0 && errno != EINTR) {
     std::fprintf(stderr, "kx: poll failed: %s\n", std::strerror(errno));
   }
@@ -193,7 +206,11 @@ int ThinRunner::run() {
     }
     if (runOnce(wait) > 0) idleSince = nowMs();
   }
+  // Cleared before the pipe is drained: a stop() in between then still
+  // has its flag set for the next run(), and no byte is left to wake
+  // waits that no longer stop.
   stopFlag_ = 0;
+  drainWakePipe();
   return 0;
 }
 

@@ -41,7 +41,8 @@ class ThinRunner {
   // runner does not own fd.
   template <class T>
   void addSocket(int fd, T* obj, void (T::*cb)(int, int), int events) {
-    addSocketFn(fd, [obj, cb](int f, int ev) { (obj->*cb)(f, ev); }, events);
+    addSocketFn(
+        fd, [obj, cb](int f, int ev) { (obj->*cb)(f, ev); }, events);
   }
   void addSocketFn(int fd, std::function<void(int, int)> cb, int events);
   void removeSocket(int fd);
@@ -49,7 +50,8 @@ class ThinRunner {
   // Arms a one-shot timer that calls (obj->*cb)() after ms milliseconds.
   template <class T>
   void addTimer(T* obj, void (T::*cb)(), unsigned ms) {
-    addTimerFn(obj, keyOf(cb), [obj, cb]() { (obj->*cb)(); }, ms);
+    addTimerFn(
+        obj, keyOf(cb), [obj, cb]() { (obj->*cb)(); }, ms);
   }
   template <class T>
   void removeTimer(T* obj, void (T::*cb)()) {
@@ -59,8 +61,7 @@ class ThinRunner {
   bool hasTimer(T* obj, void (T::*cb)()) const {
     return hasTimerFn(obj, keyOf(cb));
   }
-  void addTimerFn(const void* obj, const std::string& key, std::function<void()> fn,
-                  unsigned ms);
+  void addTimerFn(const void* obj, const std::string& key, std::function<void()> fn, unsigned ms);
   void removeTimerFn(const void* obj, const std::string& key);
   bool hasTimerFn(const void* obj, const std::string& key) const;
 
@@ -74,8 +75,15 @@ class ThinRunner {
   // number of callbacks run.
   int runOnce(int maxWaitMs);
   // Makes run() return after the current iteration.  Safe from a signal
-  // handler.
+  // handler.  Until run() returns, stopping() is true and the blocking
+  // waits of the bus (exchanges, sends) give up at once.
   void stop();
+  bool stopping() const { return stopFlag_ != 0; }
+  // Waits at most timeoutMs for events on fd outside the loop (a wait
+  // that blocks it, such as a bus exchange), returning fd's revents: 0
+  // after the time-out, a signal or a stop request; -1 when poll fails.
+  // A stop() ends the wait at once, also one that comes during it.
+  int waitFd(int fd, short events, int timeoutMs) const;
 
   void setClock(Clock clock);
   uint64_t nowMs() const;
@@ -125,6 +133,7 @@ class ThinRunner {
   std::vector<uint64_t> pollGenerations_;
   int fireDueTimers();
   int waitTimeMs(int maxWaitMs) const;
+  void drainWakePipe();
 };
 
 // The process's runner (see ThinRunner()); null when none exists.

@@ -1,8 +1,9 @@
 // Arbitrary bytes as a bus event reaching the trap path: decoded as a
 // message, handed to the built-in makers and framed by createTrap in every
 // version (v3 signed and encrypted).  A trap that is built must be one
-// complete BER sequence; a v3 one must pass the user's MAC check and
-// decrypt to an SNMPv2-Trap-PDU.
+// complete BER sequence; a v3 one must carry the user and the local engine,
+// not ask for reports, pass the user's MAC check and decrypt to an
+// SNMPv2-Trap-PDU.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -61,9 +62,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       int err = kNoReport;
       const CommunityList::Item& u = *communityKeep->items[1];
       if (v3.getVersion() != 3 || !readV3Info(v3, info, err) || err != kNoReport ||
-          info.level != kAuthPriv ||
           !decryptAndCheckSignatureLite(v3, info, u.authKey, u.authMethod, u.privKey) ||
-          v3.getType() != 0xA7)
+          v3.getType() != 0xA7 || info.msgFlags != (kFlagAuth | kFlagPriv) ||
+          info.msgMaxSize != 65507 || info.msgSecurityModel != kUsmSecurityModel ||
+          info.engineID != settings.engine.engineID ||
+          info.contextEngineID != settings.engine.engineID || info.userName != u.name)
         std::abort();
     }
   }

@@ -1,10 +1,7 @@
 #include "sim/commands.h"
 
-#include <cctype>
-#include <cerrno>
-#include <cstdlib>
-
 #include "kx/message.h"
+#include "kx/message_text.h"
 
 namespace sim {
 
@@ -13,9 +10,9 @@ bool commandByName(const std::string& name, uint32_t& cmd) {
     const char* name;
     uint32_t cmd;
   } kNames[] = {
-      {"get", kx::kCmdGet},         {"set", kx::kCmdSet},       {"getall", kx::kCmdGetAll},
-      {"getobj", kx::kCmdGetObj},   {"setobj", kx::kCmdSetObj}, {"add", kx::kCmdAddObj},
-      {"remove", kx::kCmdRemoveObj}, {"count", kx::kCmdCount},  {"empty", kAnswerEmpty},
+      {"get", kx::kCmdGet},          {"set", kx::kCmdSet},       {"getall", kx::kCmdGetAll},
+      {"getobj", kx::kCmdGetObj},    {"setobj", kx::kCmdSetObj}, {"add", kx::kCmdAddObj},
+      {"remove", kx::kCmdRemoveObj}, {"count", kx::kCmdCount},   {"empty", kAnswerEmpty},
   };
   for (const auto& n : kNames) {
     if (name == n.name) {
@@ -37,13 +34,8 @@ bool parseCommand(const nlohmann::json& j, uint32_t& cmd) {
   const std::string& s = j.get_ref<const std::string&>();
   if (s.empty()) return false;
   if (s[0] >= '0' && s[0] <= '9') {
-    errno = 0;
-    char* end = nullptr;
-    bool hex = s.size() > 2 && s[0] == '0' && (s[1] == 'x' || s[1] == 'X');
-    const char* digits = s.c_str() + (hex ? 2 : 0);
-    if (!std::isxdigit(static_cast<unsigned char>(*digits))) return false;
-    unsigned long long v = std::strtoull(digits, &end, hex ? 16 : 10);
-    if (errno || *end || v > 0xffffffffu) return false;
+    uint64_t v;
+    if (!kx::parseNumber(s, 0xffffffff, v)) return false;
     cmd = static_cast<uint32_t>(v);
     return true;
   }

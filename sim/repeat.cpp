@@ -1,8 +1,8 @@
 #include "sim/repeat.h"
 
-#include <cstdio>
 #include <string>
 
+#include "kx/message_text.h"
 #include "sim/template_parser.h"
 
 namespace sim {
@@ -20,52 +20,6 @@ std::string replaceRowNumber(const std::string& s, uint64_t n) {
     pos = hit + kMark.size();
   }
   out.append(s, pos, std::string::npos);
-  return out;
-}
-
-bool parseQuad(const std::string& s, uint32_t& out) {
-  unsigned a, b, c, d;
-  char tail;
-  if (std::sscanf(s.c_str(), "%3u.%3u.%3u.%3u%c", &a, &b, &c, &d, &tail) != 4) return false;
-  if (a > 255 || b > 255 || c > 255 || d > 255) return false;
-  out = (a << 24) | (b << 16) | (c << 8) | d;
-  return true;
-}
-
-std::string quadText(uint32_t v) {
-  return std::to_string(v >> 24) + '.' + std::to_string((v >> 16) & 0xff) + '.' +
-         std::to_string((v >> 8) & 0xff) + '.' + std::to_string(v & 0xff);
-}
-
-int hexDigit(char c) {
-  if (c >= '0' && c <= '9') return c - '0';
-  if (c >= 'a' && c <= 'f') return c - 'a' + 10;
-  if (c >= 'A' && c <= 'F') return c - 'A' + 10;
-  return -1;
-}
-
-bool parseHex(const std::string& s, std::vector<uint8_t>& out) {
-  std::string digits;
-  for (char c : s) {
-    if (c == ':') continue;
-    if (hexDigit(c) < 0) return false;
-    digits += c;
-  }
-  if (digits.empty() || digits.size() % 2 != 0) return false;
-  for (size_t i = 0; i < digits.size(); i += 2) {
-    out.push_back(static_cast<uint8_t>(hexDigit(digits[i]) * 16 + hexDigit(digits[i + 1])));
-  }
-  return true;
-}
-
-std::string hexText(const std::vector<uint8_t>& bytes) {
-  static const char kDigits[] = "0123456789abcdef";
-  std::string out;
-  for (size_t i = 0; i < bytes.size(); ++i) {
-    if (i) out += ':';
-    out += kDigits[bytes[i] >> 4];
-    out += kDigits[bytes[i] & 15];
-  }
   return out;
 }
 
@@ -96,11 +50,12 @@ nlohmann::json sequenceValue(const nlohmann::json& form, uint64_t k, const JsonP
   if (start.is_string()) {
     const std::string& s = start.get_ref<const std::string&>();
     uint32_t quad = 0;
-    if (parseQuad(s, quad)) return quadText(quad + static_cast<uint32_t>(offset));
-    std::vector<uint8_t> bytes;
-    if (parseHex(s, bytes)) {
+    if (kx::parseDottedQuad(s, quad))
+      return kx::dottedQuadText(quad + static_cast<uint32_t>(offset));
+    kx::message::raw bytes;
+    if (!s.empty() && kx::parseHex(s, bytes)) {
       addBigEndian(bytes, offset);
-      return hexText(bytes);
+      return kx::hexText(bytes);
     }
   }
   throw ScenarioError(at.key("seq"), "a seq start is a number, a dotted quad or hex bytes");
@@ -125,7 +80,8 @@ nlohmann::json substituteRow(const nlohmann::json& tmpl, uint64_t n, uint64_t k,
   if (tmpl.is_string()) return replaceRowNumber(tmpl.get_ref<const std::string&>(), n);
   if (tmpl.is_array()) {
     nlohmann::json out = nlohmann::json::array();
-    for (size_t i = 0; i < tmpl.size(); ++i) out.push_back(substituteRow(tmpl[i], n, k, at.index(i)));
+    for (size_t i = 0; i < tmpl.size(); ++i)
+      out.push_back(substituteRow(tmpl[i], n, k, at.index(i)));
     return out;
   }
   if (tmpl.is_object()) {
@@ -146,8 +102,8 @@ std::vector<ObjectTemplate> expandRepeat(const nlohmann::json& body, const JsonP
   for (const auto& [key, v] : body.items()) {
     if (key == "count") {
       if (!v.is_number_unsigned() || v.get<uint64_t>() > kMaxRepeatCount) {
-        throw ScenarioError(at.key(key), "expected a count from 0 to " +
-                                             std::to_string(kMaxRepeatCount));
+        throw ScenarioError(at.key(key),
+                            "expected a count from 0 to " + std::to_string(kMaxRepeatCount));
       }
       count = v.get<uint64_t>();
       haveCount = true;

@@ -6,6 +6,7 @@
 #include <set>
 #include <sstream>
 
+#include "kx/message_text.h"
 #include "sim/commands.h"
 #include "sim/repeat.h"
 #include "sim/template_parser.h"
@@ -39,12 +40,8 @@ bool parsePath(const std::string& text, std::vector<uint32_t>& out) {
     size_t e = part.find_last_not_of(' ');
     if (b == std::string::npos) return false;
     part = part.substr(b, e - b + 1);
-    if (part.size() > 10) return false;
-    for (char c : part) {
-      if (!std::isdigit(static_cast<unsigned char>(c))) return false;
-    }
-    uint64_t v = std::stoull(part);
-    if (v > 0xffffffffu) return false;
+    uint64_t v;
+    if (!kx::parseDecimal(part, 0xffffffff, v)) return false;
     out.push_back(static_cast<uint32_t>(v));
   }
   if (out.empty() || out.size() > 2 || text.back() == ',') return false;
@@ -75,7 +72,8 @@ void parseList(const nlohmann::json& j, const JsonPath& at, ServiceDesc& desc) {
     if (item.is_object() && item.contains("repeat")) {
       if (item.size() != 1) throw ScenarioError(here, "a repeat element has no other fields");
       JsonPath body = here.key("repeat");
-      for (auto& row : expandRepeat(item["repeat"], body)) add(std::move(row), body.key("template"));
+      for (auto& row : expandRepeat(item["repeat"], body))
+        add(std::move(row), body.key("template"));
     } else {
       add(parseObject(item, here), here);
     }
@@ -88,15 +86,15 @@ void parseAliases(const nlohmann::json& j, const JsonPath& at, ServiceDesc& desc
     uint32_t from = 0, to = 0;
     if (!parseCommand(nlohmann::json(k), from)) throw ScenarioError(at.key(k), "bad command");
     if (!v.is_string() || !commandByName(v.get<std::string>(), to)) {
-      throw ScenarioError(at.key(k), "unknown command name (get, set, getall, getobj, setobj, "
-                                     "add, remove, count, empty)");
+      throw ScenarioError(at.key(k),
+                          "unknown command name (get, set, getall, getobj, setobj, "
+                          "add, remove, count, empty)");
     }
     desc.aliases[from] = to;
   }
 }
 
-ServiceDesc parseService(const std::string& pathText, const nlohmann::json& j,
-                         const JsonPath& at) {
+ServiceDesc parseService(const std::string& pathText, const nlohmann::json& j, const JsonPath& at) {
   ServiceDesc desc;
   desc.pathText = pathText;
   if (!parsePath(pathText, desc.path)) {
@@ -142,8 +140,9 @@ ServiceDesc parseService(const std::string& pathText, const nlohmann::json& j,
     } else if (k == "note") {
       if (!v.is_string()) throw ScenarioError(here, "expected a string");
     } else {
-      throw ScenarioError(here, "unknown field (record, list, history, page, count, events, "
-                                "commands, fault, changes, note)");
+      throw ScenarioError(here,
+                          "unknown field (record, list, history, page, count, events, "
+                          "commands, fault, changes, note)");
     }
   }
   if (kinds > 1) throw ScenarioError(at, "a service is one of record, list or history");

@@ -18,9 +18,9 @@
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"
+#include "sarn_version.h"
 #include "traps/enterprise_trap.h"
 #include "traps/trap_maker.h"
-#include "sarn_version.h"
 #include "usm/crypto_setup.h"
 
 namespace {
@@ -134,7 +134,7 @@ int main(int argc, char** argv) {
   std::fprintf(stderr, "loop->init();\n");
   loop->init();
 
-  buildSystemMib();
+  buildSystemMib([loop] { return loop->getConfig(); });
   buildIpMib();
   buildBridgeMib();
   buildInterfacesMib();
@@ -149,7 +149,7 @@ int main(int argc, char** argv) {
 
   kx::message notice;
   notice.setDstPath({1});
-  notice.setU32(kStartupService, SnmpLooper::kServiceId);
+  notice.setU32(kStartupService, snmp::kServiceId);
   loop->sendCmd(notice, kStartupCommand);
 
   loop->run();

@@ -23,7 +23,7 @@ TrapSettings SnmpLooper::trapSettings() const {
 void SnmpLooper::send_trap(const kx::message& event) { sendTrap(trapSettings(), event); }
 
 void SnmpLooper::startup() {
-  if (std::find(trapGenerators.begin(), trapGenerators.end(), kStartupTrapGenerator) ==
+  if (std::find(trapGenerators.begin(), trapGenerators.end(), snmp::kStartupGenerator) ==
       trapGenerators.end())
     return;
   // Last in the list, so that it answers only the empty event nobody else

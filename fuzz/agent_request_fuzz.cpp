@@ -73,9 +73,9 @@ void removeRoot() {
 
 void addCommunity(const char* name, bool write) {
   kx::message m;
-  m.setString(CommunityKeep::kName, name);
-  m.setBool(CommunityKeep::kReadAccess, true);
-  m.setBool(CommunityKeep::kWriteAccess, write);
+  m.setString(snmp::kName, name);
+  m.setBool(snmp::kReadAccess, true);
+  m.setBool(snmp::kWriteAccess, write);
   static_cast<CommunityKeep*>(communityKeep)->cmdAddObj(m);
 }
 
@@ -108,7 +108,7 @@ World& world() {
   addCommunity("public", false);
   addCommunity("private", true);
   w.startRouter();
-  buildSystemMib();
+  buildSystemMib([agent = w.agent] { return agent->getConfig(); });
   buildIpMib();
   buildBridgeMib();
   buildInterfacesMib();

@@ -1,5 +1,5 @@
 // ConfigInfoProvider: sysContact and sysLocation, read from the agent's own
-// settings.
+// settings, which main hands over as a source of the settings record.
 //
 // The provider is its own record: get() refreshes the two strings from the
 // settings message and returns this object.  The settings are changed over
@@ -7,7 +7,9 @@
 #ifndef MIBS_SYSTEM_CONFIG_PROVIDER_H_
 #define MIBS_SYSTEM_CONFIG_PROVIDER_H_
 
+#include <functional>
 #include <string>
+#include <utility>
 
 #include "engine/data.h"
 #include "engine/data_provider.h"
@@ -15,13 +17,11 @@
 
 class ConfigInfoProvider : public DataProvider, public Data {
  public:
-  // Where the settings message comes from.
-  using Source = kx::message (*)();
+  // Where the settings record comes from: the agent's, as it stands now.
+  using Source = std::function<kx::message()>;
 
-  // The agent looper's settings (an empty message while there is none).
-  static kx::message agentSettings();
-
-  explicit ConfigInfoProvider(Source source = agentSettings) : source_(source) {}
+  // Without a source the two strings stay empty.
+  explicit ConfigInfoProvider(Source source = nullptr) : source_(std::move(source)) {}
 
   // Copies string 0x2 into contact and string 0x3 into location; never
   // null.

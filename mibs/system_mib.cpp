@@ -1,5 +1,6 @@
 #include "mibs/system_mib.h"
 
+#include <utility>
 #include <vector>
 
 #include "asn1/ber.h"
@@ -26,11 +27,11 @@
 namespace {
 
 // BER tags of the values served here.
-using ber::kInteger;
-using ber::kOctetString;
-using ber::kObjectId;
-using ber::kIpAddress;
 using ber::kCounter32;
+using ber::kInteger;
+using ber::kIpAddress;
+using ber::kObjectId;
+using ber::kOctetString;
 using ber::kTimeTicks;
 
 const char kSysDescr[] = "router";
@@ -58,8 +59,9 @@ GetProvider* settingsProvider(GetProvider::Convert convert, std::vector<unsigned
   return new GetProvider(convert, path, kx::kCmdGet, kx::kCmdSet);
 }
 
-void buildSystemGroup(GetProvider* resources, GetProvider* identity) {
-  auto* config = new ConfigInfoProvider();
+void buildSystemGroup(GetProvider* resources, GetProvider* identity,
+                      ConfigInfoProvider::Source settings) {
+  auto* config = new ConfigInfoProvider(std::move(settings));
   addScalarConstStringLeaf(kSystem + 1, kSysDescr, kOctetString);
   addScalarConstOIDLeaf(kSystem + 2, kEnterprise, kObjectId);
   addScalarLeaf(kSystem + 3, new DataNumPacker(dataMember(&ResourceData::uptime), kTimeTicks),
@@ -169,11 +171,11 @@ void buildAddressTable() {
 
 }  // namespace
 
-void buildSystemMib() {
+void buildSystemMib(ConfigInfoProvider::Source settings) {
   auto* resources = settingsProvider(ResourceData::build, kResourcePath);
   resourceProvider = resources;
   auto* identity = settingsProvider(Ident::build, kIdentityPath);
-  buildSystemGroup(resources, identity);
+  buildSystemGroup(resources, identity, std::move(settings));
   buildHostResources(resources);
   buildSoftwareAndControl();
   buildScriptTable();

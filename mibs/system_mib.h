@@ -4,10 +4,12 @@
 #ifndef MIBS_SYSTEM_MIB_H_
 #define MIBS_SYSTEM_MIB_H_
 
-// Registers every object of these groups in the MIB tree.  Call once at
-// start-up, after the agent looper exists (sysContact and sysLocation read
-// its settings) and before the first request.  Everything it allocates
+#include "mibs/system_config_provider.h"
+
+// Registers every object of these groups in the MIB tree; sysContact and
+// sysLocation are read from settings, the agent's settings record.  Call
+// once at start-up, before the first request.  Everything it allocates
 // lives for the rest of the process.
-void buildSystemMib();
+void buildSystemMib(ConfigInfoProvider::Source settings);
 
 #endif  // MIBS_SYSTEM_MIB_H_

@@ -249,11 +249,11 @@ bool communityFields(const std::vector<std::string>& words, kx::message& out, st
         err = "priv: " + why;
         return false;
       }
-      m.setU32(kPrivacy, v);
+      m.setU32(kEncryptionProtocol, v);
     } else if (name == "auth-password") {
       m.setString(kAuthPassword, value);
     } else if (name == "priv-password") {
-      m.setString(kPrivPassword, value);
+      m.setString(kEncryptionPassword, value);
     }
   }
   out = std::move(m);
@@ -292,7 +292,7 @@ bool communityChange(const std::vector<std::string>& words, const kx::message* c
           std::to_string(kMinPasswordLength) + " characters";
     return false;
   }
-  if (level >= kSecurityAuthPriv && effective(kPrivPassword).size() < kMinPasswordLength) {
+  if (level >= kSecurityAuthPriv && effective(kEncryptionPassword).size() < kMinPasswordLength) {
     err = "security=authpriv needs a priv-password of at least " +
           std::to_string(kMinPasswordLength) + " characters";
     return false;

@@ -20,7 +20,7 @@ std::vector<std::string> row(const kx::message& c) {
           yesNo(c.getBool(kWriteAccess)),
           securityText(level),
           level >= kSecurityAuth ? authMethodText(c.getU32(kAuthMethod)) : "-",
-          level >= kSecurityAuthPriv ? privacyText(c.getU32(kPrivacy)) : "-"};
+          level >= kSecurityAuthPriv ? privacyText(c.getU32(kEncryptionProtocol)) : "-"};
 }
 
 // Finds the community args[0] names; on failure returns the exit status in

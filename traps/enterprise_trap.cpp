@@ -1,6 +1,7 @@
 #include "traps/enterprise_trap.h"
 
 #include "asn1/ber.h"
+#include "kx/snmp_keys.h"
 
 namespace {
 
@@ -11,15 +12,15 @@ constexpr int kEnterpriseSpecific = 1;
 
 int talvorTrapMaker(std::vector<VariableBinding>& bindings, const kx::message& event, OID& trapOid,
                     int& generic, int& specific) {
-  if (!event.has(kx::kCommand) || event.command() != kEnterpriseTrapCommand) return 0;
+  if (!event.has(kx::kCommand) || event.command() != snmp::kCmdSendTrap) return 0;
   trapOid = kEnterpriseTrap;
   generic = kGenericEnterpriseSpecific;
   specific = kEnterpriseSpecific;
 
-  const std::string* name = event.findString(kEnterpriseTrapOid);
-  if (name == nullptr || !event.has(kEnterpriseTrapType)) return 1;
-  const unsigned type = event.getU32(kEnterpriseTrapType);
-  const std::string* value = event.findString(kEnterpriseTrapValue);
+  const std::string* name = event.findString(snmp::kTrapOid);
+  if (name == nullptr || !event.has(snmp::kTrapType)) return 1;
+  const unsigned type = event.getU32(snmp::kTrapType);
+  const std::string* value = event.findString(snmp::kTrapValue);
   if (value != nullptr) {
     bindings.push_back({OID(*name), type, *value});
   } else if (type == ber::kNull) {

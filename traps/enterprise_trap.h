@@ -10,19 +10,13 @@
 //                  says (2, 4, 5, 6, 0x40, 0x41, 0x43, 0x47)
 //   string 0x3eb   the value as text
 //
+// (snmp::kCmdSendTrap, kTrapOid, kTrapType and kTrapValue of kx/snmp_keys.h).
 // Without the OID or the type there is no binding; without the text only a
 // NULL (type 5) binding is added.
 #ifndef TRAPS_ENTERPRISE_TRAP_H_
 #define TRAPS_ENTERPRISE_TRAP_H_
 
-#include <cstdint>
-
 #include "traps/trap_maker.h"
-
-constexpr uint32_t kEnterpriseTrapCommand = 1;
-constexpr uint32_t kEnterpriseTrapOid = 0x200003e9;
-constexpr uint32_t kEnterpriseTrapType = 0x080003ea;
-constexpr uint32_t kEnterpriseTrapValue = 0x200003eb;
 
 // Handles exactly the events whose command (u32 0xff0007) is 1.
 int talvorTrapMaker(std::vector<VariableBinding>& bindings, const kx::message& event, OID& trapOid,

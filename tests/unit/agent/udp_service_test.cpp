@@ -47,8 +47,8 @@ class UdpServiceTest : public ::testing::Test {
  protected:
   void SetUp() override {
     kx::message seed;
-    seed.setBool(SnmpLooper::kEnabled, true);
-    kx::Store(SnmpLooper::kStorePath, 5).save(SnmpLooper::kSettingsObject, seed);
+    seed.setBool(snmp::kEnabled, true);
+    kx::Store(snmp::kSettingsStore, 5).save(snmp::kSettingsObject, seed);
     loop = std::make_unique<SnmpLooper>();
     loop->servicePort = agent_test::freePort();
     loop->init();

@@ -196,7 +196,7 @@ TEST(SnmpCommunity, ListShowsRightsAndSecurity) {
   agent.communities[2].setBool(kWriteAccess, true);
   agent.communities[2].setU32(kSecurity, kSecurityAuthPriv);
   agent.communities[2].setU32(kAuthMethod, kAuthSha256);
-  agent.communities[2].setU32(kPrivacy, kPrivAes192);
+  agent.communities[2].setU32(kEncryptionProtocol, kPrivAes192);
   agent.communities.push_back(community(8, "monitor"));
   agent.communities[3].setU32(kSecurity, kSecurityAuth);
   agent.communities[3].setU32(kAuthMethod, kAuthMd5);
@@ -231,9 +231,9 @@ TEST(SnmpCommunity, AddFillsDefaultsAndReportsTheId) {
   const kx::message u = v3.changes().at(0);
   EXPECT_EQ(u.getU32(kSecurity), kSecurityAuthPriv);
   EXPECT_EQ(u.getU32(kAuthMethod), kAuthSha512);
-  EXPECT_EQ(u.getU32(kPrivacy), kPrivAes256);
+  EXPECT_EQ(u.getU32(kEncryptionProtocol), kPrivAes256);
   EXPECT_EQ(u.getString(kAuthPassword), "correct horse");
-  EXPECT_EQ(u.getString(kPrivPassword), "battery!");
+  EXPECT_EQ(u.getString(kEncryptionPassword), "battery!");
 }
 
 TEST(SnmpCommunity, ShortPasswordsAndBadWordsAreRefused) {

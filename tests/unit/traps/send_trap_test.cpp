@@ -10,6 +10,7 @@
 #include <string>
 
 #include "engine/community_list.h"
+#include "kx/snmp_keys.h"
 #include "tests/unit/agent/agent_test_util.h"
 #include "traps/enterprise_trap.h"
 #include "traps/trap_sender.h"
@@ -41,7 +42,7 @@ TEST(SendTrap, WritesOneLineForEveryTrapItDoesNotSend) {
   good.community = 4;
   good.version = kTrapVersion2c;
   kx::message request, unknown;
-  request.setCommand(kEnterpriseTrapCommand);
+  request.setCommand(snmp::kCmdSendTrap);
   unknown.setCommand(7);
   unknown.setU32(kx::kObjId, 3);
 

@@ -10,7 +10,6 @@
 #include "agent/log_streams.h"
 #include "agent/plugin_loader.h"
 #include "agent/snmp_looper.h"
-#include "data/bus.h"
 #include "kx/message.h"
 #include "kx/paths.h"
 #include "mibs/bridge_mib.h"
@@ -125,7 +124,6 @@ int main(int argc, char** argv) {
   SnmpLooper* loop = new SnmpLooper();
   loop->servicePort = opts.port;
   loop->trapPort = opts.trapPort;
-  setBusLooper(loop);
   // From here a stop request, even one that comes during start-up, ends
   // the loop as soon as it runs.
   std::signal(SIGTERM, onStopSignal);

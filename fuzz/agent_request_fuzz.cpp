@@ -20,7 +20,6 @@
 #include "agent/community_keep.h"
 #include "agent/snmp_looper.h"
 #include "asn1/in_stream.h"
-#include "data/bus.h"
 #include "engine/context.h"
 #include "engine/create_reply.h"
 #include "kx/paths.h"
@@ -103,7 +102,6 @@ World& world() {
     std::abort();
   }
   w.agent = new SnmpLooper();
-  setBusLooper(w.agent);
   w.agent->init();
   addCommunity("public", false);
   addCommunity("private", true);

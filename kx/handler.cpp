@@ -131,7 +131,7 @@ message Handler::getObject(uint32_t id) {
 namespace {
 
 // The looper a handler talks through: its own, else the process's.
-Looper* busFor(Looper* own) { return own ? own : dynamic_cast<Looper*>(getRunner()); }
+Looper* busFor(Looper* own) { return own ? own : getLooper(); }
 
 }  // namespace
 

@@ -8,7 +8,7 @@
 // fetched from the same service when first read.  Then primes the
 // link-state map from the same list and appends the "interfaces" trap
 // subscriber (traps/link_traps.h).  Call once at start-up,
-// after the bus looper is set (data/bus.h); everything it allocates lives
+// after the agent's looper exists (data/bus.h); everything it allocates lives
 // for the rest of the run.
 void buildInterfacesMib();
 

@@ -2,7 +2,6 @@
 
 #include <cstdio>
 
-#include "data/bus.h"
 #include "kx/looper.h"
 #include "kx/transport.h"
 
@@ -10,7 +9,7 @@ std::vector<TrapSubscriber> scribers;
 
 bool subscribeToEvents(const std::vector<uint32_t>& path, uint32_t kind,
                        const kx::message& filter) {
-  kx::Looper* bus = busLooper();
+  kx::Looper* bus = kx::getLooper();
   if (bus && bus->subscribe(path, kind, filter)) return true;
   // Without this line a generator that is on but silent would be a puzzle.
   std::fprintf(stderr, "no events 0x%x from %s: the service did not take the subscription\n", kind,
@@ -20,6 +19,6 @@ bool subscribeToEvents(const std::vector<uint32_t>& path, uint32_t kind,
 
 bool unsubscribeFromEvents(const std::vector<uint32_t>& path, uint32_t kind,
                            const kx::message& filter) {
-  kx::Looper* bus = busLooper();
+  kx::Looper* bus = kx::getLooper();
   return bus && bus->unsubscribe(path, kind, filter);
 }

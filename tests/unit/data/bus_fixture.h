@@ -74,12 +74,10 @@ class BusTest : public ::testing::Test {
     kx::setRoot(root_);
     looper_ = std::make_unique<kx::Looper>(34);
     looper_->setClock([this] { return nowMs_; });
-    setBusLooper(looper_.get());
     g_testTicks = 5000;
     setTickSource(testTicks);
   }
   void TearDown() override {
-    setBusLooper(nullptr);
     setTickSource(nullptr);
     looper_.reset();
     services_.clear();

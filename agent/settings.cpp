@@ -12,8 +12,6 @@ namespace {
 
 // Object id given to change notifications of the settings record.
 constexpr uint32_t kSettingsChangeId = 0xffffffff;
-// Name of the start-up trap in the generator list.
-constexpr const char* kStartupTrapName = "start-trap";
 // Commands that ask for a trap built from the message: an enterprise trap
 // request, and the two kinds of event a subscription delivers.
 constexpr uint32_t kTrapCommands[] = {snmp::kCmdSendTrap, 0xfe000b, 0x10004};
@@ -113,7 +111,7 @@ kx::message SnmpLooper::cmdUnknown(const kx::message& msg, uint32_t code) {
     std::vector<kx::message>& list = reply.messageArray(kx::kObjects);
     kx::message startTrap;
     startTrap.setU32(kx::kObjId, snmp::kStartupGenerator);
-    startTrap.setString(snmp::kGeneratorName, kStartupTrapName);
+    startTrap.setString(snmp::kGeneratorName, snmp::kStartupGeneratorName);
     list.push_back(startTrap);
     for (size_t i = 0; i < scribers.size(); ++i) {
       kx::message entry;

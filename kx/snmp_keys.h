@@ -81,10 +81,13 @@ constexpr uint32_t kPrivAes256 = 3;
 constexpr uint32_t kCmdSendTrap = 1;
 constexpr uint32_t kCmdListGenerators = 100;
 constexpr uint32_t kGeneratorName = 0x20fe0010;
-// Generator ids: the start-up trap's, and the link traps' (the first trap
-// subscriber, registered by the interfaces module before any plug-in).
+// The built-in generators, by id and name: the start-up trap, and the link
+// traps (the first trap subscriber, registered by the interfaces module
+// before any plug-in).
 constexpr uint32_t kStartupGenerator = 0x0abc0001;
+constexpr const char* kStartupGeneratorName = "start-trap";
 constexpr uint32_t kInterfacesGenerator = 0;
+constexpr const char* kInterfacesGeneratorName = "interfaces";
 
 // Fields of a trap request (command 1): the one binding's OID as dotted
 // text, its value type (a BER tag) and its value as text.

@@ -9,6 +9,7 @@
 #include "data/num_packer.h"
 #include "data/string_packer.h"
 #include "engine/leafs.h"
+#include "kx/snmp_keys.h"
 #include "mibs/interfaces_counters_table.h"
 #include "mibs/interfaces_records.h"
 #include "traps/link_traps.h"
@@ -97,5 +98,5 @@ void buildInterfacesMib() {
   // Link traps: the states the interfaces start in, and the generator that
   // switches the traps on.
   primeLinkStates();
-  scribers.push_back({kInterfacesSubscriberName, interfacesSubscribe, interfacesUnsubscribe});
+  scribers.push_back({snmp::kInterfacesGeneratorName, interfacesSubscribe, interfacesUnsubscribe});
 }

@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "tools/command_table.h"
+#include "tools/snmp_changes.h"
 #include "tools/snmp_sessions.h"
 #include "tools/snmp_subcommands.h"
 
@@ -28,18 +29,7 @@ const Sub kSubs[] = {
      "Changes the settings named; the others keep their values.  The agent applies\n"
      "and stores the change at once (enabled=no closes the SNMP port, yes opens it).\n"
      "\n"
-     "  enabled=yes|no            the SNMP service\n"
-     "  contact=TEXT              sysContact\n"
-     "  location=TEXT             sysLocation\n"
-     "  community=TEXT            the community setting (stored and shown only)\n"
-     "  engine-id=TEXT            the text part of the local engine id (show prints\n"
-     "                            the whole id in hex as engine-id-hex, for -e)\n"
-     "  time-window=SECONDS       the v3 time window\n"
-     "  trap-target=192.0.2.1     where traps go (UDP port 162); none for no traps\n"
-     "  trap-version=1|2c|3       the version of trap messages\n"
-     "  trap-community=NAME|none  the community (or v3 user) traps are sent as\n"
-     "  trap-generators=A,B,...   what raises traps, by name or id (see 'kxctl snmp\n"
-     "                            generators'); none for nothing\n"
+     "{settings}"
      "\n"
      "Example: kxctl snmp set trap-target=192.0.2.1 trap-version=2c trap-community=public\n",
      snmp::set},
@@ -99,6 +89,9 @@ constexpr const char kFooter[] =
     "agent's stores while it is stopped; it takes them over when it starts.  A\n"
     "first start: kxctl snmp set --offline enabled=yes\n";
 
+// Where a details text lists the settings words.
+const std::string kSettingsMark = "{settings}";
+
 std::string usageLine(const Sub& s) {
   return std::string("Usage: kxctl [--root DIR] [--timeout MS] snmp ") + s.synopsis + "\n";
 }
@@ -142,7 +135,11 @@ std::string SnmpCommand::helpFor(const std::vector<std::string>& args) const {
   size_t used;
   const Sub* sub = findSub(args, used);
   if (!sub) return help();
-  return usageLine(*sub) + "\n" + sub->details + kFooter;
+  std::string details = sub->details;
+  // The settings words come from their table (snmp_changes.h).
+  const size_t at = details.find(kSettingsMark);
+  if (at != std::string::npos) details.replace(at, kSettingsMark.size(), snmp::settingsHelp());
+  return usageLine(*sub) + "\n" + details + kFooter;
 }
 
 int SnmpCommand::run(Session& session, const std::vector<std::string>& words) {

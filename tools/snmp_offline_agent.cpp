@@ -130,9 +130,9 @@ kx::message OfflineAgent::exchange(kx::message& msg) {
       // The built-in ones; plug-ins add theirs when the agent starts.
       kx::message start, links, reply;
       start.setU32(kx::kObjId, kStartupGenerator);
-      start.setString(kGeneratorName, "start-trap");
+      start.setString(kGeneratorName, kStartupGeneratorName);
       links.setU32(kx::kObjId, kInterfacesGenerator);
-      links.setString(kGeneratorName, "interfaces");
+      links.setString(kGeneratorName, kInterfacesGeneratorName);
       reply.setMessageArray(kx::kObjects, {start, links});
       return reply;
     }

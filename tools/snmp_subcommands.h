@@ -24,10 +24,6 @@ int communityAdd(Session& session, const Args& args);
 int communitySet(Session& session, const Args& args);
 int communityRemove(Session& session, const Args& args);
 
-// A generator's id as the operator reads it: small indexes in decimal, the
-// start-up trap's id in hex.
-std::string generatorIdText(uint32_t id);
-
 }  // namespace snmp
 }  // namespace kxctl
 

@@ -169,6 +169,13 @@ std::string privacyText(uint32_t protocol) {
   return protocol < std::size(names) ? names[protocol] : unknownText(protocol);
 }
 
+std::string generatorIdText(uint32_t id) {
+  // Generator ids at or above this are special values.
+  constexpr uint32_t kFirstSpecialGenerator = 0x10000;
+  if (id < kFirstSpecialGenerator) return std::to_string(id);
+  return kx::keyText(id);
+}
+
 std::string engineIdHex(const std::string& text) {
   static const char digits[] = "0123456789abcdef";
   std::string hex = kEngineIdPrefixHex;

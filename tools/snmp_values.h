@@ -51,6 +51,10 @@ std::string authMethodText(uint32_t method);
 bool parsePrivacy(const std::string& text, uint32_t& protocol, std::string& err);
 std::string privacyText(uint32_t protocol);
 
+// A trap generator's id as the operator reads it: small indexes in
+// decimal, special values (the start-up trap's id) in hex.
+std::string generatorIdText(uint32_t id);
+
 // The engine ID the agent forms from its configured text, as hex digits
 // (what snmpget -e and snmptrapd's createUser -e take).
 std::string engineIdHex(const std::string& text);

@@ -16,7 +16,6 @@
 #include <cstdint>
 
 #include "engine/community_list.h"
-#include "kx/allocator.h"
 #include "kx/handler.h"
 #include "kx/message.h"
 #include "kx/snmp_keys.h"

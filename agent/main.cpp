@@ -11,7 +11,7 @@
 #include "agent/plugin_loader.h"
 #include "agent/snmp_looper.h"
 #include "kx/message.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "mibs/bridge_mib.h"
 #include "mibs/health_mib.h"
 #include "mibs/interfaces_mib.h"

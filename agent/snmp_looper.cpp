@@ -3,7 +3,7 @@
 #include <cstdio>
 
 #include "agent/community_keep.h"
-#include "kx/clock.h"
+#include "kx/platform.h"
 #include "usm/engine_id.h"
 
 SnmpLooper* snmpLooper = nullptr;

@@ -22,7 +22,7 @@
 #include "asn1/in_stream.h"
 #include "engine/context.h"
 #include "engine/create_reply.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "mibs/bridge_mib.h"
 #include "mibs/health_mib.h"
 #include "mibs/interfaces_mib.h"

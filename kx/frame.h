@@ -18,7 +18,7 @@
 #include <cstdint>
 #include <string>
 
-#include "kx/monotonic_clock.h"
+#include "kx/platform.h"
 
 namespace kx {
 namespace frame {

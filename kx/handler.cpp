@@ -5,7 +5,6 @@
 #include "kx/looper.h"
 #include "kx/runner.h"
 #include "kx/transport.h"
-#include "kx/undo_message.h"
 
 namespace kx {
 

@@ -14,7 +14,7 @@
 
 #include "kx/handler.h"
 #include "kx/looper.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 
 namespace kx {
 

@@ -11,7 +11,7 @@
 #include <map>
 #include <vector>
 
-#include "kx/allocator.h"
+#include "kx/store.h"
 #include "sim/object_template.h"
 #include "sim/service.h"
 #include "sim/sim_clock.h"

@@ -11,7 +11,7 @@
 #include <string>
 #include <vector>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "sarn_version.h"
 #include "sim/journal.h"
 #include "sim/process_plan.h"

@@ -2,7 +2,7 @@
 
 #include <ctime>
 
-#include "kx/clock.h"
+#include "kx/platform.h"
 
 namespace sim {
 

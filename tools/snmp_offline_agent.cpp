@@ -6,7 +6,7 @@
 #include <string>
 #include <utility>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "kx/store.h"
 #include "kx/transport.h"
 #include "tools/arg_parse.h"

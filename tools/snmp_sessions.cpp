@@ -4,7 +4,7 @@
 #include <set>
 #include <string>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "tools/snmp_offline_agent.h"
 
 namespace kxctl {

@@ -6,7 +6,7 @@
 #include <utility>
 
 #include "kx/message_json.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "kx/store.h"
 #include "tools/arg_parse.h"
 #include "tools/command_table.h"

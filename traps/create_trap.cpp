@@ -6,7 +6,7 @@
 
 #include "asn1/ber.h"
 #include "engine/community_list.h"
-#include "kx/clock.h"
+#include "kx/platform.h"
 #include "traps/trap_maker.h"
 #include "traps/v3_trap.h"
 

@@ -21,7 +21,7 @@
 
 #include "kx/looper.h"
 #include "kx/message.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 
 namespace {
 

@@ -15,7 +15,7 @@
 #include <sstream>
 #include <string>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 
 namespace agent_test {
 

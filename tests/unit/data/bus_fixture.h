@@ -16,7 +16,7 @@
 #include "data/tick_clock.h"
 #include "kx/handler.h"
 #include "kx/looper.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 
 // A list (paged get all, set object, count) plus a settings record.
 class ListService : public kx::Handler {

@@ -7,9 +7,8 @@
 #include <cstdlib>
 #include <ctime>
 
-#include "kx/allocator.h"
-#include "kx/clock.h"
-#include "kx/paths.h"
+#include "kx/store.h"
+#include "kx/platform.h"
 
 namespace kx {
 namespace {

@@ -17,7 +17,7 @@
 #include "kx/handler.h"
 #include "kx/looper.h"
 #include "kx/message.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 
 namespace kxtest {
 

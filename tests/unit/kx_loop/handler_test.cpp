@@ -9,7 +9,6 @@
 
 #include "kx/looper.h"
 #include "kx/transport.h"
-#include "kx/undo_message.h"
 #include "tests/unit/kx_loop/bus_fixture.h"
 
 namespace kxtest {

@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "kx/looper.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "kx/transport.h"
 #include "sim/server.h"
 

@@ -8,7 +8,7 @@
 #include <filesystem>
 #include <sstream>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "kx/store.h"
 #include "tools/app.h"
 #include "tools/arg_parse.h"

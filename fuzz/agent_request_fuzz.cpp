@@ -28,10 +28,10 @@
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"
-#include "sim/journal.h"
+#include "sim/endpoint.h"
+#include "sim/object_template.h"
 #include "sim/scenario.h"
 #include "sim/server.h"
-#include "sim/sim_clock.h"
 
 namespace {
 

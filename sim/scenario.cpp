@@ -7,11 +7,13 @@
 #include <sstream>
 
 #include "kx/message_text.h"
-#include "sim/commands.h"
-#include "sim/repeat.h"
-#include "sim/template_parser.h"
+#include "sim/endpoint.h"
+#include "sim/list_service.h"
+#include "sim/object_template.h"
+#include "sim/service.h"
 
 namespace sim {
+
 namespace {
 
 // Far deeper than any real scenario; keeps the recursive readers' stack use
@@ -225,6 +227,47 @@ bool loadScenario(const std::string& file, Scenario& out, std::string& err) {
     return false;
   }
   return true;
+}
+
+ProcessPlan planProcesses(const Scenario& scenario) {
+  std::set<uint32_t> held;
+  for (const auto& s : scenario.services) {
+    for (const auto& f : s.faults) {
+      if (f.silent || f.delayMs) held.insert(s.path[0]);
+    }
+  }
+  ProcessPlan plan;
+  for (uint32_t id : scenario.serviceIds()) {
+    if (held.count(id)) {
+      plan.others.push_back({id});
+    } else {
+      plan.main.push_back(id);
+    }
+  }
+  return plan;
+}
+
+std::unique_ptr<Endpoint> buildEndpoint(const ServiceDesc& desc, const SimClock& clock) {
+  std::unique_ptr<Service> service;
+  switch (desc.kind) {
+    case ServiceDesc::Kind::kRecord:
+      service = std::make_unique<RecordService>(desc.record, clock);
+      break;
+    case ServiceDesc::Kind::kList: {
+      ListService::Options options;
+      options.page = desc.page;
+      options.count = desc.count;
+      service = std::make_unique<ListService>(desc.objects, clock, options);
+      break;
+    }
+    case ServiceDesc::Kind::kHistory:
+      service = std::make_unique<HistoryService>();
+      break;
+    case ServiceDesc::Kind::kEmpty:
+      service = std::make_unique<EmptyService>();
+      break;
+  }
+  return std::make_unique<Endpoint>(std::move(service), desc.aliases, desc.faults);
 }
 
 }  // namespace sim

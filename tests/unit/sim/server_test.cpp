@@ -1,5 +1,7 @@
 // A scenario served on a real bus: a child process runs the server, the
 // test talks to it as any bus client does.
+#include "sim/server.h"
+
 #include <gtest/gtest.h>
 #include <signal.h>
 #include <sys/wait.h>
@@ -14,7 +16,6 @@
 #include "kx/looper.h"
 #include "kx/platform.h"
 #include "kx/transport.h"
-#include "sim/server.h"
 
 namespace sim {
 namespace {

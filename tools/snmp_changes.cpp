@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "tools/arg_parse.h"
-#include "tools/snmp_keys.h"
 #include "tools/snmp_values.h"
 
 namespace kxctl {

@@ -1,11 +1,13 @@
 #include "tools/snmp_command.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <memory>
 
-#include "tools/command_table.h"
+#include "tools/command.h"
+#include "tools/snmp_agent_link.h"
 #include "tools/snmp_changes.h"
-#include "tools/snmp_sessions.h"
-#include "tools/snmp_subcommands.h"
+#include "tools/snmp_values.h"
 
 namespace kxctl {
 
@@ -170,4 +172,183 @@ int SnmpCommand::run(Session& session, const std::vector<std::string>& words) {
 
 void addSnmpCommand(CommandTable& table) { table.add(std::make_unique<SnmpCommand>()); }
 
+namespace snmp {
+
+int show(Session& session, const Args& args) {
+  if (!args.empty()) return session.usage("snmp show", "unexpected argument '" + args[0] + "'");
+  AgentLink agent(session.bus());
+  kx::message settings, error;
+  if (!agent.settings(settings, error)) return session.errorReply(error);
+  // The names are a courtesy: without the lists the ids are shown instead.
+  SettingsContext names;
+  agent.communities(names.communities, error);
+  agent.generators(names.generators, error);
+  session.out() << tableText(settingsRows(settings, names)) << std::flush;
+  return kExitOk;
+}
+
+int set(Session& session, const Args& args) {
+  if (args.empty()) return session.usage("snmp set", "nothing to change; give name=value");
+  SettingsContext context;
+  context.unlistedIds = session.options().offline;
+  kx::message change, error;
+  std::string err;
+  // Refuse what is malformed before asking the agent anything; only words
+  // that name a community or a generator need its lists first.
+  if (!settingsChange(args, context, change, err) && !needsCommunities(args) &&
+      !needsGenerators(args)) {
+    return session.usage("snmp set", err);
+  }
+  AgentLink agent(session.bus());
+  if (needsCommunities(args) && !agent.communities(context.communities, error)) {
+    return session.errorReply(error);
+  }
+  if (needsGenerators(args) && !agent.generators(context.generators, error)) {
+    return session.errorReply(error);
+  }
+  if (!settingsChange(args, context, change, err)) return session.usage("snmp set", err);
+  kx::message reply = agent.send(kSettingsPath, kx::kCmdSet, change);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  return kExitOk;
+}
+
+int generators(Session& session, const Args& args) {
+  if (!args.empty()) {
+    return session.usage("snmp generators", "unexpected argument '" + args[0] + "'");
+  }
+  AgentLink agent(session.bus());
+  std::vector<kx::message> gens;
+  kx::message settings, error;
+  if (!agent.generators(gens, error) || !agent.settings(settings, error)) {
+    return session.errorReply(error);
+  }
+  std::vector<uint32_t> on = settings.getU32Array(kTrapGenerators);
+  std::vector<std::vector<std::string>> rows = {{"ID", "NAME", "ENABLED"}};
+  for (const kx::message& g : gens) {
+    uint32_t id = g.getU32(kx::kObjId);
+    rows.push_back({generatorIdText(id), g.getString(kGeneratorName),
+                    yesNo(std::find(on.begin(), on.end(), id) != on.end())});
+  }
+  session.out() << tableText(rows) << std::flush;
+  return kExitOk;
+}
+
+int sendTrap(Session& session, const Args& args) {
+  kx::message request;
+  std::string err;
+  if (!trapRequest(args, request, err)) return session.usage("snmp send-trap", err);
+  AgentLink agent(session.bus());
+  kx::message reply = agent.send(kSettingsPath, kCmdSendTrap, request);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  return kExitOk;
+}
+
+namespace {
+
+std::vector<std::string> row(const kx::message& c) {
+  uint32_t level = c.getU32(kSecurity);
+  Network net{c.getBe32(kAddress), c.getBe32(kAddressMask)};
+  return {std::to_string(c.getU32(kx::kObjId)),
+          c.getString(kName),
+          networkText(net),
+          yesNo(c.getBool(kReadAccess)),
+          yesNo(c.getBool(kWriteAccess)),
+          securityText(level),
+          level >= kSecurityAuth ? authMethodText(c.getU32(kAuthMethod)) : "-",
+          level >= kSecurityAuthPriv ? privacyText(c.getU32(kEncryptionProtocol)) : "-"};
+}
+
+// Finds the community args[0] names; on failure returns the exit status in
+// status (the error printed), else kExitOk.
+const kx::message* target(Session& session, const char* command, const Args& args,
+                          std::vector<kx::message>& list, int& status) {
+  status = kExitOk;
+  if (args.empty()) {
+    status = session.usage(command, "which community? give its name or id");
+    return nullptr;
+  }
+  AgentLink agent(session.bus());
+  kx::message error;
+  if (!agent.communities(list, error)) {
+    status = session.errorReply(error);
+    return nullptr;
+  }
+  const kx::message* c = findCommunity(list, args[0]);
+  if (!c) {
+    status = session.usage(command, "no community is named '" + args[0] +
+                                        "' or has that id (see 'kxctl snmp community list')");
+  }
+  return c;
+}
+
+}  // namespace
+
+int communityList(Session& session, const Args& args) {
+  if (!args.empty()) {
+    return session.usage("snmp community list", "unexpected argument '" + args[0] + "'");
+  }
+  AgentLink agent(session.bus());
+  std::vector<kx::message> list;
+  kx::message error;
+  if (!agent.communities(list, error)) return session.errorReply(error);
+  std::vector<std::vector<std::string>> rows = {
+      {"ID", "NAME", "ADDRESS", "READ", "WRITE", "SECURITY", "AUTH", "PRIVACY"}};
+  for (const kx::message& c : list) rows.push_back(row(c));
+  session.out() << tableText(rows) << std::flush;
+  return kExitOk;
+}
+
+int communityAdd(Session& session, const Args& args) {
+  kx::message add;
+  std::string err;
+  if (!communityChange(args, nullptr, add, err)) return session.usage("snmp community add", err);
+  AgentLink agent(session.bus());
+  kx::message reply = agent.send(kCommunitiesPath, kx::kCmdAddObj, add);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  session.out() << "added community '" << add.getString(kName) << "' with id "
+                << reply.getU32(kx::kObjId) << std::endl;
+  return kExitOk;
+}
+
+int communitySet(Session& session, const Args& args) {
+  const char* command = "snmp community set";
+  if (args.size() < 2) {
+    return session.usage(command, "give the community's name or id and name=value words");
+  }
+  // A malformed word is refused before the list is even read; what depends
+  // on the community (its passwords) is checked once it is known.
+  kx::message scratch;
+  std::string err;
+  Args words(args.begin() + 1, args.end());
+  if (!communityFields(words, scratch, err)) return session.usage(command, err);
+  std::vector<kx::message> list;
+  int status;
+  const kx::message* c = target(session, command, args, list, status);
+  if (!c) return status;
+  kx::message change;
+  if (!communityChange(words, c, change, err)) return session.usage(command, err);
+  uint32_t id = c->getU32(kx::kObjId);
+  change.setU32(kx::kObjId, id);
+  AgentLink agent(session.bus());
+  kx::message reply = agent.send(kCommunitiesPath, kx::kCmdSetObj, change);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  return kExitOk;
+}
+
+int communityRemove(Session& session, const Args& args) {
+  const char* command = "snmp community remove";
+  if (args.size() > 1) return session.usage(command, "unexpected argument '" + args[1] + "'");
+  std::vector<kx::message> list;
+  int status;
+  const kx::message* c = target(session, command, args, list, status);
+  if (!c) return status;
+  kx::message remove;
+  remove.setU32(kx::kObjId, c->getU32(kx::kObjId));
+  AgentLink agent(session.bus());
+  kx::message reply = agent.send(kCommunitiesPath, kx::kCmdRemoveObj, remove);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  return kExitOk;
+}
+
+}  // namespace snmp
 }  // namespace kxctl

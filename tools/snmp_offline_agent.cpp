@@ -10,7 +10,7 @@
 #include "kx/store.h"
 #include "kx/transport.h"
 #include "tools/arg_parse.h"
-#include "tools/snmp_keys.h"
+#include "tools/snmp_values.h"
 #include "tools/store_command.h"
 
 namespace kxctl {

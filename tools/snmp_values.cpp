@@ -8,7 +8,6 @@
 
 #include "kx/message_text.h"
 #include "tools/arg_parse.h"
-#include "tools/snmp_keys.h"
 
 namespace kxctl {
 namespace snmp {

@@ -9,7 +9,7 @@
 #include "kx/platform.h"
 #include "kx/store.h"
 #include "tools/arg_parse.h"
-#include "tools/command_table.h"
+#include "tools/command.h"
 #include "tools/output.h"
 
 namespace kxctl {

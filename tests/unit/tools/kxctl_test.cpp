@@ -12,9 +12,9 @@
 #include "kx/store.h"
 #include "tools/app.h"
 #include "tools/arg_parse.h"
-#include "tools/bus_client.h"
-#include "tools/event_printer.h"
-#include "tools/snmp_keys.h"
+#include "tools/output.h"
+#include "tools/session.h"
+#include "tools/snmp_values.h"
 #include "tools/watch_command.h"
 
 namespace kxctl {

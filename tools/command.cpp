@@ -1,4 +1,4 @@
-#include "tools/command_table.h"
+#include "tools/command.h"
 
 #include <cassert>
 #include <utility>

@@ -13,7 +13,6 @@
 #include "kx/message.h"
 #include "kx/platform.h"
 #include "mibs/bridge_mib.h"
-#include "mibs/health_mib.h"
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"

@@ -24,7 +24,6 @@
 #include "engine/create_reply.h"
 #include "kx/platform.h"
 #include "mibs/bridge_mib.h"
-#include "mibs/health_mib.h"
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"

@@ -5,7 +5,7 @@
 #include <memory>
 #include <vector>
 
-#include "mibs/ip_routes.h"
+#include "mibs/ip_mib.h"
 
 namespace {
 

@@ -7,8 +7,7 @@
 #include <vector>
 
 #include "kx/message.h"
-#include "mibs/bridge_records.h"
-#include "mibs/health_records.h"
+#include "mibs/bridge_mib.h"
 
 namespace {
 

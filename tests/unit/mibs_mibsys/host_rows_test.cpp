@@ -8,9 +8,7 @@
 #include "asn1/oid.h"
 #include "engine/data_provider.h"
 #include "kx/message.h"
-#include "mibs/system_config_provider.h"
-#include "mibs/system_host_rows.h"
-#include "mibs/system_records.h"
+#include "mibs/system_mib.h"
 
 namespace {
 

@@ -17,8 +17,7 @@
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"
 #include "sarn_version.h"
-#include "traps/enterprise_trap.h"
-#include "traps/trap_maker.h"
+#include "traps/trap_sources.h"
 #include "usm/crypto_setup.h"
 
 namespace {

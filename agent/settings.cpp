@@ -5,7 +5,7 @@
 #include <iterator>
 
 #include "agent/snmp_looper.h"
-#include "traps/trap_subscribers.h"
+#include "traps/trap_sources.h"
 #include "usm/engine_id.h"
 
 namespace {

@@ -19,7 +19,7 @@
 #include "kx/message.h"
 #include "kx/snmp_keys.h"
 #include "kx/store.h"
-#include "traps/trap_settings.h"
+#include "traps/create_trap.h"
 #include "usm/v3_info.h"
 
 // Its bus keys, store paths and first-start values are those of

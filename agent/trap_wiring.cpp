@@ -3,10 +3,8 @@
 #include <algorithm>
 
 #include "agent/snmp_looper.h"
-#include "traps/startup_trap.h"
-#include "traps/trap_maker.h"
-#include "traps/trap_sender.h"
-#include "traps/trap_subscribers.h"
+#include "traps/trap_sources.h"
+#include "traps/create_trap.h"
 
 TrapSettings SnmpLooper::trapSettings() const {
   TrapSettings s;

@@ -12,7 +12,7 @@
 #include "engine/leafs.h"
 #include "kx/snmp_keys.h"
 #include "traps/link_traps.h"
-#include "traps/trap_subscribers.h"
+#include "traps/trap_sources.h"
 
 namespace {
 

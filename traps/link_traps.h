@@ -14,7 +14,7 @@
 #include <map>
 #include <vector>
 
-#include "traps/trap_maker.h"
+#include "traps/trap_sources.h"
 
 // The interface service, its event kind and the state field.
 extern const std::vector<uint32_t> kLinkEventPath;  // [20, 0]

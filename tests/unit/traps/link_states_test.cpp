@@ -9,7 +9,7 @@
 #include "tests/unit/agent/agent_test_util.h"
 #include "tests/unit/data/bus_fixture.h"
 #include "traps/link_traps.h"
-#include "traps/trap_subscribers.h"
+#include "traps/trap_sources.h"
 
 namespace {
 

@@ -18,7 +18,7 @@
 #include "mibs/system_mib.h"
 #include "sarn_version.h"
 #include "traps/trap_sources.h"
-#include "usm/crypto_setup.h"
+#include "usm/key_derivation.h"
 
 namespace {
 

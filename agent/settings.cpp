@@ -6,7 +6,7 @@
 
 #include "agent/snmp_looper.h"
 #include "traps/trap_sources.h"
-#include "usm/engine_id.h"
+#include "usm/v3_info.h"
 
 namespace {
 

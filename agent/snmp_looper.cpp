@@ -4,7 +4,7 @@
 
 #include "agent/community_keep.h"
 #include "kx/platform.h"
-#include "usm/engine_id.h"
+#include "usm/v3_info.h"
 
 SnmpLooper* snmpLooper = nullptr;
 

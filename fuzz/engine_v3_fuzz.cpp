@@ -17,7 +17,7 @@
 #include "engine/context.h"
 #include "engine/create_reply.h"
 #include "fuzz/fuzz_mib.h"
-#include "usm/engine_id.h"
+#include "usm/v3_info.h"
 #include "usm/privacy.h"
 #include "usm/v3_reader.h"
 

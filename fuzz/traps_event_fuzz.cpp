@@ -14,7 +14,7 @@
 #include "traps/create_trap.h"
 #include "traps/link_traps.h"
 #include "traps/trap_sources.h"
-#include "usm/engine_id.h"
+#include "usm/v3_info.h"
 #include "usm/v3_reader.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {

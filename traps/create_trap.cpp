@@ -16,7 +16,7 @@
 #include "engine/context.h"
 #include "kx/platform.h"
 #include "traps/trap_sources.h"
-#include "usm/auth_methods.h"
+#include "usm/key_derivation.h"
 #include "usm/privacy.h"
 #include "usm/v3_writer.h"
 

@@ -7,7 +7,6 @@
 
 #include <cstring>
 
-#include "usm/cipher_state.h"
 #include "usm/privacy.h"
 
 namespace {

@@ -2,7 +2,7 @@
 
 #include <openssl/crypto.h>
 
-#include "usm/auth_methods.h"
+#include "usm/key_derivation.h"
 
 namespace {
 

@@ -5,14 +5,10 @@
 
 #include "asn1/ber.h"
 #include "asn1/oid.h"
-#include "data/const_leaves.h"
-#include "data/data_member.h"
 #include "data/get_all_provider.h"
-#include "data/get_first_provider.h"
-#include "data/get_provider.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
-#include "data/string_packer.h"
+#include "data/packers.h"
+#include "data/providers.h"
+#include "data/tables.h"
 #include "engine/leafs.h"
 #include "kx/message.h"
 

@@ -8,8 +8,8 @@
 #include <string>
 #include <vector>
 
-#include "data/augment_proxy_table.h"
-#include "data/cache_update_timeout.h"
+#include "data/providers.h"
+#include "data/tables.h"
 #include "engine/data.h"
 #include "kx/message.h"
 
@@ -134,7 +134,7 @@ class InterfacesCountersTable : public AugmentProxyTable, public CacheUpdateTime
 // fetched from the same service when first read.  Then primes the
 // link-state map from the same list and appends the "interfaces" trap
 // subscriber (traps/link_traps.h).  Call once at start-up,
-// after the agent's looper exists (data/bus.h); everything it allocates lives
+// after the agent's looper exists (busExchange); everything it allocates lives
 // for the rest of the run.
 void buildInterfacesMib();
 

@@ -3,16 +3,10 @@
 #include <arpa/inet.h>
 
 #include "asn1/ber.h"
-#include "data/bignum_packer.h"
-#include "data/const_leaves.h"
-#include "data/count_provider.h"
-#include "data/data_member.h"
 #include "data/get_all_provider.h"
-#include "data/ip_packer.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
-#include "data/oid_packer.h"
-#include "data/string_packer.h"
+#include "data/packers.h"
+#include "data/providers.h"
+#include "data/tables.h"
 #include "engine/leafs.h"
 
 namespace {

@@ -127,7 +127,7 @@ class QueueTreeData : public Data {
 // Registers every object of the module.  Rows come from the address list
 // [20, 1], the neighbour list [20, 8], the route list [44, 1] (both route
 // tables share one provider) and the queue lists [20, 9] and [20, 12].  Call
-// once at start-up, after the agent's looper exists (data/bus.h); everything it
+// once at start-up, after the agent's looper exists (busExchange); everything it
 // allocates lives for the rest of the run.
 void buildIpMib();
 

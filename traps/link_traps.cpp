@@ -3,8 +3,7 @@
 #include <string>
 
 #include "asn1/ber.h"
-#include "data/bus.h"
-#include "data/paging.h"
+#include "data/providers.h"
 #include "traps/trap_sources.h"
 
 const std::vector<uint32_t> kLinkEventPath = {20, 0};

@@ -12,8 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "data/bus.h"
-#include "data/tick_clock.h"
+#include "data/providers.h"
 #include "kx/handler.h"
 #include "kx/looper.h"
 #include "kx/platform.h"

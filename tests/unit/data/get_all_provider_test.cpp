@@ -1,14 +1,14 @@
 // GetAllProvider over the real bus: paging, sources, clients, count, set and
 // expiry.
+#include "data/get_all_provider.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
 
 #include "bus_fixture.h"
-#include "data/data_member.h"
-#include "data/get_all_provider.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
+#include "data/packers.h"
+#include "data/tables.h"
 #include "engine/data.h"
 
 namespace {

@@ -5,10 +5,9 @@
 
 #include <vector>
 
-#include "data/data_member.h"
 #include "data/get_all_provider.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
+#include "data/packers.h"
+#include "data/tables.h"
 #include "mibs/interfaces_mib.h"
 #include "tests/unit/data/bus_fixture.h"
 
@@ -66,12 +65,24 @@ TEST(InterfaceKind, MapsKindsToTypeAndSpeed) {
     uint32_t kind;
     int type, speed;
     bool fromIndex;
-  } rows[] = {{2, 188, 2000000, false},   {5, 71, 11000000, false},  {35, 71, 11000000, false},
-              {6, 188, 10000000, false},  {28, 118, 64000, false},   {34, 23, 10000000, false},
-              {12, 209, 100000000, false}, {22, 63, 64000, false},   {17, 131, 10000000, false},
-              {20, 23, 57600, false},     {21, 131, 128000, false},  {27, 32, 64000, false},
-              {1, 6, 0, true},            {30, 135, 0, true},        {0, 1, 10000000, false},
-              {3, 1, 10000000, false},    {29, 1, 10000000, false},  {36, 1, 10000000, false},
+  } rows[] = {{2, 188, 2000000, false},
+              {5, 71, 11000000, false},
+              {35, 71, 11000000, false},
+              {6, 188, 10000000, false},
+              {28, 118, 64000, false},
+              {34, 23, 10000000, false},
+              {12, 209, 100000000, false},
+              {22, 63, 64000, false},
+              {17, 131, 10000000, false},
+              {20, 23, 57600, false},
+              {21, 131, 128000, false},
+              {27, 32, 64000, false},
+              {1, 6, 0, true},
+              {30, 135, 0, true},
+              {0, 1, 10000000, false},
+              {3, 1, 10000000, false},
+              {29, 1, 10000000, false},
+              {36, 1, 10000000, false},
               {0xffffffff, 1, 10000000, false}};
   for (const auto& r : rows) {
     SCOPED_TRACE(r.kind);

@@ -1,6 +1,6 @@
-#include "data/map_table.h"
+#include "data/tables.h"
 
-#include "data/table_provider.h"
+#include "engine/data_provider.h"
 #include "engine/packer.h"
 
 MapTable::MapTable(TableProvider* provider) : provider_(provider) {
@@ -55,3 +55,40 @@ void MapTable::change(Data* record) {
 void MapTable::remove(Data* record) {
   if (record) rows_.erase(getKey(record));
 }
+
+Data* StaticMuxTable::get(OID const& index) {
+  auto it = rows_.find(index);
+  return it == rows_.end() || !it->second ? nullptr : it->second->get();
+}
+
+std::pair<OID, Data*> StaticMuxTable::getNext(OID const& index) {
+  auto it = rows_.upper_bound(index);
+  if (it == rows_.end()) return {OID(), nullptr};
+  return {it->first, it->second ? it->second->get() : nullptr};
+}
+
+bool StaticMuxTable::set(OID const& index, Data* record) {
+  auto it = rows_.find(index);
+  return it != rows_.end() && it->second && it->second->set(record);
+}
+
+unsigned int StaticMuxTable::count() { return static_cast<unsigned int>(rows_.size()); }
+
+void StaticMuxTable::addProvider(OID const& index, DataProvider* provider) {
+  rows_[index] = provider;
+}
+
+Data* AugmentProxyTable::get(OID const& index) {
+  Data* record = base_->get(index);
+  return record ? augment(index, record) : nullptr;
+}
+
+std::pair<OID, Data*> AugmentProxyTable::getNext(OID const& index) {
+  std::pair<OID, Data*> next = base_->getNext(index);
+  if (next.second) next.second = augment(next.first, next.second);
+  return next;
+}
+
+bool AugmentProxyTable::set(OID const&, Data*) { return false; }
+
+unsigned int AugmentProxyTable::count() { return base_->count(); }

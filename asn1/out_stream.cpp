@@ -56,6 +56,13 @@ OutStream::OutStream() {
   open_seqs_.reserve(kUsualNesting);
 }
 
+void OutStream::reset() {
+  data_.clear();
+  open_seqs_.clear();
+  marks_[kAuthParamsMark] = marks_[kScopedPduMark] = 0;
+  error_status_pos_ = error_index_pos_ = 0;
+}
+
 void OutStream::startSeq(unsigned int tag) {
   data_.push_back(static_cast<std::uint8_t>(tag));
   data_.push_back(0);

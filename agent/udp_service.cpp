@@ -10,18 +10,12 @@
 
 #include "agent/snmp_looper.h"
 #include "asn1/ber.h"
-#include "engine/context.h"
 #include "engine/create_reply.h"
 #include "kx/clock.h"
 
 unsigned char c_buf[kReceiveBufferSize];
 
 namespace {
-
-// Room for exactly one IP_PKTINFO record (24 bytes on the 32-bit board,
-// more where cmsghdr is wider); the arrival address is the only ancillary
-// data the socket asks for.
-constexpr size_t kControlSize = CMSG_SPACE(sizeof(struct in_pktinfo));
 
 // Readiness the service socket waits for.
 constexpr int kReadable = POLLIN;
@@ -81,40 +75,30 @@ void SnmpLooper::disable() {
 }
 
 void SnmpLooper::receive(int fd, int) {
-  sockaddr_in peer;
-  std::memset(&peer, 0, sizeof peer);
-  alignas(cmsghdr) unsigned char control[kControlSize];
-  iovec iov;
-  iov.iov_base = c_buf;
-  iov.iov_len = sizeof c_buf;
-
-  msghdr hdr;
-  std::memset(&hdr, 0, sizeof hdr);
-  hdr.msg_name = &peer;
-  hdr.msg_namelen = sizeof peer;
-  hdr.msg_iov = &iov;
-  hdr.msg_iovlen = 1;
-  hdr.msg_control = control;
-  hdr.msg_controllen = sizeof control;
-  hdr.msg_flags = 0;
-
-  const ssize_t got = ::recvmsg(fd, &hdr, 0);
-  if (got < 0) return;
-
-  Context ctx(c_buf, static_cast<unsigned>(got));
-  ctx.v3Server = this;
-  if (!createReply(ctx, static_cast<int>(peer.sin_addr.s_addr))) {
-    if (ctx.droppedCommand == ber::kGetBulkRequest) {
-      bulkHint.note(peer.sin_addr.s_addr, kx::getUptime());
+  // Every datagram waiting is answered before the loop polls again, up to
+  // a bound that keeps bus commands and timers served.  The replies go out
+  // together when the socket has nothing more (or before a bus wait: see
+  // beforeBlocking).  Each request is decoded and answered before the next
+  // is read into the one receive buffer.
+  replies_.restart();
+  for (unsigned n = 0; n < ReplyQueue::kCapacity && enabled && sock == fd; ++n) {
+    const ssize_t got = ::recvmsg(fd, replies_.header(c_buf, sizeof c_buf), MSG_DONTWAIT);
+    if (got < 0) break;  // nothing more waiting (or an error: the same)
+    Context& ctx = replies_.context();
+    ctx.reset(c_buf, static_cast<unsigned>(got));
+    ctx.v3Server = this;
+    const uint32_t peer = replies_.peer();
+    if (createReply(ctx, static_cast<int>(peer))) {
+      replies_.push();
+    } else if (ctx.droppedCommand == ber::kGetBulkRequest) {
+      bulkHint.note(peer, kx::getUptime());
     }
-    return;
   }
+  // A socket closed meanwhile (by a SET that disabled the service) takes
+  // no replies.
+  if (enabled && sock == fd) replies_.flush(fd);
+}
 
-  // The same header sends the reply back: the name is the sender, and the
-  // IP_PKTINFO record received is passed back unchanged, so the reply
-  // leaves from the local address the request arrived on.
-  const std::vector<uint8_t>& reply = ctx.out.bytes();
-  iov.iov_base = const_cast<uint8_t*>(reply.data());
-  iov.iov_len = reply.size();
-  ::sendmsg(fd, &hdr, 0);
+void SnmpLooper::beforeBlocking() {
+  if (enabled && replies_.waiting() > 0) replies_.flush(sock);
 }

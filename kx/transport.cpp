@@ -136,10 +136,13 @@ bool Transport::listen(uint32_t service) {
 }
 
 void Transport::watchListener(int fd, uint32_t service) {
-  looper_.addSocketFn(fd, [this, fd, service](int, int) { onAccept(fd, service); }, POLLIN);
+  looper_.addSocketFn(
+      fd, [this, fd, service](int, int) { onAccept(fd, service); }, POLLIN);
 }
 
-std::string Transport::pauseKey(uint32_t service) { return "accept-pause:" + std::to_string(service); }
+std::string Transport::pauseKey(uint32_t service) {
+  return "accept-pause:" + std::to_string(service);
+}
 
 void Transport::onAccept(int listenFd, uint32_t service) {
   for (;;) {
@@ -149,12 +152,11 @@ void Transport::onAccept(int listenFd, uint32_t service) {
       if (errno == EAGAIN || errno == EWOULDBLOCK) return;
       // Out of descriptors, typically: the pending connection stays and the
       // listener stays readable, so pause it instead of spinning.
-      std::fprintf(stderr, "kx: accept for service %u failed: %s\n", service,
-                   std::strerror(errno));
+      std::fprintf(stderr, "kx: accept for service %u failed: %s\n", service, std::strerror(errno));
       looper_.removeSocket(listenFd);
-      looper_.addTimerFn(this, pauseKey(service),
-                         [this, listenFd, service] { watchListener(listenFd, service); },
-                         kAcceptPauseMs);
+      looper_.addTimerFn(
+          this, pauseKey(service), [this, listenFd, service] { watchListener(listenFd, service); },
+          kAcceptPauseMs);
       return;
     }
     const uint64_t serial = ++nextSerial_;
@@ -384,6 +386,7 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
     return errorMsg(kErrNoService, "no destination path");
   }
   if (listening(dst[0])) return localExchange(msg);
+  looper_.beforeBlocking();
 
   const std::string bytes = msg.encode();
   if (bytes.size() > kMaxMessageSize) {
@@ -449,12 +452,10 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
   return errorMsg(kErrTimeout, "timeout");
 }
 
-bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath,
-                     bool quietIfAbsent) {
+bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath, bool quietIfAbsent) {
   const std::vector<uint32_t> dst = msg.dstPath();
   if (dst.empty()) {
-    std::fprintf(stderr, "kx: message without a destination path (command 0x%x)\n",
-                 msg.command());
+    std::fprintf(stderr, "kx: message without a destination path (command 0x%x)\n", msg.command());
     return false;
   }
   message m = msg;
@@ -463,6 +464,7 @@ bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath,
   if (listening(dst[0])) {
     return enqueue(Incoming{-1, 0, std::move(m)});
   }
+  looper_.beforeBlocking();
   const std::string bytes = m.encode();
   if (bytes.size() > kMaxMessageSize) {
     std::fprintf(stderr, "kx: message of %zu bytes for %s is too large; not sent\n", bytes.size(),

@@ -35,6 +35,7 @@ struct OurAgent {
   std::string kxsim;     // a simulated router to start first, or empty
   std::string scenario;  // kxsim's scenario
   std::string journal;   // kxsim's journal file, or empty
+  bool v3Users = true;   // seed kV3Users beside the default community
 };
 
 // Sends request to 127.0.0.1:port every 200 ms until a datagram comes back
@@ -44,8 +45,8 @@ bool ask(uint16_t port, const std::vector<uint8_t>& request, std::chrono::millis
          ChildProcess* server, std::vector<uint8_t>* reply);
 
 // Starts kxsim (when named) and our agent under root on port, with the
-// default community and kV3Users; the agent is ready when it answers a
-// request.  On failure *error says what and why.
+// default community and (paths.v3Users) kV3Users; the agent is ready when
+// it answers a request.  On failure *error says what and why.
 bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, ChildProcess* sim,
                    ChildProcess* agent, std::string* error);
 

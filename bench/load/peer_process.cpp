@@ -159,6 +159,18 @@ int runToCompletion(const std::vector<std::string>& argv, const std::string& log
   return -1;
 }
 
+long long strippedSize(const std::string& program, const std::string& dir) {
+  const std::string copy = dir + "/stripped";
+  if (runToCompletion({"strip", "--strip-all", "-o", copy, program}, dir + "/strip.log",
+                      std::chrono::milliseconds(10000)) != 0) {
+    return -1;
+  }
+  std::error_code ec, ignored;
+  const auto size = std::filesystem::file_size(copy, ec);
+  std::filesystem::remove(copy, ignored);
+  return ec ? -1 : static_cast<long long>(size);
+}
+
 long statusKiB(pid_t pid, const std::string& field) {
   std::ifstream in("/proc/" + std::to_string(pid) + "/status");
   const std::string key = field + ":";

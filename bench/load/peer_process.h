@@ -79,6 +79,10 @@ long statusKiB(pid_t pid, const std::string& field);
 // /proc/PID/schedstat), or -1 when it cannot be read.
 long long cpuNs(pid_t pid);
 
+// The size in bytes of program once stripped of its symbols (strip writes
+// the copy into dir), or -1 when strip is missing or fails.
+long long strippedSize(const std::string& program, const std::string& dir);
+
 // A UDP port on 127.0.0.1 that is free at this moment, or 0.
 uint16_t freeUdpPort();
 

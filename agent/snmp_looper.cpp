@@ -24,7 +24,8 @@ constexpr uint32_t kPolicies[][2] = {{1, 128}, {100, 704}};
 SnmpLooper::SnmpLooper()
     : kx::Looper(kServiceId, std::vector<unsigned>(kLooperParams, 0)),
       store(kStorePath, kStoreVersion),
-      community(kDefaultCommunity) {
+      community(kDefaultCommunity),
+      batch_(c_buf, kReceiveBufferSize) {
   std::fprintf(stderr, "communityKeep = new CommunityKeep;\n");
   CommunityKeep* keep = new CommunityKeep;
   communityKeep = keep;

@@ -15,7 +15,7 @@
 #include <vector>
 
 #include "agent/bulk_hint.h"
-#include "agent/reply_queue.h"
+#include "agent/request_batch.h"
 #include "kx/looper.h"
 #include "kx/message.h"
 #include "kx/store.h"
@@ -82,8 +82,8 @@ class SnmpLooper : public kx::Looper, public V3ServerInfo {
   void disable();
 
   // Socket callback: answers the datagrams waiting on the service socket,
-  // at most ReplyQueue::kCapacity of them, in arrival order, and sends the
-  // replies, each from the local address its request arrived on.
+  // at most RequestBatch::kCapacity of them, in arrival order, and sends
+  // the replies, each from the local address its request arrived on.
   void receive(int fd, int events);
   // One-shot timer armed at start: when trapGenerators holds the start-up
   // generator, sends the start-up trap (warmStart) through send_trap with
@@ -152,7 +152,7 @@ class SnmpLooper : public kx::Looper, public V3ServerInfo {
   void beforeBlocking() override;
 
  private:
-  ReplyQueue replies_;
+  RequestBatch batch_;
 };
 
 // The process's looper, set by its constructor; null before and after.
@@ -160,9 +160,8 @@ extern SnmpLooper* snmpLooper;
 
 // Size of the receive buffer: the largest datagram the service reads.
 constexpr size_t kReceiveBufferSize = 0x10000;
-// The one receive buffer, shared by all requests: each is decoded and
-// answered (its reply built in a context of its own) before the next is
-// read.
+// The receive buffer: each of the requests read in one wake-up has its
+// share of it (RequestBatch), and the next wake-up reads into it again.
 extern unsigned char c_buf[kReceiveBufferSize];
 
 #endif  // AGENT_SNMP_LOOPER_H_

@@ -10,6 +10,7 @@
 
 #include "agent/snmp_looper.h"
 #include "asn1/ber.h"
+#include "engine/context.h"
 #include "engine/create_reply.h"
 #include "kx/clock.h"
 
@@ -76,29 +77,32 @@ void SnmpLooper::disable() {
 
 void SnmpLooper::receive(int fd, int) {
   // Every datagram waiting is answered before the loop polls again, up to
-  // a bound that keeps bus commands and timers served.  The replies go out
-  // together when the socket has nothing more (or before a bus wait: see
-  // beforeBlocking).  Each request is decoded and answered before the next
-  // is read into the one receive buffer.
-  replies_.restart();
-  for (unsigned n = 0; n < ReplyQueue::kCapacity && enabled && sock == fd; ++n) {
-    const ssize_t got = ::recvmsg(fd, replies_.header(c_buf, sizeof c_buf), MSG_DONTWAIT);
-    if (got < 0) break;  // nothing more waiting (or an error: the same)
-    Context& ctx = replies_.context();
-    ctx.reset(c_buf, static_cast<unsigned>(got));
-    ctx.v3Server = this;
-    const uint32_t peer = replies_.peer();
-    if (createReply(ctx, static_cast<int>(peer))) {
-      replies_.push();
-    } else if (ctx.droppedCommand == ber::kGetBulkRequest) {
-      bulkHint.note(peer, kx::getUptime());
+  // a bound that keeps bus commands and timers served, in arrival order.
+  // The replies go out together once all are answered, or before the agent
+  // waits on the bus (beforeBlocking).
+  batch_.restart();
+  while (enabled && sock == fd) {
+    const unsigned first = batch_.taken();
+    const unsigned asked = RequestBatch::kCapacity - first;
+    const unsigned got = batch_.receive(fd, asked);
+    for (unsigned i = first; i < first + got; ++i) {
+      // A SET that disabled the service closed the socket: what was read
+      // with it goes unanswered, like what was still waiting in it.
+      if (!enabled || sock != fd) return;
+      Context& ctx = batch_.request(i);
+      ctx.v3Server = this;
+      const uint32_t peer = batch_.peer(i);
+      const bool replied = createReply(ctx, static_cast<int>(peer));
+      if (!replied && ctx.droppedCommand == ber::kGetBulkRequest) {
+        bulkHint.note(peer, kx::getUptime());
+      }
+      batch_.done(i, replied);
     }
+    if (got < asked || batch_.taken() == RequestBatch::kCapacity) break;  // drained, or full
   }
-  // A socket closed meanwhile (by a SET that disabled the service) takes
-  // no replies.
-  if (enabled && sock == fd) replies_.flush(fd);
+  if (enabled && sock == fd) batch_.flush(fd);
 }
 
 void SnmpLooper::beforeBlocking() {
-  if (enabled && replies_.waiting() > 0) replies_.flush(sock);
+  if (enabled && batch_.waiting() > 0) batch_.flush(sock);
 }

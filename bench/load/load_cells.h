@@ -47,11 +47,13 @@ struct Operation {
   const V3User* user;  // null for v2c
 };
 
-// One round of one cell: the generator's result and the server's CPU time
+// One round of one cell: the generator's result, and the server's CPU time
+// and context switches (it slept, or was put aside for another process),
 // per reply over the whole run (warm-up included).
 struct Round {
   LoadResult load;
   double cpuUs = 0;
+  double switches = 0;
 };
 
 struct Cell {

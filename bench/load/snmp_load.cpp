@@ -13,7 +13,7 @@
 // just before each run, so they stay inside its time window.
 //
 //   snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]
-//             [--kxctl PATH] [--netsnmp PATH]
+//             [--kxctl PATH] [--netsnmp PATH] [--v2c-only]
 //
 // Every combination is measured in several short rounds, the three servers
 // taking turns within a round.  A ratio is taken within each round, where
@@ -72,17 +72,19 @@ struct Options {
   uint64_t requests = kDefaultRequests;
   bench::OurAgent ours{SNMPD_PATH, KXCTL_PATH, "", "", ""};
   std::string netsnmp = "/usr/sbin/snmpd";
+  bool v2cOnly = false;
 };
 
 const char kUsage[] =
     "usage: snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]\n"
-    "                 [--kxctl PATH] [--netsnmp PATH]\n"
+    "                 [--kxctl PATH] [--netsnmp PATH] [--v2c-only]\n"
     "  --seconds S    measured time of each round (default 0.3; plus 0.2 s warm-up)\n"
     "  --rounds N     rounds per combination; medians are printed (default 5)\n"
     "  --requests N   requests the v1/v2c agent has served when its memory is read\n"
     "                 again (default 1000000)\n"
     "  --snmpd, --kxctl our programs (default: this build's)\n"
-    "  --netsnmp PATH net-snmp's agent (default /usr/sbin/snmpd)\n";
+    "  --netsnmp PATH net-snmp's agent (default /usr/sbin/snmpd)\n"
+    "  --v2c-only     leave the v3 cells out (a quicker run)\n";
 
 int parseOptions(int argc, char** argv, Options* o) {
   for (int i = 1; i < argc; ++i) {
@@ -90,6 +92,10 @@ int parseOptions(int argc, char** argv, Options* o) {
     if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
       return 0;
+    }
+    if (arg == "--v2c-only") {
+      o->v2cOnly = true;
+      continue;
     }
     if (i + 1 >= argc) {
       std::fprintf(stderr, "snmp_load: unknown option or missing value: %s (try --help)\n",
@@ -173,12 +179,18 @@ bool measure(Server* s, const bench::Operation& op, int window, const bench::Loa
   bench::LoadResult* result = &round->load;
   const int fd = bench::connectUdp(s->port);
   const long long cpuBefore = bench::cpuNs(s->process.pid());
+  const long sleepsBefore = bench::contextSwitches(s->process.pid());
   bool ok = fd >= 0 && bench::runLoad(fd, *traffic, spec, &stopRequested, result);
   const long long cpuAfter = bench::cpuNs(s->process.pid());
+  const long sleepsAfter = bench::contextSwitches(s->process.pid());
   if (fd >= 0) ::close(fd);
   if (cpuBefore >= 0 && cpuAfter >= 0 && result->replies > 0) {
     round->cpuUs =
         static_cast<double>(cpuAfter - cpuBefore) / 1e3 / static_cast<double>(result->replies);
+  }
+  if (sleepsBefore >= 0 && sleepsAfter >= 0 && result->replies > 0) {
+    round->switches =
+        static_cast<double>(sleepsAfter - sleepsBefore) / static_cast<double>(result->replies);
   }
   s->sent += result->sent;
   if (!ok) std::fprintf(stderr, "snmp_load: the socket to %s failed\n", s->name);
@@ -285,7 +297,7 @@ int main(int argc, char** argv) {
       for (int w : kWindows) {
         Server* mine = op.user ? &oursV3 : &ours;
         for (Server* s : {mine, &net, &echo}) {
-          if (stopRequested || (op.user && s->echoes)) continue;
+          if (stopRequested || (op.user && (s->echoes || opts.v2cOnly))) continue;
           spec.window = w;
           Round r;
           ok = measure(s, op, w, spec, &r) && ok;

@@ -56,8 +56,7 @@ bool CommunityKeep::nameTaken(const std::string& name, const Item* except) const
 kx::message CommunityKeep::cmdGetAll(const kx::message&, uint32_t start, uint32_t count) {
   auto it = items.begin();
   if (start != kNoStart) {
-    it =
-        std::find_if(items.begin(), items.end(), [start](const Item* i) { return i->id == start; });
+    it = std::find_if(items.begin(), items.end(), [start](const Item* i) { return i->id == start; });
     if (it == items.end()) return kx::errorMsg(kx::kErrBadStart, "");
   }
   const uint32_t batch = (count == 0 || count > kMaxBatch) ? kMaxBatch : count;

@@ -1,13 +1,17 @@
 """snmpd against hand-made datagrams: error statuses that net-snmp's tools
 hide, the source-address filter seen from two local addresses, requests it
-does not serve, and hostile input (the fuzz corpora, malformed and random
-datagrams, garbage on its bus socket) after which it must still answer."""
+does not serve, large requests among small ones, a burst from several
+sources while the agent waits on a slow service, and hostile input (the
+fuzz corpora, malformed and random datagrams, garbage on its bus socket)
+after which it must still answer."""
 
 import glob
 import os
 import random
+import select
 import socket
 import subprocess
+import time
 import unittest
 
 import harness
@@ -27,6 +31,21 @@ def request(pdu_tag, community, oid, value=b"\x05\x00", version=1, request_id=42
     """A v1 (version 0) or v2c (version 1) request with one binding."""
     return tlv(0x30, ber_int(version) + tlv(0x04, community.encode()) +
                pdu(pdu_tag, [oid], request_id, [value], error_fields))
+
+
+def missing(size, request_id):
+    """A v2c GET of `size` bytes for a name that does not exist (the
+    agent's space, then arcs 1), and the reply it must get: that name echoed
+    with NULL, noSuchName at index 1."""
+    arcs = 0
+    for _ in range(4):
+        name = NO_SUCH_OID + ".1" * arcs
+        datagram = request(GET, "harbor", name, request_id=request_id)
+        # Each arc 1 is one byte; length fields grow as the name does.
+        arcs += size - len(datagram)
+    reply = tlv(0x30, ber_int(1) + tlv(0x04, b"harbor") +
+                pdu(RESPONSE, [name], request_id, fields=(2, 1)))
+    return datagram, reply
 
 
 def parse_response(data):
@@ -110,6 +129,20 @@ class DatagramTest(unittest.TestCase):
         self.assertIn(b"Timeout", done.stdout)
         self.assert_still_serving()
 
+    def test_large_requests_are_read_whole_among_small_ones(self):
+        # One after another from one socket, so that they are read together:
+        # the small ones fit a receive slot's share of the buffer, the large
+        # ones run on past it, up to 60,000 bytes.
+        sizes = [60, 60000, 60, 3000, 60, 60000, 2100]
+        pairs = [missing(size, 100 + i) for i, size in enumerate(sizes)]
+        self.assertEqual([len(d) for d, _ in pairs], sizes)
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+            s.settimeout(REPLY_WAIT_S * 5)
+            for datagram, _ in pairs:
+                s.sendto(datagram, ("127.0.0.1", self.port))
+            for _, reply in pairs:
+                self.assertEqual(s.recv(65536), reply)
+
     def test_fuzz_corpus_replayed_on_the_service_port(self):
         corpus = sorted(glob.glob(os.path.join(harness.source_dir(), "fuzz", "corpus",
                                                "engine_create_reply_fuzz", "*")))
@@ -188,6 +221,70 @@ class DatagramTest(unittest.TestCase):
         settings = harness.kxctl_json(self.root, "get", "34")
         self.assertTrue(settings["0x00000001"])
         self.assert_still_serving()
+
+
+class BurstDuringBusWaitTest(unittest.TestCase):
+    """Four sources keep 32 GETs each in flight, 10,000 in all, while a
+    fifth keeps SETting a value whose service answers 50 ms late, so that
+    the agent waits on the bus again and again in the middle of a burst."""
+
+    SOURCES, PER_SOURCE, WINDOW = 4, 2500, 32
+    SYS_DESCR = "1.3.6.1.2.1.1.1.0"
+    SYS_NAME = "1.3.6.1.2.1.1.5.0"
+
+    def test_every_reply_arrives_in_order_per_source(self):
+        scenario = harness.with_fault(harness.example_scenario(), "24,1",
+                                      {"delay_ms": 50, "commands": ["set"]})
+        with harness.SnmpAgent(scenario, write_community="private") as agent:
+            got, sets = self.burst(agent.port)
+        for source, ids in enumerate(got):
+            expected = [source * 100000 + n for n in range(self.PER_SOURCE)]
+            self.assertEqual(ids, expected, "source %d: lost or out of order" % source)
+        self.assertGreaterEqual(sets, 3, "the agent hardly waited on the bus")
+
+    def burst(self, port):
+        """Request ids answered per source, in arrival order, and SETs done."""
+        sources = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(self.SOURCES)]
+        setter = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        try:
+            for s in sources + [setter]:
+                s.connect(("127.0.0.1", port))
+                s.setblocking(False)
+            sent = [0] * self.SOURCES
+            got = [[] for _ in range(self.SOURCES)]
+            sets, set_pending = 0, False
+            deadline = time.monotonic() + 120
+            while any(len(g) < self.PER_SOURCE for g in got):
+                self.assertLess(time.monotonic(), deadline, "replies stopped coming")
+                for i, s in enumerate(sources):
+                    while sent[i] < self.PER_SOURCE and sent[i] - len(got[i]) < self.WINDOW:
+                        s.send(request(GET, "harbor", self.SYS_DESCR, version=1,
+                                       request_id=i * 100000 + sent[i]))
+                        sent[i] += 1
+                if not set_pending and sets < 1000:
+                    setter.send(request(SET, "private", self.SYS_NAME,
+                                        tlv(0x04, b"burst %d" % sets), version=1,
+                                        request_id=sets))
+                    set_pending = True
+                ready, _, _ = select.select(sources + [setter], [], [], 1.0)
+                for s in ready:
+                    while True:
+                        try:
+                            data = s.recv(65536)
+                        except BlockingIOError:
+                            break
+                        r = parse_response(data)
+                        if s is setter:
+                            self.assertEqual(r["error_status"], 0)
+                            sets, set_pending = sets + 1, False
+                            continue
+                        self.assertEqual((r["error_status"], r["bindings"][0][0]),
+                                         (0, self.SYS_DESCR))
+                        got[sources.index(s)].append(r["request_id"])
+            return got, sets
+        finally:
+            for s in sources + [setter]:
+                s.close()
 
 
 if __name__ == "__main__":

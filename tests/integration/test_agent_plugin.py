@@ -1,7 +1,8 @@
 """The example plug-in served by snmpd to net-snmp's clients: v1 and v2c
 GET, GETNEXT, walk and SET on a constant, on scalars read from a service
 record and on a table read from a service list (kxsim plays the service);
-and the search of the plug-in directory."""
+a C++ plug-in that throws, catches and casts with the runtime it shares
+with the agent; and the search of the plug-in directory."""
 
 import os
 import shutil
@@ -36,6 +37,10 @@ def snmp(tool, port, community, version, *args):
     return done.returncode, done.stdout.decode(errors="replace")
 
 
+def cpp_runtime_plugin():
+    return os.path.join(harness.build_dir(), "tests", "agent_plugins", "cpp_runtime.so")
+
+
 def text(s):
     return ("STRING", s.encode())
 
@@ -46,7 +51,8 @@ class PluginObjectsTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.agent = harness.SnmpAgent(harness.example_scenario("plugin.json"),
-                                      write_community="private", plugins=[example_plugin()])
+                                      write_community="private",
+                                      plugins=[example_plugin(), cpp_runtime_plugin()])
 
     @classmethod
     def tearDownClass(cls):
@@ -73,6 +79,18 @@ class PluginObjectsTest(unittest.TestCase):
                              [(TABLE + ".1.1", ("INTEGER", 1))])
             # A row that does not exist is a miss, in v2c as in v1.
             self.assertIn("noSuchName", self.agent.error(TABLE + ".2.3", version=version))
+
+    def test_cpp_plugin_throws_and_casts_with_the_agents_runtime(self):
+        # What tests/unit/agent/plugins/cpp_runtime.cpp saw in autorun, and
+        # the packers the example leaves out.
+        base = "1.3.6.1.4.1.32473.1.98"
+        self.assertEqual(self.run_tool("snmpwalk", "2c", base), [
+            (base + ".1.0", text("thrown rethrown kept")),
+            (base + ".2.0", text("types " + base)),
+            (base + ".3.0", ("IpAddress", "192.168.0.1")),
+            (base + ".4.0", ("Counter64", 1 << 40)),
+            (base + ".5.0", ("OID", base)),
+            (base + ".6.0", ("INTEGER", -7))])
 
     def test_walk_returns_scalars_then_the_table_column_by_column(self):
         rows = {1: "alpha", 2: "beta", 5: "gamma"}

@@ -1,6 +1,7 @@
 #include "agent/snmp_looper.h"
 
 #include <cstdio>
+#include <string>
 
 #include "agent/community_keep.h"
 #include "kx/clock.h"
@@ -67,7 +68,9 @@ void SnmpLooper::init() {
     trapCommunity = stored.getU32(kTrapCommunity, 0xffffffff);
     if (stored.has(kTrapGenerators)) trapGenerators = stored.getU32Array(kTrapGenerators);
     engineBoots = stored.getU32(kEngineBoots, 0) + 1;
-    std::printf("engineBoots = %u\n", engineBoots);
+    // Without printf: a start that logs nothing formatted keeps printf's
+    // machinery (a few hundred KB of the C library) out of memory.
+    std::fputs(("engineBoots = " + std::to_string(engineBoots) + "\n").c_str(), stdout);
     // The keys were derived before the engine ID was known.
     setEngineID(stored.getString(kEngineId));
     enableSetting = stored.getBool(kEnabled, false);

@@ -7,6 +7,7 @@
 #include <ctime>
 #include <string>
 
+#include "agent/log_streams.h"
 #include "agent/plugin_loader.h"
 #include "agent/snmp_looper.h"
 #include "data/bus.h"
@@ -92,7 +93,8 @@ int parseOptions(int argc, char** argv, Options& opts) {
   return -1;
 }
 
-// SIGTERM and SIGINT end the loop; the looper then leaves the bus cleanly.
+// SIGTERM and SIGINT end the loop, cutting short any bus wait; the looper
+// then leaves the bus cleanly.
 void onStopSignal(int) {
   if (snmpLooper) snmpLooper->stop();
 }
@@ -100,9 +102,14 @@ void onStopSignal(int) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  // Logs are read live through pipes: every line leaves at once.
-  std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  std::setvbuf(stderr, nullptr, _IOLBF, 0);
+  // Logs are read live through pipes: every line leaves at once, and a
+  // reader that stalls or goes away costs lines, never the service.
+  if (!installLogStreams()) {
+    std::setvbuf(stdout, nullptr, _IOLBF, 0);
+    std::setvbuf(stderr, nullptr, _IOLBF, 0);
+  }
+  // A closed terminal or a reload request must not end the service.
+  std::signal(SIGHUP, SIG_IGN);
 
   Options opts;
   const int status = parseOptions(argc, argv, opts);

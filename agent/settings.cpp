@@ -88,6 +88,7 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
     }
   }
 
+  const uint32_t bootsBefore = engineBoots;
   if (msg.has(kEngineBoots)) engineBoots = msg.getU32(kEngineBoots);
   if (const std::string* v = msg.findString(kEngineId)) setEngineID(*v);
 
@@ -102,7 +103,7 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
 
   sendUndo(msg, undo, "changed snmp settings");
   notifyChange(kSettingsChangeId, msg);
-  store.save(kSettingsObject, getConfig());
+  saveSettings(engineBoots > bootsBefore);
   return kx::message();
 }
 

@@ -68,14 +68,15 @@ void SnmpLooper::init() {
     trapCommunity = stored.getU32(kTrapCommunity, 0xffffffff);
     if (stored.has(kTrapGenerators)) trapGenerators = stored.getU32Array(kTrapGenerators);
     engineBoots = stored.getU32(kEngineBoots, 0) + 1;
-    // Without printf: a start that logs nothing formatted keeps printf's
-    // machinery (a few hundred KB of the C library) out of memory.
-    std::fputs(("engineBoots = " + std::to_string(engineBoots) + "\n").c_str(), stdout);
     // The keys were derived before the engine ID was known.
     setEngineID(stored.getString(kEngineId));
     enableSetting = stored.getBool(kEnabled, false);
-    // Persist the new boot count before the first request is served.
-    store.save(kSettingsObject, getConfig());
+    // Persist the new boot count before the first request is served, and
+    // announce it only then: no two starts use the same count.
+    saveSettings(true);
+    // Without printf: a start that logs nothing formatted keeps printf's
+    // machinery (a few hundred KB of the C library) out of memory.
+    std::fputs(("engineBoots = " + std::to_string(engineBoots) + "\n").c_str(), stdout);
   }
 
   if (enableSetting) {
@@ -83,6 +84,14 @@ void SnmpLooper::init() {
   } else {
     setupLeave(kIdleLeaveMs);
   }
+}
+
+void SnmpLooper::saveSettings(bool bootsRose) {
+  store.save(kSettingsObject, getConfig());
+  // The store falls back to the previous version of a damaged object.  A
+  // raised boot count goes into both versions, so that such a fallback
+  // cannot bring back a count that has been used.
+  if (bootsRose) store.save(kSettingsObject, getConfig());
 }
 
 void SnmpLooper::setEngineID(const std::string& text) {

@@ -67,8 +67,8 @@ class SnmpLooper : public kx::Looper, public V3ServerInfo {
   ~SnmpLooper() override;
 
   // Loads the settings from the store.  With a stored settings object it
-  // bumps engineBoots, prints "engineBoots = N" on standard output and
-  // writes the settings back at once; without one the constructor's
+  // bumps engineBoots, writes the settings back at once and then prints
+  // "engineBoots = N" on standard output; without one the constructor's
   // defaults stay and nothing is written.  Then enables the service if it
   // is wanted, or lets the loop leave after kIdleLeaveMs idle.
   void init();
@@ -101,6 +101,9 @@ class SnmpLooper : public kx::Looper, public V3ServerInfo {
 
   // The settings as one message (the bus record and the stored object).
   kx::message getConfig() const;
+  // Writes getConfig() to the store; bootsRose: engineBoots went up since
+  // the last write.
+  void saveSettings(bool bootsRose);
 
   // Settings commands of the bus.
   kx::message cmdGet(const kx::message& msg) override;

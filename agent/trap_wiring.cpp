@@ -16,9 +16,7 @@ TrapSettings SnmpLooper::trapSettings() const {
   s.community = trapCommunity;
   s.version = trapVersion;
   s.startJiffies = startJiffies;
-  s.engineID = engineID;
-  s.engineBoots = engineBoots;
-  s.startUptime = startUptime;
+  s.engine = *this;  // the looper is the local engine
   return s;
 }
 

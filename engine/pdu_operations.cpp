@@ -68,17 +68,40 @@ unsigned snmpGetBulk(Context& ctx) {
 }
 
 unsigned snmpSet(Context& ctx) {
-  // The suffix is deliberately not cleared: arcs an earlier binding left
-  // there stay behind the ones this search moves in front of them.
-  ctx.setPrefix = ctx.oid;
+  const OID& name = ctx.oid;
+  // The longest key that is a prefix of the name.  The greatest key not
+  // above a probe either is such a prefix or shares only its first
+  // `common` arcs with the probe; no longer key can be a prefix then, so
+  // the search goes on below that many arcs.  Keys are short, so the cost
+  // does not grow with the name beyond the first lookup and the copy into
+  // the suffix.
   LeafMap::iterator found = leafs.end();
-  while (!ctx.setPrefix.empty()) {
-    found = leafs.find(ctx.setPrefix);
-    if (found != leafs.end()) break;
-    ctx.setSuffix.insert(ctx.setSuffix.begin(), ctx.setPrefix.back());
-    ctx.setPrefix.pop_back();
+  OID probe;
+  const OID* target = &name;
+  while (!target->empty()) {
+    auto it = leafs.upper_bound(*target);
+    if (it == leafs.begin()) break;
+    --it;
+    const OID& key = it->first;
+    if (target->startsWith(key)) {
+      if (!key.empty()) found = it;
+      break;
+    }
+    size_t common = 0;
+    while (key[common] == (*target)[common]) ++common;  // they differ before either ends
+    if (target == &probe) {
+      probe.resize(common);
+    } else {
+      probe.assign(name.begin(), name.begin() + common);
+      target = &probe;
+    }
   }
-  if (ctx.setPrefix.empty()) return kNoSuchName;
+  // The arcs after the key go in front of the suffix, which is deliberately
+  // not cleared: arcs an earlier binding left there stay behind them.
+  const size_t keyLength = found == leafs.end() ? 0 : found->first.size();
+  ctx.setSuffix.insert(ctx.setSuffix.begin(), name.begin() + keyLength, name.end());
+  ctx.setPrefix.assign(name.begin(), name.begin() + keyLength);
+  if (found == leafs.end()) return kNoSuchName;
   // The key without its leading dot, as the log has always shown it.
   std::fprintf(stderr, "snmpSet found %s\n", found->first.str().c_str() + 1);
   return found->second->set(ctx) ? kNoError : kNoSuchName;

@@ -1,6 +1,9 @@
 // Arbitrary bytes as a bus event reaching the trap path: decoded as a
 // message, handed to the built-in makers and framed by createTrap in every
-// version.  A trap that is built must be one complete BER sequence.
+// version (v3 signed and encrypted).  A trap that is built must be one
+// complete BER sequence; a v3 one must carry the user and the local engine,
+// not ask for reports, pass the user's MAC check and decrypt to an
+// SNMPv2-Trap-PDU.
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -11,6 +14,8 @@
 #include "traps/create_trap.h"
 #include "traps/enterprise_trap.h"
 #include "traps/link_traps.h"
+#include "usm/engine_id.h"
+#include "usm/v3_reader.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
   // Every event no maker takes is dumped on standard output.
@@ -19,6 +24,15 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
   communities.items.push_back(new CommunityList::Item);
   communities.items[0]->id = 0;
   communities.items[0]->name = "harbor";
+  auto* user = new CommunityList::Item;  // keys derived once, on first use
+  user->id = 1;
+  user->name = "vault";
+  user->security = 2;
+  user->authMethod = 3;          // SHA-256
+  user->encryptionProtocol = 1;  // AES-128
+  user->authPassword = "fuzz-auth-pass";
+  user->encryptionPassword = "fuzz-priv-pass";
+  communities.items.push_back(user);
   communityKeep = &communities;
   trapMakers = {talvorTrapMaker, linkTrapMaker};
   return 0;
@@ -27,11 +41,12 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   kx::message event;
   if (!kx::message::decode(data, size, event)) return 0;
-  for (uint32_t version : {kTrapVersion1, kTrapVersion2c}) {
+  for (uint32_t version : {kTrapVersion1, kTrapVersion2c, kTrapVersion3}) {
     linkStates.clear();  // the first event of an interface always traps
     TrapSettings settings;
     settings.version = version;
-    settings.community = 0;
+    settings.community = version == kTrapVersion3 ? 1 : 0;
+    settings.engine.engineID = formatEngineID("fuzz");
     Context ctx(nullptr, 0);
     if (!createTrap(ctx, event, 0x0100007f, settings)) continue;
     const std::vector<uint8_t>& out = ctx.out.bytes();
@@ -41,6 +56,19 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int len = in.enterSeq();
     const size_t header = len < 0x80 ? 2 : len < 0x100 ? 3 : 4;
     if (len < 0 || header + static_cast<size_t>(len) != out.size()) std::abort();
+    if (version == kTrapVersion3) {
+      InStream v3(out.data(), static_cast<unsigned>(out.size()));
+      V3Info info;
+      int err = kNoReport;
+      const CommunityList::Item& u = *communityKeep->items[1];
+      if (v3.getVersion() != 3 || !readV3Info(v3, info, err) || err != kNoReport ||
+          !decryptAndCheckSignatureLite(v3, info, u.authKey, u.authMethod, u.privKey) ||
+          v3.getType() != 0xA7 || info.msgFlags != (kFlagAuth | kFlagPriv) ||
+          info.msgMaxSize != 65507 || info.msgSecurityModel != kUsmSecurityModel ||
+          info.engineID != settings.engine.engineID ||
+          info.contextEngineID != settings.engine.engineID || info.userName != u.name)
+        std::abort();
+    }
   }
   return 0;
 }

@@ -7,6 +7,7 @@
 #include <cerrno>
 
 #include "kx/message.h"
+#include "kx/runner.h"
 
 namespace kx {
 
@@ -44,35 +45,43 @@ FrameAssembler::Result FrameAssembler::feed(const uint8_t* packet, size_t len) {
 
 namespace {
 
-// Waits until fd can take more bytes or the deadline passes.
-SendStatus waitWritable(int fd, uint64_t deadlineMs) {
+// Waits until fd can take more bytes, the deadline passes or the runner
+// is asked to stop.
+SendStatus waitWritable(int fd, uint64_t deadlineMs, const ThinRunner* runner) {
   for (;;) {
+    if (runner && runner->stopping()) return SendStatus::kStopped;
     uint64_t now = monotonicNowMs();
     if (now >= deadlineMs) return SendStatus::kTimeout;
     uint64_t left = deadlineMs - now;
-    pollfd p{fd, POLLOUT, 0};
-    int r = poll(&p, 1, static_cast<int>(left > 1u << 30 ? 1u << 30 : left));
-    if (r < 0 && errno == EINTR) continue;
-    if (r < 0) return SendStatus::kFailed;
-    if (r == 0) continue;  // loop re-checks the deadline
-    if (p.revents & POLLOUT) return SendStatus::kOk;
-    if (p.revents & (POLLHUP | POLLERR)) return SendStatus::kPeerGone;
+    const int ms = static_cast<int>(left > 1u << 30 ? 1u << 30 : left);
+    int revents;
+    if (runner) {
+      revents = runner->waitFd(fd, POLLOUT, ms);
+    } else {
+      pollfd p{fd, POLLOUT, 0};
+      const int r = poll(&p, 1, ms);
+      revents = r < 0 && errno == EINTR ? 0 : r < 0 ? -1 : p.revents;
+    }
+    if (revents < 0) return SendStatus::kFailed;
+    if (revents == 0) continue;  // the loop re-checks the deadline and the stop
+    if (revents & POLLOUT) return SendStatus::kOk;
+    if (revents & (POLLHUP | POLLERR)) return SendStatus::kPeerGone;
     return SendStatus::kFailed;
   }
 }
 
 }  // namespace
 
-SendStatus sendFramed(int fd, const std::string& bytes, uint64_t deadlineMs) {
+SendStatus sendFramed(int fd, const std::string& bytes, uint64_t deadlineMs,
+                      const ThinRunner* runner) {
   size_t off = 0;
   do {
-    const size_t chunk = bytes.size() - off < frame::kMaxPayload ? bytes.size() - off
-                                                                 : frame::kMaxPayload;
+    const size_t chunk =
+        bytes.size() - off < frame::kMaxPayload ? bytes.size() - off : frame::kMaxPayload;
     const bool more = off + chunk < bytes.size();
     uint8_t header[frame::kHeaderSize];
     frame::putHeader(header, more);
-    iovec iov[2] = {{header, sizeof header},
-                    {const_cast<char*>(bytes.data()) + off, chunk}};
+    iovec iov[2] = {{header, sizeof header}, {const_cast<char*>(bytes.data()) + off, chunk}};
     msghdr mh{};
     mh.msg_iov = iov;
     mh.msg_iovlen = 2;
@@ -81,7 +90,7 @@ SendStatus sendFramed(int fd, const std::string& bytes, uint64_t deadlineMs) {
       if (n >= 0) break;
       if (errno == EINTR) continue;
       if (errno == EAGAIN || errno == EWOULDBLOCK) {
-        SendStatus s = waitWritable(fd, deadlineMs);
+        SendStatus s = waitWritable(fd, deadlineMs, runner);
         if (s != SendStatus::kOk) return s;
         continue;
       }

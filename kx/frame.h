@@ -59,14 +59,19 @@ class FrameAssembler {
   bool complete_ = false;
 };
 
-// Outcome of sending a message's packets.
-enum class SendStatus { kOk, kPeerGone, kTimeout, kFailed };
+class ThinRunner;
+
+// Outcome of sending a message's packets.  kStopped: the runner was asked
+// to stop while the send waited for buffer space.
+enum class SendStatus { kOk, kPeerGone, kTimeout, kFailed, kStopped };
 
 // Sends bytes as framed packets on the non-blocking socket fd, waiting for
-// buffer space until deadlineMs (on the monotonicNowMs clock).  Never
-// raises SIGPIPE.  A status other than kOk may leave part of the message
-// sent: the connection is then unusable.
-SendStatus sendFramed(int fd, const std::string& bytes, uint64_t deadlineMs);
+// buffer space until deadlineMs (on the monotonicNowMs clock), or until
+// runner (if given) is asked to stop.  Never raises SIGPIPE.  A status
+// other than kOk may leave part of the message sent: the connection is
+// then unusable.
+SendStatus sendFramed(int fd, const std::string& bytes, uint64_t deadlineMs,
+                      const ThinRunner* runner = nullptr);
 
 }  // namespace kx
 

@@ -186,7 +186,8 @@ bool Handler::subscribe(const std::vector<uint32_t>& path, uint32_t kind, const 
   req.setDstPath(path);
   req.setU32(kSubKind, kind);
   req.setMessage(kSubFilter, filter);
-  return !isError(l->transport_->exchange(req, kSubscribeTimeoutMs, path_.empty() ? l->path() : path_));
+  return !isError(
+      l->transport_->exchange(req, kSubscribeTimeoutMs, path_.empty() ? l->path() : path_));
 }
 
 bool Handler::unsubscribe(const std::vector<uint32_t>& path, uint32_t kind, const message& filter) {
@@ -197,7 +198,8 @@ bool Handler::unsubscribe(const std::vector<uint32_t>& path, uint32_t kind, cons
   req.setDstPath(path);
   req.setU32(kSubKind, kind);
   req.setMessage(kSubFilter, filter);
-  return !isError(l->transport_->exchange(req, kSubscribeTimeoutMs, path_.empty() ? l->path() : path_));
+  return !isError(
+      l->transport_->exchange(req, kSubscribeTimeoutMs, path_.empty() ? l->path() : path_));
 }
 
 void Handler::dropSubscriber(int connection) {
@@ -208,6 +210,12 @@ void Handler::dropSubscriber(int connection) {
     else
       ++it;
   }
+}
+
+bool Handler::hasSubscriber(int connection) const {
+  for (const Subscriber& s : subscribers_)
+    if (s.connection == connection) return true;
+  return false;
 }
 
 }  // namespace kx

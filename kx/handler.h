@@ -75,6 +75,8 @@ class Handler {
   std::vector<uint32_t> path() const { return path_; }
   // Drops the subscriptions that arrived on a connection that closed.
   void dropSubscriber(int connection);
+  // True when a subscription arrived on connection.
+  bool hasSubscriber(int connection) const;
   size_t subscriberCount() const { return subscribers_.size(); }
 
  private:

@@ -21,6 +21,8 @@ Looper::~Looper() {
 
 bool Looper::listen(uint32_t service) { return transport_->listen(service); }
 
+void Looper::serveInProcess(uint32_t service) { transport_->serveInProcess(service); }
+
 bool Looper::listening(uint32_t service) const { return transport_->listening(service); }
 
 void Looper::addHandler(uint32_t id, Handler* h) { addHandler(serviceId_, id, h); }

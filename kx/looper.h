@@ -42,6 +42,11 @@ class Looper : public Handler, public ThinRunner {
   // Also serve requests addressed to service id.  Returns false (logged)
   // when its socket cannot be created.
   bool listen(uint32_t service);
+  // Also serve service id, but to this process only: no socket is made, and
+  // requests from this process reach the handlers registered for it
+  // directly.  Lets a test or a fuzzer run a service beside its client.
+  void serveInProcess(uint32_t service);
+  // True for the services listened on or served in-process.
   bool listening(uint32_t service) const;
 
   // Registers h as handler id of this looper's service (or of another

@@ -97,6 +97,7 @@ enum : uint32_t {
   kErrTimeout = 0xff0102,      // no reply within the time-out
   kErrPeerGone = 0xff0103,     // connection broke before the reply
   kErrBadMessage = 0xff0104,   // undecodable message
+  kErrStopping = 0xff0106,     // the process is stopping: the wait was cut short
 };
 
 // Upper bound on an encoded message, and on nesting depth while decoding.

@@ -138,6 +138,23 @@ void ThinRunner::stop() {
   }
 }
 
+int ThinRunner::waitFd(int fd, short events, int timeoutMs) const {
+  if (stopFlag_) return 0;
+  // The wake-up pipe is left for the loop to drain: the stop stays visible
+  // to every wait until run() returns.
+  pollfd p[2] = {{fd, events, 0}, {wakeFds_[0], POLLIN, 0}};
+  const int r = poll(p, wakeFds_[0] >= 0 ? 2 : 1, timeoutMs);
+  if (r < 0) return errno == EINTR ? 0 : -1;
+  return stopFlag_ ? 0 : p[0].revents;
+}
+
+void ThinRunner::drainWakePipe() {
+  if (wakeFds_[0] < 0) return;
+  char buf[64];
+  while (read(wakeFds_[0], buf, sizeof buf) > 0) {
+  }
+}
+
 int ThinRunner::waitTimeMs(int maxWaitMs) const {
   uint64_t wait =
       maxWaitMs < 0 ? std::numeric_limits<uint64_t>::max() : static_cast<uint64_t>(maxWaitMs);
@@ -161,9 +178,7 @@ int ThinRunner::runOnce(int maxWaitMs) {
   for (int i = 0; i < ready; ++i) {
     const uint64_t tag = events[i].data.u64;
     if (tag == kWakeTag) {
-      char buf[64];
-      while (read(wakeFds_[0], buf, sizeof buf) > 0) {
-      }
+      drainWakePipe();
       continue;
     }
     const int fd = static_cast<int>(static_cast<uint32_t>(tag));
@@ -212,7 +227,11 @@ int ThinRunner::run() {
     }
     if (runOnce(wait) > 0 && leaveMs_ != 0) idleSince = nowMs();
   }
+  // Cleared before the pipe is drained: a stop() in between then still
+  // has its flag set for the next run(), and no byte is left to wake
+  // waits that no longer stop.
   stopFlag_ = 0;
+  drainWakePipe();
   return 0;
 }
 

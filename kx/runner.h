@@ -78,8 +78,15 @@ class ThinRunner {
   // number of callbacks run.
   int runOnce(int maxWaitMs);
   // Makes run() return after the current iteration.  Safe from a signal
-  // handler.
+  // handler.  Until run() returns, stopping() is true and the blocking
+  // waits of the bus (exchanges, sends) give up at once.
   void stop();
+  bool stopping() const { return stopFlag_ != 0; }
+  // Waits at most timeoutMs for events on fd outside the loop (a wait
+  // that blocks it, such as a bus exchange), returning fd's revents: 0
+  // after the time-out, a signal or a stop request; -1 when poll fails.
+  // A stop() ends the wait at once, also one that comes during it.
+  int waitFd(int fd, short events, int timeoutMs) const;
 
   void setClock(Clock clock);
   uint64_t nowMs() const;
@@ -128,6 +135,7 @@ class ThinRunner {
   Clock clock_;
   int fireDueTimers();
   int waitTimeMs(int maxWaitMs) const;
+  void drainWakePipe();
 };
 
 // The process's runner (see ThinRunner()); null when none exists.

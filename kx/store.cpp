@@ -19,6 +19,7 @@ namespace kx {
 namespace {
 
 constexpr const char* kDamagedSuffix = ".damaged";
+constexpr const char* kPreviousSuffix = ".prev";
 constexpr const char* kTempSuffix = ".tmp";
 // Object files hold passwords and keys: owner only.
 constexpr mode_t kFileMode = 0600;
@@ -101,10 +102,48 @@ bool readFile(const std::string& path, size_t limit, std::string& out, int& err)
   return true;
 }
 
+// One way to fail: what was being done to which file, and errno.
+struct Failure {
+  std::string what;  // "create /r/sarn/store/snmpd/.0.17.tmp"
+  int err = 0;
+};
+
+bool fail(Failure* f, const std::string& what) {
+  if (f) *f = Failure{what, errno};
+  return false;
+}
+
+// Writes bytes to temp (created afresh) and syncs them.
+bool writeSynced(const std::string& temp, const std::string& bytes, Failure* f) {
+  const int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
+  if (fd < 0) return fail(f, "create " + temp);
+  bool ok = writeAll(fd, bytes) || fail(f, "write " + temp);
+  ok = ok && (::fsync(fd) == 0 || fail(f, "sync " + temp));
+  if (::close(fd) != 0 && ok) ok = fail(f, "close " + temp);
+  if (!ok) ::unlink(temp.c_str());
+  return ok;
+}
+
+// Makes path hold the object m of a store of the given version, replacing
+// what path named before, atomically through temp.  from holds m already:
+// when shareable, path may become a hard link to it instead of a copy.
+bool replaceWithCopy(const std::string& from, bool shareable, const std::string& path,
+                     const std::string& temp, const message& m, unsigned version, Failure* f) {
+  ::unlink(temp.c_str());
+  if (!(shareable && ::link(from.c_str(), temp.c_str()) == 0) &&
+      !writeSynced(temp, StoreFile::encode(m, version), f))
+    return false;
+  if (::rename(temp.c_str(), path.c_str()) != 0) {
+    fail(f, "rename " + temp + " to " + path);
+    ::unlink(temp.c_str());
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
-Store::Store(const std::string& path, unsigned version)
-    : dir_(rootPath(path)), version_(version) {
+Store::Store(const std::string& path, unsigned version) : dir_(rootPath(path)), version_(version) {
   if (!makeDirs(dir_)) {
     std::fprintf(stderr, "kx: store %s: cannot create the directory: %s\n", dir_.c_str(),
                  std::strerror(errno));
@@ -116,8 +155,7 @@ Store::Store(const std::string& path, unsigned version)
   if (!d) return;
   while (dirent* e = ::readdir(d)) {
     pid_t pid;
-    if (parseTempPid(e->d_name, pid) && pid != ::getpid() && ::kill(pid, 0) != 0 &&
-        errno == ESRCH)
+    if (parseTempPid(e->d_name, pid) && pid != ::getpid() && ::kill(pid, 0) != 0 && errno == ESRCH)
       ::unlink((dir_ + "/" + e->d_name).c_str());
   }
   ::closedir(d);
@@ -141,36 +179,63 @@ bool Store::has(uint32_t id) const {
   return ::stat((dir_ + "/" + std::to_string(id)).c_str(), &st) == 0 && S_ISREG(st.st_mode);
 }
 
+bool Store::read(const std::string& path, message& out, std::string& why, int& err) const {
+  std::string bytes;
+  err = 0;
+  if (!readFile(path, StoreFile::kMaxFileSize, bytes, err)) return false;
+  unsigned version = 0;
+  if (bytes.size() > StoreFile::kMaxFileSize) {
+    why = "larger than " + std::to_string(StoreFile::kMaxFileSize) + " bytes";
+    return false;
+  }
+  return StoreFile::decode(bytes.data(), bytes.size(), out, version, why);
+}
+
 bool Store::load(uint32_t id, message& out) const {
   out.clear();
   const std::string name = std::to_string(id);
   const std::string path = dir_ + "/" + name;
-  std::string bytes;
+  std::string why;
   int err = 0;
-  if (!readFile(path, StoreFile::kMaxFileSize, bytes, err)) {
+  if (read(path, out, why, err)) return true;
+  if (err != 0) {
     if (err != ENOENT)
       std::fprintf(stderr, "kx: store %s: cannot read object %u: %s\n", dir_.c_str(), id,
                    std::strerror(err));
     return false;
   }
-  std::string why;
-  unsigned version = 0;
-  if (bytes.size() > StoreFile::kMaxFileSize)
-    why = "larger than " + std::to_string(StoreFile::kMaxFileSize) + " bytes";
-  else if (StoreFile::decode(bytes.data(), bytes.size(), out, version, why))
-    return true;
-  // Set the file aside so that it is reported once and a later save of the
-  // same id starts afresh; the bytes stay for inspection.
+  // Set the damaged file aside so that it is reported once and a later
+  // save of the same id starts afresh; the bytes stay for inspection.
   const std::string aside = name + kDamagedSuffix;
-  if (::rename(path.c_str(), (dir_ + "/" + aside).c_str()) == 0) {
-    syncDir(dir_);
-    std::fprintf(stderr, "kx: store %s: object %u is damaged (%s), set aside as %s\n",
-                 dir_.c_str(), id, why.c_str(), aside.c_str());
-  } else {
+  const std::string previous = path + kPreviousSuffix;
+  std::string whyPrevious;
+  int errPrevious = 0;
+  const bool fallBack = read(previous, out, whyPrevious, errPrevious);
+  if (::rename(path.c_str(), (dir_ + "/" + aside).c_str()) != 0) {
     std::fprintf(stderr, "kx: store %s: object %u is damaged (%s), cannot set it aside: %s\n",
                  dir_.c_str(), id, why.c_str(), std::strerror(errno));
+    return fallBack;
   }
-  return false;
+  if (!fallBack) {
+    syncDir(dir_);
+    std::fprintf(stderr, "kx: store %s: object %u is damaged (%s), set aside as %s\n", dir_.c_str(),
+                 id, why.c_str(), aside.c_str());
+    return false;
+  }
+  // A copy of the previous generation becomes the current one, and the
+  // previous one stays for a second fault: two files, so that damage to
+  // the blocks of one leaves the other whole.
+  Failure f;
+  const std::string temp = dir_ + "/." + name + "." + std::to_string(::getpid()) + kTempSuffix;
+  std::string trouble;
+  if (!replaceWithCopy(previous, false, path, temp, out, version_, &f))
+    trouble = " (cannot put it back: " + f.what + ": " + std::strerror(f.err) + ")";
+  syncDir(dir_);
+  std::fprintf(stderr,
+               "kx: store %s: object %u is damaged (%s), set aside as %s; its previous "
+               "generation is used%s\n",
+               dir_.c_str(), id, why.c_str(), aside.c_str(), trouble.c_str());
+  return true;
 }
 
 std::vector<std::pair<uint32_t, message>> Store::loadAll() const {
@@ -190,33 +255,46 @@ bool Store::save(uint32_t id, const message& m) {
     return false;
   }
   const std::string name = std::to_string(id);
-  const std::string temp =
-      dir_ + "/." + name + "." + std::to_string(::getpid()) + kTempSuffix;
   const std::string path = dir_ + "/" + name;
-  int fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
-  if (fd < 0 && errno == ENOENT && makeDirs(dir_))  // directory removed under us
-    fd = ::open(temp.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kFileMode);
-  const char* step = "create";
-  bool ok = fd >= 0;
-  if (ok && !(ok = writeAll(fd, data))) step = "write";
-  if (ok && !(ok = ::fsync(fd) == 0)) step = "sync";
-  if (fd >= 0 && ::close(fd) != 0 && ok) {
-    ok = false;
-    step = "close";
+  const std::string previous = path + kPreviousSuffix;
+  const std::string pid = std::to_string(::getpid());
+  const std::string temp = dir_ + "/." + name + "." + pid + kTempSuffix;
+  Failure f;
+  bool ok = writeSynced(temp, data, &f);
+  if (!ok && f.err == ENOENT && makeDirs(dir_)) ok = writeSynced(temp, data, &f);  // dir removed
+  if (ok) {
+    // The object being replaced becomes the previous generation, unless it
+    // is damaged: then the previous generation stays what it was.  An
+    // object written afresh has none (a leftover of a removed one goes).
+    message current;
+    std::string why;
+    int err = 0;
+    if (read(path, current, why, err)) {
+      Failure pf;
+      const std::string ptemp = dir_ + "/." + name + "p." + pid + kTempSuffix;
+      // The file being replaced keeps its blocks: a second name suffices.
+      if (!replaceWithCopy(path, true, previous, ptemp, current, version_, &pf))
+        std::fprintf(stderr,
+                     "kx: store %s: object %u: cannot keep its previous generation: %s: %s\n",
+                     dir_.c_str(), id, pf.what.c_str(), std::strerror(pf.err));
+    } else if (err == ENOENT) {
+      ::unlink(previous.c_str());
+    }
+    ok = ::rename(temp.c_str(), path.c_str()) == 0 || fail(&f, "rename " + temp + " to " + path);
+    if (!ok) ::unlink(temp.c_str());
   }
-  if (ok && !(ok = ::rename(temp.c_str(), path.c_str()) == 0)) step = "rename";
-  if (ok && !(ok = syncDir(dir_))) step = "sync the directory after writing";
-  if (!ok) {
-    const int err = errno;
-    if (fd >= 0) ::unlink(temp.c_str());
-    std::fprintf(stderr, "kx: store %s: cannot %s object %u: %s\n", dir_.c_str(), step, id,
-                 std::strerror(err));
-  }
+  ok = ok && (syncDir(dir_) || fail(&f, "sync the directory " + dir_));
+  if (!ok)
+    std::fprintf(stderr, "kx: store %s: object %u not saved: cannot %s: %s\n", dir_.c_str(), id,
+                 f.what.c_str(), std::strerror(f.err));
   return ok;
 }
 
 bool Store::remove(uint32_t id) {
   const std::string path = dir_ + "/" + std::to_string(id);
+  // The previous generation goes first: a crash in between leaves the
+  // object as it was, never an older one in its place.
+  ::unlink((path + kPreviousSuffix).c_str());
   if (::unlink(path.c_str()) != 0) {
     if (errno != ENOENT)
       std::fprintf(stderr, "kx: store %s: cannot remove object %u: %s\n", dir_.c_str(), id,

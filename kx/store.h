@@ -3,8 +3,11 @@
 // The directory is the platform path taken below the root (kx/paths.h).
 // Every write is atomic (temporary file, fsync, rename, fsync of the
 // directory): after a crash an object is either its old or its new
-// version, never torn.  A damaged object file is reported once on standard
-// error, renamed aside and skipped; it never stops the process.
+// version, never torn.  Each object file carries a checksum, and the
+// version an object had before its last write is kept beside it (<id>.prev).
+// A damaged object file is reported once on standard error and renamed
+// aside; its previous version takes its place, or, when there is no usable
+// one, the object is skipped.  Damage never stops the process.
 #ifndef KX_STORE_H_
 #define KX_STORE_H_
 
@@ -29,16 +32,25 @@ class Store {
   // Ids of the stored objects, ascending.
   std::vector<uint32_t> ids() const;
   bool has(uint32_t id) const;
-  // Reads object id into out; false when absent or damaged.
+  // Reads object id into out; false when absent, or damaged with no usable
+  // previous version.  A damaged object that falls back to its previous
+  // version is replaced by it on disk.
   bool load(uint32_t id, message& out) const;
   // Every readable object, ascending by id.
   std::vector<std::pair<uint32_t, message>> loadAll() const;
-  // Writes object id atomically; false on an I/O failure (logged).
+  // Writes object id atomically; the version it replaces, if readable,
+  // becomes its previous version.  false on an I/O failure, logged with the
+  // file and the system's reason.
   bool save(uint32_t id, const message& m);
-  // Removes object id; true when it existed.
+  // Removes object id and its previous version; true when it existed.
   bool remove(uint32_t id);
 
  private:
+  // Reads and decodes the object file at path.  false with err = errno
+  // when it cannot be read, or with err = 0 and a reason in why when it is
+  // damaged.
+  bool read(const std::string& path, message& out, std::string& why, int& err) const;
+
   std::string dir_;
   unsigned version_;
 };

@@ -10,6 +10,7 @@
 #include <cinttypes>
 #include <cstdio>
 #include <cstring>
+#include <tuple>
 
 #include "kx/handler.h"
 #include "kx/looper.h"
@@ -50,6 +51,23 @@ bool servedElsewhere(const sockaddr_un& addr) {
   const bool live = r == 0 || errno == EAGAIN;
   ::close(probe);
   return live;
+}
+
+const char* failure(SendStatus s) {
+  switch (s) {
+    case SendStatus::kTimeout:
+      return "timeout";
+    case SendStatus::kStopped:
+      return "the process is stopping";
+    default:
+      return "peer gone";
+  }
+}
+
+message stopped(const std::vector<uint32_t>& dst, uint32_t cmd) {
+  std::fprintf(stderr, "kx: request to %s abandoned: the process is stopping (command 0x%x)\n",
+               pathText(dst).c_str(), cmd);
+  return errorMsg(kErrStopping, "stopping");
 }
 
 }  // namespace
@@ -159,11 +177,35 @@ void Transport::onAccept(int listenFd, uint32_t service) {
           kAcceptPauseMs);
       return;
     }
+    if (accepted_ >= kMaxAcceptedConnections) closeIdlest();
     const uint64_t serial = ++nextSerial_;
-    conns_.emplace(fd, Connection{fd, serial, false, service, FrameAssembler()});
+    conns_.emplace(fd, Connection{fd, serial, false, service, FrameAssembler(), ++useClock_});
+    ++accepted_;
     looper_.addSocketFn(
         fd, [this, fd, serial](int, int ev) { onReadable(fd, serial, ev); }, POLLIN);
   }
+}
+
+bool Transport::hasSubscriptions(int fd) const {
+  if (looper_.hasSubscriber(fd)) return true;
+  for (const auto& h : looper_.handlers_)
+    if (h.second != &looper_ && h.second->hasSubscriber(fd)) return true;
+  return false;
+}
+
+void Transport::closeIdlest() {
+  const Connection* victim = nullptr;
+  auto rank = [this](const Connection& c) {
+    return std::make_tuple(c.assembler.inProgress() || hasSubscriptions(c.fd), c.lastUsed);
+  };
+  for (const auto& entry : conns_) {
+    const Connection& c = entry.second;
+    if (!c.outgoing && (!victim || rank(c) < rank(*victim))) victim = &c;
+  }
+  if (!victim) return;
+  std::fprintf(stderr, "kx: more than %zu client connections; closed the one idle longest (%s)\n",
+               kMaxAcceptedConnections, describe(*victim).c_str());
+  closeConnection(victim->fd);
 }
 
 Transport::Connection* Transport::find(int fd, uint64_t serial) {
@@ -198,7 +240,8 @@ Transport::Connection* Transport::outgoing(uint32_t service, int* err) {
     return nullptr;
   }
   const uint64_t serial = ++nextSerial_;
-  auto it = conns_.emplace(fd, Connection{fd, serial, true, service, FrameAssembler()}).first;
+  auto it = conns_.emplace(fd, Connection{fd, serial, true, service, FrameAssembler(), ++useClock_})
+                .first;
   outgoing_[service] = fd;
   // Events of subscriptions and late replies come back on this connection.
   looper_.addSocketFn(
@@ -218,6 +261,7 @@ void Transport::closeConnection(int fd) {
     auto o = outgoing_.find(it->second.service);
     if (o != outgoing_.end() && o->second == fd) outgoing_.erase(o);
   }
+  if (!it->second.outgoing) --accepted_;
   looper_.removeSocket(fd);
   ::close(fd);
   conns_.erase(it);
@@ -249,6 +293,7 @@ bool Transport::readPackets(int fd, uint64_t serial, int maxPackets) {
       closeConnection(fd);
       return false;
     }
+    c->lastUsed = ++useClock_;
     FrameAssembler::Result r = FrameAssembler::Result::kBad;
     if (static_cast<size_t>(n) <= frame::kMaxPacket) r = c->assembler.feed(rx_.get(), n);
     if (r == FrameAssembler::Result::kPartial) continue;
@@ -351,10 +396,11 @@ bool Transport::writeMessage(Connection& c, const message& msg, uint64_t deadlin
                  describe(c).c_str());
     return false;
   }
-  SendStatus s = sendFramed(c.fd, bytes, deadlineMs);
+  c.lastUsed = ++useClock_;
+  SendStatus s = sendFramed(c.fd, bytes, deadlineMs, &looper_);
   if (s == SendStatus::kOk) return true;
   std::fprintf(stderr, "kx: sending to %s failed (%s); connection dropped\n", describe(c).c_str(),
-               s == SendStatus::kTimeout ? "timeout" : "peer gone");
+               failure(s));
   closeConnection(c.fd);
   return false;
 }
@@ -394,6 +440,8 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
                  pathText(dst).c_str());
     return errorMsg(kErrBadMessage, "message too large");
   }
+  // A process that is stopping waits for nobody.
+  if (looper_.stopping()) return stopped(dst, cmd);
   const uint64_t deadline = monotonicNowMs() + static_cast<uint64_t>(timeoutMs > 0 ? timeoutMs : 0);
   int fd = -1;
   uint64_t serial = 0;
@@ -406,11 +454,12 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
     }
     fd = c->fd;
     serial = c->serial;
-    SendStatus s = sendFramed(fd, bytes, deadline);
+    SendStatus s = sendFramed(fd, bytes, deadline, &looper_);
     if (s == SendStatus::kOk) break;
     closeConnection(fd);
     // The cached connection outlived the service's previous process.
     if (s == SendStatus::kPeerGone && attempt == 0) continue;
+    if (s == SendStatus::kStopped) return stopped(dst, cmd);
     if (s == SendStatus::kTimeout) {
       std::fprintf(stderr, "kx: no reply from %s within %d ms (command 0x%x)\n",
                    pathText(dst).c_str(), timeoutMs, cmd);
@@ -426,14 +475,13 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
   w.requestId = requestId;
   Wait* outer = wait_;
   wait_ = &w;
-  while (!w.done && !w.gone && !w.bad) {
+  while (!w.done && !w.gone && !w.bad && !looper_.stopping()) {
     const uint64_t now = monotonicNowMs();
     if (now >= deadline) break;
     const uint64_t left = deadline - now;
-    pollfd p{fd, POLLIN, 0};
-    int r = ::poll(&p, 1, static_cast<int>(left > 1u << 30 ? 1u << 30 : left));
-    if (r <= 0) continue;  // time-out or EINTR: the loop re-checks the deadline
-    readPackets(fd, serial, kMaxPacketsPerWake);
+    // Nothing to read (time-out, signal, stop request): the loop re-checks.
+    if (looper_.waitFd(fd, POLLIN, static_cast<int>(left > 1u << 30 ? 1u << 30 : left)) > 0)
+      readPackets(fd, serial, kMaxPacketsPerWake);
   }
   wait_ = outer;
 
@@ -447,6 +495,7 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
                  dst[0], cmd);
     return errorMsg(kErrPeerGone, "peer gone");
   }
+  if (looper_.stopping()) return stopped(dst, cmd);
   std::fprintf(stderr, "kx: no reply from %s within %d ms (command 0x%x)\n", pathText(dst).c_str(),
                timeoutMs, cmd);
   return errorMsg(kErrTimeout, "timeout");
@@ -481,12 +530,11 @@ bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath, b
       return false;
     }
     const int fd = c->fd;
-    SendStatus s = sendFramed(fd, bytes, deadline);
+    SendStatus s = sendFramed(fd, bytes, deadline, &looper_);
     if (s == SendStatus::kOk) return true;
     closeConnection(fd);
     if (s == SendStatus::kPeerGone && attempt == 0) continue;
-    std::fprintf(stderr, "kx: sending to service %u failed (%s)\n", dst[0],
-                 s == SendStatus::kTimeout ? "timeout" : "peer gone");
+    std::fprintf(stderr, "kx: sending to service %u failed (%s)\n", dst[0], failure(s));
     return false;
   }
 }

@@ -20,6 +20,7 @@
 #include <deque>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,12 @@ class Looper;
 // themselves) must leave within this time or the connection is dropped.
 constexpr int kSendTimeoutMs = 2000;
 
+// Connections a process accepts at most, over all its services.  Each may
+// hold a message of up to kMaxMessageSize being put together, so the bound
+// keeps a flood of clients from exhausting descriptors and memory; a
+// newcomer beyond it closes the connection idle the longest.
+constexpr size_t kMaxAcceptedConnections = 32;
+
 class Transport {
  public:
   // looper is the owner; it outlives the transport.
@@ -49,7 +56,13 @@ class Transport {
   // left by a dead process is replaced; one that a live process still
   // serves is not.  false (logged) on failure.
   bool listen(uint32_t service);
-  bool listening(uint32_t service) const { return listeners_.count(service) != 0; }
+  // Serves service to this process's handlers only, without a socket.
+  void serveInProcess(uint32_t service) { inProcess_.insert(service); }
+  // True when requests for service are dispatched here: its socket is
+  // listened on, or it is served in-process.
+  bool listening(uint32_t service) const {
+    return listeners_.count(service) != 0 || inProcess_.count(service) != 0;
+  }
   // The socket file of service below the current root.
   static std::string socketPath(uint32_t service);
   // True when a live process listens at service's socket file.
@@ -78,10 +91,11 @@ class Transport {
  private:
   struct Connection {
     int fd;
-    uint64_t serial;    // tells this connection from a later one on the same fd
-    bool outgoing;      // we connected (to service) rather than accepted
-    uint32_t service;   // outgoing: the peer's; accepted: the listened one
+    uint64_t serial;   // tells this connection from a later one on the same fd
+    bool outgoing;     // we connected (to service) rather than accepted
+    uint32_t service;  // outgoing: the peer's; accepted: the listened one
     FrameAssembler assembler;
+    uint64_t lastUsed = 0;  // useClock_ when a packet last came or went
   };
   struct Listener {
     int fd;
@@ -109,6 +123,11 @@ class Transport {
   void watchListener(int fd, uint32_t service);
   static std::string pauseKey(uint32_t service);
   void onAccept(int listenFd, uint32_t service);
+  // Makes room for one more accepted connection by closing the one idle
+  // the longest: one with no message half received and no subscriptions
+  // if there is such, else any.
+  void closeIdlest();
+  bool hasSubscriptions(int fd) const;
   // Queues a message for dispatchQueued; false (logged) when the queue is full.
   bool enqueue(Incoming in);
   void onReadable(int fd, uint64_t serial, int revents);
@@ -124,12 +143,15 @@ class Transport {
 
   Looper& looper_;
   std::map<uint32_t, Listener> listeners_;
+  std::set<uint32_t> inProcess_;
   std::map<int, Connection> conns_;
   std::map<uint32_t, int> outgoing_;  // service -> fd
   std::deque<Incoming> queue_;
   Wait* wait_ = nullptr;
   bool dispatching_ = false;
   uint64_t nextSerial_ = 0;
+  uint64_t useClock_ = 0;
+  size_t accepted_ = 0;
   uint32_t nextRequestId_ = 0;
   uint64_t exchangesSent_ = 0;
   // One received packet.  Left uninitialised: only the bytes a receive

@@ -33,6 +33,7 @@ class Endpoint {
   Outcome handle(const kx::message& req);
 
   Service& service() { return *service_; }
+  const Service& service() const { return *service_; }
 
  private:
   std::unique_ptr<Service> service_;

@@ -13,8 +13,8 @@ Server::Server(const Scenario& scenario, std::vector<uint32_t> ids, const SimClo
 Server::~Server() {
   // Schedules and handlers go before the looper that points at them.
   schedules_.clear();
-  if (looper_) {
-    for (const auto& [service, handler] : served_) looper_->removeHandler(service, handler);
+  if (host_) {
+    for (const auto& [service, handler] : served_) host_->removeHandler(service, handler);
   }
 }
 
@@ -31,6 +31,17 @@ bool Server::start(std::string& err) {
       return false;
     }
   }
+  serveAll(*looper_);
+  return true;
+}
+
+void Server::startOn(kx::Looper& host) {
+  for (uint32_t id : ids_) host.serveInProcess(id);
+  serveAll(host);
+}
+
+void Server::serveAll(kx::Looper& looper) {
+  host_ = &looper;
   for (const auto& s : scenario_.services) {
     if (std::count(ids_.begin(), ids_.end(), s.path[0])) serve(s);
   }
@@ -43,21 +54,26 @@ bool Server::start(std::string& err) {
       serve(empty);
     }
   }
-  return true;
 }
 
 void Server::serve(const ServiceDesc& desc) {
   endpoints_.push_back(buildEndpoint(desc, clock_));
   responders_.push_back(std::make_unique<Responder>(*endpoints_.back(), journal_, stop_));
   handlers_.push_back(std::make_unique<BusHandler>(*responders_.back(), desc.events));
-  looper_->addHandler(desc.path[0], desc.path[1], handlers_.back().get());
+  host_->addHandler(desc.path[0], desc.path[1], handlers_.back().get());
   served_.insert({desc.path[0], desc.path[1]});
   if (!desc.changes.empty()) {
     uint32_t cmd = desc.kind == ServiceDesc::Kind::kList ? kx::kCmdSetObj : kx::kCmdSet;
     schedules_.push_back(
         std::make_unique<ChangeSchedule>(endpoints_.back()->service(), cmd, desc.changes));
-    schedules_.back()->start(*looper_);
+    schedules_.back()->start(*host_);
   }
+}
+
+uint64_t Server::changes() const {
+  uint64_t n = 0;
+  for (const auto& e : endpoints_) n += e->service().changeCount();
+  return n;
 }
 
 void Server::every(unsigned periodMs, std::function<void()> task) {

@@ -25,14 +25,19 @@ class Service {
   virtual kx::message object(uint32_t id) const;
 
   void onChange(ChangeFn fn) { onChange_ = std::move(fn); }
+  // Changes reported so far.
+  uint64_t changeCount() const { return changes_; }
 
  protected:
+  // Every change of an object is reported here.
   void changed(uint32_t id, const kx::message& cause) const {
+    ++changes_;
     if (onChange_) onChange_(id, cause);
   }
 
  private:
   ChangeFn onChange_;
+  mutable uint64_t changes_ = 0;
 };
 
 // The fields of a request that belong to the object: everything but the

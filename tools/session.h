@@ -31,6 +31,8 @@ constexpr int kMaxTimeoutMs = 3600 * 1000;
 struct Options {
   std::string root;  // empty: SARN_ROOT, else "/"
   int timeoutMs = kDefaultTimeoutMs;
+  // The agent's stores stand in for the agent (`kxctl snmp ... --offline`).
+  bool offline = false;
 };
 
 class Session {

@@ -63,8 +63,9 @@ std::string valueOf(const std::vector<std::string>& words, const std::string& na
 
 bool isNoneWord(const std::string& v) { return v == "none" || v.empty(); }
 
-bool resolveGenerators(const std::string& text, const std::vector<kx::message>& generators,
+bool resolveGenerators(const std::string& text, const SettingsContext& context,
                        std::vector<uint32_t>& ids, std::string& err) {
+  const std::vector<kx::message>& generators = context.generators;
   ids.clear();
   if (isNoneWord(text)) return true;
   size_t start = 0;
@@ -78,9 +79,15 @@ bool resolveGenerators(const std::string& text, const std::vector<kx::message>& 
     }
     uint32_t id;
     std::string why;
-    if (!found && parseU32(word, id, why)) {
+    const bool isId = !found && parseU32(word, id, why);
+    if (isId) {
       for (const kx::message& g : generators) {
         if (g.has(kx::kObjId) && g.getU32(kx::kObjId) == id) found = &g;
+      }
+      if (!found && context.unlistedIds) {
+        ids.push_back(id);
+        start = comma + 1;
+        continue;
       }
     }
     if (!found) {
@@ -173,7 +180,7 @@ bool settingsChange(const std::vector<std::string>& words, const SettingsContext
       m.setU32(kTrapCommunity, id);
     } else if (name == "trap-generators") {
       std::vector<uint32_t> ids;
-      if (!resolveGenerators(value, context.generators, ids, why)) {
+      if (!resolveGenerators(value, context, ids, why)) {
         err = "trap-generators: " + why;
         return false;
       }

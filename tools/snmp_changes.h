@@ -23,6 +23,9 @@ namespace snmp {
 struct SettingsContext {
   std::vector<kx::message> communities;
   std::vector<kx::message> generators;
+  // Take a generator id that is not in the list: without the agent, the
+  // ids its plug-ins will register at start are not known.
+  bool unlistedIds = false;
 };
 
 // True when the words need the community list or the generator list.

@@ -79,6 +79,9 @@ constexpr uint32_t kCmdListGenerators = 100;
 constexpr uint32_t kCmdSendTrap = 1;
 constexpr uint32_t kGeneratorName = 0x20fe0010;
 constexpr uint32_t kStartupGenerator = 0x0abc0001;
+// The link traps' generator: the first subscriber, registered by the
+// interfaces module before any plug-in.
+constexpr uint32_t kInterfacesGenerator = 0;
 
 // Fields of a trap request: one binding's OID text, value type and value
 // text.

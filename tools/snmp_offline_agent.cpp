@@ -134,10 +134,13 @@ kx::message OfflineAgent::exchange(kx::message& msg) {
     if (cmd == kx::kCmdGet) return settings();
     if (cmd == kx::kCmdSet) return setSettings(msg);
     if (cmd == kCmdListGenerators) {
-      kx::message start, reply;
+      // The built-in ones; plug-ins add theirs when the agent starts.
+      kx::message start, links, reply;
       start.setU32(kx::kObjId, kStartupGenerator);
       start.setString(kGeneratorName, "start-trap");
-      reply.setMessageArray(kx::kObjects, {start});
+      links.setU32(kx::kObjId, kInterfacesGenerator);
+      links.setString(kGeneratorName, "interfaces");
+      reply.setMessageArray(kx::kObjects, {start, links});
       return reply;
     }
   } else if (path == kCommunitiesPath) {

@@ -14,8 +14,9 @@
 //   - communities: an empty store stands for the read-only community
 //     "harbor" the agent creates on its first start; the first change
 //     writes that community too.  New ids are the lowest free ones.
-//   - generators: only the start-up trap is known without the agent (the
-//     others are numbered by the agent's modules): name others by id.
+//   - generators: the built-in ones are known by name (start-trap,
+//     interfaces); plug-ins number theirs when the agent starts, so they
+//     are given by id, and any id is taken.
 //
 // Engine boots are shown as stored; the agent adds one when it starts.
 #ifndef TOOLS_SNMP_OFFLINE_AGENT_H_

@@ -72,7 +72,9 @@ int runOffline(Session& session, const std::string& words, SubRun run, const Arg
                                      kx::rootPath(kx::kBusDir) +
                                      "): drop --offline, so that it applies the change at once");
   }
-  Session offline(session.options(), session.out(), session.err(),
+  Options options = session.options();
+  options.offline = true;
+  Session offline(options, session.out(), session.err(),
                   [](const Options&) -> std::unique_ptr<BusClient> {
                     return std::make_unique<OfflineAgent>();
                   });

@@ -80,6 +80,7 @@ int show(Session& session, const Args& args) {
 int set(Session& session, const Args& args) {
   if (args.empty()) return session.usage("snmp set", "nothing to change; give name=value");
   SettingsContext context;
+  context.unlistedIds = session.options().offline;
   kx::message change, error;
   std::string err;
   // Refuse what is malformed before asking the agent anything; only words

@@ -18,9 +18,9 @@ constexpr unsigned kSnmpV2TrapPdu = 0xA7;
 const OID kSysUpTime0("1.3.6.1.2.1.1.3.0");
 const OID kSnmpTrapOid0("1.3.6.1.6.3.1.1.4.1.0");
 
-const CommunityList::Item* findCommunity(uint32_t id) {
+CommunityList::Item* findCommunity(uint32_t id) {
   if (communityKeep == nullptr) return nullptr;
-  for (const CommunityList::Item* item : communityKeep->items) {
+  for (CommunityList::Item* item : communityKeep->items) {
     if (item->id == id) return item;
   }
   return nullptr;
@@ -59,7 +59,7 @@ int createTrap(Context& ctx, const kx::message& event, uint32_t agentAddress,
   out.startSeq(ber::kSequence);
   out.add(static_cast<int>(settings.version), ber::kInteger);
 
-  const CommunityList::Item* item = findCommunity(settings.community);
+  CommunityList::Item* item = findCommunity(settings.community);
   if (item == nullptr) {
     std::fprintf(stderr, "createTrap: bad community\n");
     return 0;

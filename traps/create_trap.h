@@ -19,8 +19,10 @@
 // Returns non-zero when ctx.out holds a message to send.  Returns 0 when
 // the community id is unknown ("createTrap: bad community" on standard
 // error), when no maker handles the event (the event's dump on standard
-// output), or when the v3 framing cannot be made (its reason on standard
-// error); what ctx.out holds then is not to be sent.
+// output), or when a v3 trap user's level needs an authentication method
+// or privacy protocol the agent doesn't know (a line on standard error);
+// what ctx.out holds then is not to be sent.  A v3 trap derives the user's
+// keys if they are still pending.
 int createTrap(Context& ctx, const kx::message& event, uint32_t agentAddress,
                const TrapSettings& settings);
 

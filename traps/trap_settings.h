@@ -3,7 +3,8 @@
 #define TRAPS_TRAP_SETTINGS_H_
 
 #include <cstdint>
-#include <string>
+
+#include "usm/v3_info.h"
 
 // The trapVersion values: the version INTEGER written into the message.
 constexpr uint32_t kTrapVersion1 = 0;
@@ -19,11 +20,9 @@ struct TrapSettings {
   uint32_t community = kNoTrapCommunity;  // id of the community or v3 user
   uint32_t version = kTrapVersion1;
   uint32_t startJiffies = 0;  // kx::getJiffies() when the agent started
-  // The v3 engine: the formatted engine ID, boots, and kx::getUptime()
-  // when the agent started.
-  std::string engineID;
-  uint32_t engineBoots = 0;
-  uint32_t startUptime = 0;
+  // The local v3 engine, authoritative for its traps: the formatted engine
+  // ID, boots, start uptime and clock the v3 header is made from.
+  V3ServerInfo engine;
 };
 
 #endif  // TRAPS_TRAP_SETTINGS_H_

@@ -4,7 +4,7 @@
 // createTrap writes the version, calls begin() in place of the community,
 // writes the PDU, closes it and calls finish() in place of closing the
 // message.  Everything that differs between v3 and the community versions
-// is here.
+// is here; the header, the cipher and the MAC are usm's (usm/v3_writer.h).
 #ifndef TRAPS_V3_TRAP_H_
 #define TRAPS_V3_TRAP_H_
 
@@ -14,18 +14,22 @@
 
 class V3TrapFraming {
  public:
-  // Writes msgGlobalData (a random msgID, msgMaxSize 65507, the flags of
-  // user.security, model 3), the security parameters (the agent's engine
-  // ID, boots and time, the user's name, placeholders for the signature
-  // and the salt) and opens the scoped PDU.  Returns false, with the reason
-  // on standard error, when the message cannot be made; then ctx.out is
-  // not to be sent.
+  // Fills ctx.v3 for a message of the local engine and writes it:
+  // msgGlobalData (a random msgID, msgMaxSize 65507, the flags of
+  // user.security, not reportable, model 3), the security parameters (the
+  // engine ID, boots and time of settings.engine, the user's name, a zero
+  // MAC of the method's length and, at authPriv, a fresh salt) and the
+  // opening of the scoped PDU, whose context engine ID is the agent's too.
+  // Derives the user's keys if they are still pending.
   //
-  // This build has no user-based security module: begin() always refuses.
-  bool begin(Context& ctx, const CommunityList::Item& user, const TrapSettings& settings);
-  // REQUIRES: begin() succeeded and the PDU is closed.  Closes the scoped
-  // PDU (encrypting it at level authPriv), closes the message and signs it
-  // (levels authNoPriv and authPriv).
+  // Returns false, writing one line on standard error, when the user's
+  // level needs an authentication method or a privacy protocol that the
+  // agent does not know; then ctx.out is not to be sent.
+  bool begin(Context& ctx, CommunityList::Item& user, const TrapSettings& settings);
+  // REQUIRES: begin() succeeded with the same ctx and user, and the PDU
+  // is closed.  Closes the scoped PDU (encrypting it at authPriv with the
+  // user's privacy key), closes the message and signs it with the user's
+  // authentication key (authNoPriv and authPriv).
   void finish(Context& ctx, const CommunityList::Item& user);
 };
 

@@ -212,6 +212,21 @@ def kxctl(root, *args, timeout=30.0):
     return done
 
 
+def v3_passwords(name):
+    """The auth and privacy passwords the tests give the v3 user name."""
+    return "auth-%s-pass" % name, "priv-%s-pass" % name
+
+
+def v3_user_words(name, auth, priv):
+    """`kxctl snmp community add` words for the v3 user name with net-snmp's
+    names of its method and protocol (None: none), its level following from
+    them, and its v3_passwords."""
+    a, p = v3_passwords(name)
+    words = ["name=" + name, "security=" + ("authpriv" if priv else "auth" if auth else "none")]
+    words += ["auth=" + auth.lower().replace("-", ""), "auth-password=" + a] if auth else []
+    return words + (["priv=" + priv.lower().replace("-", ""), "priv-password=" + p] if priv else [])
+
+
 def kxctl_json(root, *args, timeout=30.0):
     """Runs kxctl, requires exit 0, and returns its standard output parsed as JSON."""
     r = kxctl(root, *args, timeout=timeout)

@@ -60,8 +60,7 @@ RAW = [(u, {"mac_length": n}, WRONG_DIGEST) for u, lengths in [
     ("nobody", {}, UNKNOWN_USER)] + [(u, {}, SERVED) for u, _, _ in USERS]
 
 
-def passwords(name):
-    return "auth-%s-pass" % name, "priv-%s-pass" % name
+passwords = harness.v3_passwords
 
 
 def wire_user(name, engine=ENGINE, auth_password=None):
@@ -80,13 +79,8 @@ class V3Agent(harness.SnmpAgent):
 
     def add_user(self, name):
         """Adds a v3 user with write access as an operator does (kxctl)."""
-        _, auth, priv = USER[name]
-        words = ["name=" + name, "write=yes",
-                 "security=" + ("none" if not auth else "auth" if not priv else "authpriv")]
-        a, p = passwords(name)
-        words += ["auth=" + auth.lower().replace("-", ""), "auth-password=" + a] if auth else []
-        words += ["priv=" + priv.lower().replace("-", ""), "priv-password=" + p] if priv else []
-        done = harness.kxctl(self.root, "snmp", "community", "add", *words)
+        done = harness.kxctl(self.root, "snmp", "community", "add", "write=yes",
+                             *harness.v3_user_words(*USER[name]))
         assert done.returncode == 0, done.stderr
 
     def v3(self, tool, name, *args, level=None, auth_password=None):

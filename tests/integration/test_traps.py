@@ -2,7 +2,8 @@
 gets the start-up warmStart, linkUp and linkDown raised by kxsim's link
 events, the enterprise trap a bus message asks for (with every binding type
 the agent can encode) and the example plug-in's trap; one agent sends v2c
-with the start-up generator, another v1 with the interfaces generator."""
+with the start-up generator, another v1 with the interfaces generator, a
+third v3 as users of every security level and privacy protocol."""
 
 import os
 import time
@@ -48,6 +49,8 @@ class TrapAgentTest(unittest.TestCase):
 
     VERSION = 1
     GENERATORS = "[]"
+    ENGINE_ID = ""  # the engine-id setting
+    RECEIVER_CONF = ""  # further lines of snmptrapd's configuration
 
     @classmethod
     def setUpClass(cls):
@@ -56,7 +59,7 @@ class TrapAgentTest(unittest.TestCase):
         cls.log = cls.root.file("traps.log")
         conf = cls.root.file("snmptrapd.conf")
         with open(conf, "w") as f:
-            f.write("disableAuthorization yes\n[snmp] mibs :\n")
+            f.write("disableAuthorization yes\n[snmp] mibs :\n" + cls.RECEIVER_CONF)
         cls.receiver = harness.Process(
             ["snmptrapd", "-f", "-C", "-c", conf, "-Lf", cls.log, "-On", "-Oe", "-Ox", "-F", FORMAT,
              "udp:127.0.0.1:%d" % port], cls.root.path, "snmptrapd",
@@ -65,7 +68,8 @@ class TrapAgentTest(unittest.TestCase):
         scenario["services"].update(harness.example_scenario("plugin.json")["services"])
         settings = dict(s.split("=", 1) for s in harness.AGENT_SETTINGS)
         settings.update({"0x08000010": "127.0.0.1", "0x08000012": str(cls.VERSION),
-                         "0x08000011": "0", "0x88000013": cls.GENERATORS})
+                         "0x08000011": "0", "0x88000013": cls.GENERATORS,
+                         "0x2000000a": cls.ENGINE_ID})
         try:
             harness.wait_until(lambda: "NET-SNMP" in cls.log_text(), what="snmptrapd to start")
             cls.started = time.monotonic()  # before the agent starts its clock
@@ -210,6 +214,45 @@ class V1TrapsTest(TrapAgentTest):
             self.assertTrue(0 < t.time_stamp < lifetime_ticks, t.time_stamp)
         self.assertNotIn(WARM_START, [t.v1[2] for t in self.traps()])
 
+
+# v3 trap users: (name, auth, priv) in net-snmp's names; the level follows.
+V3_USERS = [("plain", None, None), ("sha", "SHA", None), ("md5des", "MD5", "DES"),
+            ("sha256aes", "SHA-256", "AES"), ("shaaes192", "SHA", "AES-192"),
+            ("sha512aes256", "SHA-512", "AES-256")]
+# Known to snmptrapd with another auth password.
+WRONG_PASSWORD = ("wrongpw", "SHA-256", "AES")
+V3_ENGINE = "trap-engine"
+
+
+def create_user(name, auth, priv, auth_password=None):
+    """snmptrapd's line for a trap user of the agent's engine."""
+    a, p = harness.v3_passwords(name)
+    words = [name] + ([auth, '"%s"' % (auth_password or a)] if auth else []) + (
+        [priv, '"%s"' % p] if priv else [])
+    return "createUser -e 0x80007ed904%s %s\n" % (V3_ENGINE.encode().hex(), " ".join(words))
+
+
+class V3TrapsTest(TrapAgentTest):
+    """v3, no generators: enterprise traps sent as each user in turn."""
+
+    VERSION = 3
+    ENGINE_ID = V3_ENGINE
+    RECEIVER_CONF = "".join(create_user(*u) for u in V3_USERS) + create_user(
+        *WRONG_PASSWORD, auth_password="not-the-password")
+
+    def test_receiver_decodes_every_level_method_and_protocol(self):
+        for user in V3_USERS + [WRONG_PASSWORD]:
+            self.kxctl("snmp", "community", "add", *harness.v3_user_words(*user))
+        # The wrong password first: the traps that follow show it was handled.
+        for name, _, _ in [WRONG_PASSWORD] + V3_USERS:
+            self.kxctl("snmp", "set", "trap-community=" + name)
+            self.kxctl("snmp", "send-trap")
+        harness.wait_until(lambda: len(self.traps()) >= len(V3_USERS), what="every user's trap")
+        self.assertEqual([(t.security, t.oid) for t in self.traps()],
+                         [("TRAP2, SNMP v3, user %s, context " % name, ENTERPRISE + ".0.1")
+                          for name, _, _ in V3_USERS])
+        self.assertIn("Authentication failed for wrongpw\n", self.log_text())
+        self.assertEqual(self.agent.agent.stdout().count("snmp v3 trap\n"), len(V3_USERS) + 1)
 
 if __name__ == "__main__":
     unittest.main()

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -81,8 +82,7 @@ TEST_F(SnmpLooperTest, WithoutStoredSettingsDefaultsStayAndNothingIsWritten) {
   EXPECT_EQ(loop->trapCommunity, 0xffffffffu);
   EXPECT_FALSE(loop->enabled);
   EXPECT_FALSE(loop->enableSetting);
-  EXPECT_EQ(loop->policies(),
-            (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
+  EXPECT_EQ(loop->policies(), (std::vector<std::pair<uint32_t, uint32_t>>{{1, 128}, {100, 704}}));
 
   const kx::message cfg = loop->getObject(1234);
   const std::vector<uint32_t> order = {0x20000004, 0x20000002, 0x20000003, 0x2000000a,
@@ -117,6 +117,28 @@ TEST_F(SnmpLooperTest, EveryInitBumpsAndPersistsEngineBoots) {
   EXPECT_EQ(again->engineBoots, 9u);
   EXPECT_EQ(stored().getU32(SnmpLooper::kEngineBoots), 9u);
   EXPECT_EQ(stored().getU32(SnmpLooper::kTrapTarget), 0xC0000201u);
+
+  // A damaged settings object falls back to its previous version, which
+  // holds the last count too, whether a start or a set raised it: the
+  // count still goes up, and the service comes up as it was.
+  kx::message set;
+  set.setBool(SnmpLooper::kEnabled, true);
+  set.setU32(SnmpLooper::kEngineBoots, 20);
+  again->cmdSet(set);
+  again.reset();
+  for (uint32_t last : {20u, 21u}) {
+    {
+      std::fstream f(settingsStore().dir() + "/0", std::ios::in | std::ios::out | std::ios::binary);
+      f.seekp(-1, std::ios::end);
+      f.put('\xff');
+    }
+    StreamCapture err(2);
+    auto fallen = startLooper();
+    EXPECT_NE(err.text().find("its previous generation is used"), std::string::npos);
+    EXPECT_EQ(fallen->engineBoots, last + 1);
+    EXPECT_TRUE(fallen->enabled);
+    EXPECT_EQ(fallen->contact, "noc@example.net");
+  }
 }
 
 TEST_F(SnmpLooperTest, SetEnabledOnlyOpensTheSocketAndKeepsTheRest) {
@@ -181,8 +203,7 @@ TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
 
   const kx::message saved = stored();
   EXPECT_EQ(saved, loop->getConfig());
-  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators),
-            (std::vector<uint32_t>{2, 0x0abc0001}));
+  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators), (std::vector<uint32_t>{2, 0x0abc0001}));
   EXPECT_EQ(saved.getU32(SnmpLooper::kTrapTarget), 0x0A000002u);
   EXPECT_EQ(saved.getString(SnmpLooper::kEngineId), "edge-1");
 }

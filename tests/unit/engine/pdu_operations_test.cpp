@@ -48,12 +48,11 @@ class PduOperations : public testing::Test {
 TEST_F(PduOperations, GetAnswersOnlyExistingInstances) {
   EXPECT_EQ(answer(snmpGet, kSysDescr + 0), kSysDescr + 0);
   EXPECT_EQ(answer(snmpGet, kIfDescr + 10), kIfDescr + 10);
-  for (const OID& miss : {
-           kSysDescr, kSysDescr + 1, kSysDescr + 0 + 0,  // scalar instances
-           OID("1.3.6.1.2.1.1"), OID("0.0"), OID(),  // below every key
-           OID("1.3.6.1.2.1.1.2.0"),                 // between keys
-           kIfDescr, kIfDescr + 3, kIfType + 1,      // no index, row, rows
-           kSysName + 0}) {                          // provider without record
+  for (const OID& miss : {kSysDescr, kSysDescr + 1, kSysDescr + 0 + 0,  // scalar instances
+                          OID("1.3.6.1.2.1.1"), OID("0.0"), OID(),      // below every key
+                          OID("1.3.6.1.2.1.1.2.0"),                     // between keys
+                          kIfDescr, kIfDescr + 3, kIfType + 1,          // no index, row, rows
+                          kSysName + 0}) {                              // provider without record
     EXPECT_EQ(answer(snmpGet, miss), OID()) << miss;
   }
 }
@@ -70,13 +69,13 @@ TEST_F(PduOperations, GetNextWalksScalarsRowsAndLeavesInOrder) {
   const std::vector<std::pair<OID, OID>> steps = {
       {OID(), kSysDescr + 0},
       {OID("1.3"), kSysDescr + 0},
-      {kSysDescr, kSysDescr + 0},  // a scalar's key: its instance
+      {kSysDescr, kSysDescr + 0},       // a scalar's key: its instance
       {kSysDescr + 0, kSysUpTime + 0},  // its instance or below: next leaf
       {kSysDescr + 0 + 5, kSysUpTime + 0},
       {kSysDescr + 7, kSysUpTime + 0},
       {OID("1.3.6.1.2.1.1.2.9"), kSysUpTime + 0},  // between keys
-      {kSysContact + 0, kSysLocation + 0},  // sysName has no record
-      {kIfDescr, kIfDescr + 1},  // a column's key: its first row
+      {kSysContact + 0, kSysLocation + 0},         // sysName has no record
+      {kIfDescr, kIfDescr + 1},                    // a column's key: its first row
       {kIfIndex + 0, kIfIndex + 1},
       {kIfIndex + 2, kIfIndex + 10},
       {kIfIndex + 5, kIfIndex + 10},
@@ -102,8 +101,8 @@ TEST_F(PduOperations, GetBulkWritesSuccessorsOfEachAnsweredName) {
   call.ctx.out.endSeq();  // and closes the last
   auto out = written(call.ctx);
   ASSERT_EQ(out.size(), 5u);
-  const std::vector<OID> expected = {kSysContact + 0, kSysLocation + 0,
-                                     kIfIndex + 1, kIfIndex + 2, kIfIndex + 10};
+  const std::vector<OID> expected = {kSysContact + 0, kSysLocation + 0, kIfIndex + 1, kIfIndex + 2,
+                                     kIfIndex + 10};
   for (size_t i = 0; i < out.size(); ++i) EXPECT_EQ(out[i].first, expected[i]);
 
   for (int n : {0, -5}) {
@@ -125,8 +124,7 @@ TEST_F(PduOperations, SetScalarAnyInstanceStoresAndEchoesRequestedName) {
     Call call(name, octets("ops"));
     testing::internal::CaptureStderr();
     ASSERT_EQ(snmpSet(call.ctx), 0u) << name;
-    EXPECT_EQ(testing::internal::GetCapturedStderr(),
-              "snmpSet found 1.3.6.1.2.1.1.4\n");
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "snmpSet found 1.3.6.1.2.1.1.4\n");
     EXPECT_EQ(call.ctx.oid, name);
     EXPECT_EQ(written(call.ctx).at(0).first, name);
     EXPECT_EQ(written(call.ctx).at(0).second.second, "ops");
@@ -177,9 +175,25 @@ TEST_F(PduOperations, SetMatchesLongestRegisteredPrefix) {
   Call call(kIfMtu + 2 + 5 + 9, octets("x"));
   testing::internal::CaptureStderr();
   ASSERT_EQ(snmpSet(call.ctx), 0u);
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "snmpSet found 1.3.6.1.2.1.2.2.1.4.2.5\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "snmpSet found 1.3.6.1.2.1.2.2.1.4.2.5\n");
   EXPECT_EQ(call.ctx.setSuffix, OID{9});
+
+  // Beside the nested key, and far below it: the column and the nested
+  // leaf, with every arc after the key in the suffix.
+  OID deep = kIfMtu + 2 + 5;
+  for (unsigned i = 0; i < 20000; ++i) deep += i;
+  const std::vector<std::pair<OID, size_t>> cases = {{kIfMtu + 2 + 6, kIfMtu.size()},
+                                                     {deep, kIfMtu.size() + 2}};
+  for (const auto& [name, keyLength] : cases) {
+    Call other(name, octets("x"));
+    testing::internal::CaptureStderr();
+    snmpSet(other.ctx);
+    testing::internal::GetCapturedStderr();
+    OID key = name;
+    key.resize(keyLength);
+    EXPECT_EQ(other.ctx.setPrefix, key);
+    EXPECT_EQ(other.ctx.setSuffix, name.tail(keyLength));
+  }
 }
 
 TEST_F(PduOperations, SetSuffixKeepsArcsOfEarlierBinding) {

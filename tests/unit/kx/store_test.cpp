@@ -1,13 +1,13 @@
 #include "kx/store.h"
 
 #include <dirent.h>
+#include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
-
-#include <gtest/gtest.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -150,6 +150,74 @@ TEST_F(StoreTest, DamagedObjectsAreReportedOnceAndSetAside) {
   ASSERT_TRUE(s.save(7, object(7)));
   message out;
   EXPECT_TRUE(s.load(7, out));
+}
+
+TEST_F(StoreTest, ADamagedObjectFallsBackToItsPreviousVersion) {
+  Store s("/sarn/store/x", 5);
+  const std::string path = s.dir() + "/7";
+  auto damage = [](const std::string& file) {
+    std::fstream f(file, std::ios::in | std::ios::out | std::ios::binary);
+    f.seekp(StoreFile::kHeaderSize + 2);
+    f.put('\xff');
+  };
+  auto loadQuietly = [&](message& out, std::string& err) {
+    ::testing::internal::CaptureStderr();
+    const bool ok = s.load(7, out);
+    err = ::testing::internal::GetCapturedStderr();
+    return ok;
+  };
+  for (uint32_t n : {1, 2, 3}) ASSERT_TRUE(s.save(7, object(n)));
+  // A damaged version is never kept as the previous one.
+  damage(path);
+  ASSERT_TRUE(s.save(7, object(4)));
+  damage(path);
+  message out;
+  std::string err;
+  ASSERT_TRUE(loadQuietly(out, err));
+  EXPECT_EQ(out, object(2));
+  EXPECT_EQ(err, "kx: store " + s.dir() +
+                     ": object 7 is damaged (checksum mismatch), set aside as 7.damaged; its "
+                     "previous generation is used\n");
+  // Put back in place: it loads silently, and is still there for a second
+  // fault.
+  ASSERT_TRUE(loadQuietly(out, err));
+  EXPECT_EQ(err, "");
+  damage(path);
+  ASSERT_TRUE(loadQuietly(out, err));
+  EXPECT_EQ(out, object(2));
+  // Both versions damaged: set aside as before.
+  damage(path);
+  damage(path + ".prev");
+  EXPECT_FALSE(loadQuietly(out, err));
+  EXPECT_NE(err.find("object 7 is damaged (checksum mismatch), set aside as 7.damaged\n"),
+            std::string::npos);
+  EXPECT_FALSE(s.has(7));
+  // Written afresh, an object has no previous version, not even a stale one.
+  ASSERT_TRUE(s.save(7, object(5)));
+  damage(path);
+  EXPECT_FALSE(loadQuietly(out, err));
+}
+
+TEST_F(StoreTest, AFailedWriteNamesTheObjectTheFileAndTheReason) {
+  Store s("/sarn/store/x", 5);
+  ASSERT_TRUE(s.save(3, object(1)));
+  rlimit saved{};
+  ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &saved), 0);
+  const int lowestFree = dup(0);
+  ::close(lowestFree);
+  rlimit tight = saved;
+  tight.rlim_cur = lowestFree;  // no descriptor left
+  ::testing::internal::CaptureStderr();
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &tight), 0);
+  const bool ok = s.save(3, object(2));
+  ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &saved), 0);
+  EXPECT_FALSE(ok);
+  EXPECT_EQ(::testing::internal::GetCapturedStderr(),
+            "kx: store " + s.dir() + ": object 3 not saved: cannot create " + s.dir() + "/.3." +
+                std::to_string(::getpid()) + ".tmp: Too many open files\n");
+  message out;
+  ASSERT_TRUE(s.load(3, out));
+  EXPECT_EQ(out, object(1));
 }
 
 TEST_F(StoreTest, LeftoverTemporaryFilesOfDeadWritersAreRemoved) {

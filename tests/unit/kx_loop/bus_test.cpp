@@ -117,7 +117,8 @@ TEST_F(BusTest, SilentServiceTimesOutAndTheLooperKeepsServing) {
   });
   int status = -1;
   bool exited = false;
-  ASSERT_TRUE(runUntil(me, [&] { return exited || (exited = waitpid(client, &status, WNOHANG) == client); }));
+  ASSERT_TRUE(runUntil(
+      me, [&] { return exited || (exited = waitpid(client, &status, WNOHANG) == client); }));
   EXPECT_TRUE(WIFEXITED(status));
   EXPECT_EQ(WEXITSTATUS(status), 0);
 }
@@ -222,7 +223,8 @@ TEST_F(BusTest, EventsReachTheSubscriberOnlyWhenTheFilterMatches) {
     req.setU32(kx::kObjId, id);
     ASSERT_FALSE(kx::isError(me.exchangeMessage(req, 2000)));
   }
-  runUntil(me, [&] { return false; }, 200);
+  runUntil(
+      me, [&] { return false; }, 200);
   ASSERT_EQ(me.codes.size(), 1u);
   EXPECT_EQ(me.codes[0], 0x10004u);
   EXPECT_EQ(me.seen[0].getU32(kx::kObjId), 1u);
@@ -232,7 +234,8 @@ TEST_F(BusTest, EventsReachTheSubscriberOnlyWhenTheFilterMatches) {
   kx::message req = request({20, 0}, kCmdNotify);
   req.setU32(kx::kObjId, 1);
   ASSERT_FALSE(kx::isError(me.exchangeMessage(req, 2000)));
-  runUntil(me, [&] { return false; }, 200);
+  runUntil(
+      me, [&] { return false; }, 200);
   EXPECT_EQ(me.codes.size(), 1u);
 }
 
@@ -320,6 +323,33 @@ TEST_F(BusTest, AListenerOutOfDescriptorsRestsInsteadOfSpinning) {
   EXPECT_GT(serveUntilReadable(me, client, buf, sizeof buf), 0);
   testing::internal::GetCapturedStderr();
   close(client);
+}
+
+TEST_F(BusTest, AcceptedConnectionsAreBoundedAndTheIdlestGoesFirst) {
+  kx::Looper me(56);
+  // The oldest client has half a message in: it is kept all the same.
+  const int busy = connectRaw(56);
+  const uint8_t partial[] = {kx::frame::kMagic, kx::frame::kMoreFlag, 0, 0, 1, 0, 0, 0};
+  ASSERT_EQ(send(busy, partial, sizeof partial, 0), static_cast<ssize_t>(sizeof partial));
+  for (int i = 0; i < 3; ++i) me.runOnce(10);  // accepted, then read
+  std::vector<int> idle;
+  for (size_t i = 0; i < kx::kMaxAcceptedConnections; ++i) idle.push_back(connectRaw(56));
+  testing::internal::CaptureStderr();
+  char buf[64];
+  // Served until the bound made room: the oldest idle client sees the end.
+  EXPECT_EQ(serveUntilReadable(me, idle[0], buf, sizeof buf), 0);
+  EXPECT_EQ(kxLines(testing::internal::GetCapturedStderr()), 1);
+  EXPECT_EQ(recv(busy, buf, sizeof buf, MSG_DONTWAIT), -1);
+  // The newest is served.
+  kx::message req = request({56, 9}, kx::kCmdGet);
+  req.setU32(kx::kRequestId, 1);
+  ASSERT_EQ(kx::sendFramed(idle.back(), req.encode(), kx::monotonicNowMs() + 1000),
+            kx::SendStatus::kOk);
+  testing::internal::CaptureStderr();
+  EXPECT_GT(serveUntilReadable(me, idle.back(), buf, sizeof buf), 0);
+  testing::internal::GetCapturedStderr();
+  for (int fd : idle) close(fd);
+  close(busy);
 }
 
 }  // namespace

@@ -47,7 +47,8 @@ TEST_F(SnmpOffline, CommandsWorkOnTheStoresAsTheAgentWould) {
       // A first start's defaults, before anything is stored.
       {{"show", "--offline"}, kExitOk, "time-window      15\n"},
       {{"community", "list", "--offline"}, kExitOk, "0   harbor  any      yes   no"},
-      {{"set", "--offline", "enabled=yes", "contact=noc", "trap-generators=start-trap"},
+      {{"set", "--offline", "enabled=yes", "contact=noc",
+        "trap-generators=start-trap,interfaces,1"},
        kExitOk,
        ""},
       {{"community", "add", "--offline", "name=ops", "write=yes"},
@@ -78,7 +79,8 @@ TEST_F(SnmpOffline, CommandsWorkOnTheStoresAsTheAgentWould) {
   EXPECT_EQ(settings.getString(kCommunity), "harbor");
   EXPECT_EQ(settings.getU32(kTimeWindow), 15u);
   EXPECT_EQ(settings.getU32(kTrapCommunity), 1u);
-  EXPECT_EQ(settings.getU32Array(kTrapGenerators), std::vector<uint32_t>{kStartupGenerator});
+  EXPECT_EQ(settings.getU32Array(kTrapGenerators),
+            (std::vector<uint32_t>{kStartupGenerator, kInterfacesGenerator, 1}));
   // The first change wrote "harbor" too; its removal took it out again.
   const auto communities = kx::Store("/sarn/store/snmp-communities", 5).loadAll();
   ASSERT_EQ(communities.size(), 1u);

@@ -21,6 +21,11 @@ TEST(SendTrap, WritesOneLineForEveryTrapItDoesNotSend) {
   communities.items.push_back(new CommunityList::Item);
   communities.items[0]->id = 4;
   communities.items[0]->name = "ops";
+  communities.items.push_back(new CommunityList::Item);  // v3, a protocol we lack
+  communities.items[1]->id = 5;
+  communities.items[1]->name = "oddpriv";
+  communities.items[1]->security = 2;
+  communities.items[1]->encryptionProtocol = 9;
   communityKeep = &communities;
   trapMakers = {talvorTrapMaker};
 
@@ -56,9 +61,14 @@ TEST(SendTrap, WritesOneLineForEveryTrapItDoesNotSend) {
        "send_trap: no trap sink specified\n"},
       {"unknown community", [](TrapSettings& s) { s.community = 9; }, false, "",
        "createTrap: bad community\nsend_trap: createTrap failed\n"},
-      {"v3", [](TrapSettings& s) { s.version = kTrapVersion3; }, false, "snmp v3 trap\n",
-       "createTrap: this agent has no SNMPv3 security module; set trap-version to 1 or 2c\n"
-       "send_trap: createTrap failed\n"},
+      {"v3, unknown protocol",
+       [](TrapSettings& s) {
+         s.version = kTrapVersion3;
+         s.community = 5;
+       },
+       false, "snmp v3 trap\n",
+       "createTrap: trap user 'oddpriv' has unknown privacy protocol 9; set priv= with "
+       "kxctl snmp community set\nsend_trap: createTrap failed\n"},
       {"no maker", [](TrapSettings&) {}, true,
        "Could not handle trap, msg dump: {\"0x08ff0007\":7,\"0x08fe0001\":3}\n",
        "send_trap: createTrap failed\n"},

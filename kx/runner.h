@@ -8,7 +8,9 @@
 // removeTimer cancels it.  A callback may add or remove sockets and timers,
 // including its own; removal takes effect at once.
 //
-// Not thread-safe: every call comes from the thread that runs the loop.
+// Not thread-safe: every call comes from the thread that runs the loop.  A
+// forked child must not use its parent's runner: both would share one epoll
+// set.
 #ifndef KX_RUNNER_H_
 #define KX_RUNNER_H_
 

@@ -98,7 +98,11 @@ InStream::Header InStream::readHeader(std::size_t* start, std::uint32_t* len) co
   if (cursor_ >= size_) return Header::kFailed;
   std::size_t pos = cursor_ + 1;  // the tag is not looked at
   std::uint32_t n = 0;
-  if (!readLen(&pos, &n)) return Header::kFailed;
+  if (pos < size_ && data_[pos] < ber::kLongLengthBit) {
+    n = data_[pos++];  // the short form, nearly every length of a request
+  } else if (!readLen(&pos, &n)) {
+    return Header::kFailed;
+  }
   *start = pos;
   *len = n;
   return n > size_ - pos ? Header::kOverflow : Header::kOk;

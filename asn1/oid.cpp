@@ -185,5 +185,11 @@ bool operator==(const OID& a, const OID& b) {
 bool operator!=(const OID& a, const OID& b) { return !(a == b); }
 
 bool operator<(const OID& a, const OID& b) {
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
+  // The first differing arc decides (one comparison per arc of the common
+  // prefix, which MIB keys share for most of their length); with none, the
+  // shorter is smaller.
+  const std::size_t common = std::min(a.size(), b.size());
+  const auto diff = std::mismatch(a.begin(), a.begin() + common, b.begin());
+  if (diff.first != a.begin() + common) return *diff.first < *diff.second;
+  return a.size() < b.size();
 }

@@ -35,6 +35,7 @@ using Clock = std::chrono::steady_clock;
 constexpr uint64_t kDefaultRequests = 1000000;
 constexpr int kDefaultCycles = 20;
 constexpr int kDefaultWindow = 16;
+constexpr uint64_t kLeastPerCycle = 100;
 constexpr int kUsageError = 2;
 
 volatile int stopRequested = 0;
@@ -111,10 +112,11 @@ int parseOptions(int argc, char** argv, Options* o) {
       return kUsageError;
     }
   }
-  const uint64_t least = static_cast<uint64_t>(o->cycles) * bench::kPhases;
+  const uint64_t least = static_cast<uint64_t>(o->cycles) * kLeastPerCycle;
   if (o->requests < least) {
-    std::fprintf(stderr, "snmp_soak: --requests must be at least %llu (ten per cycle)\n",
-                 static_cast<unsigned long long>(least));
+    std::fprintf(stderr, "snmp_soak: --requests must be at least %llu (%llu per cycle)\n",
+                 static_cast<unsigned long long>(least),
+                 static_cast<unsigned long long>(kLeastPerCycle));
     return kUsageError;
   }
   return -1;

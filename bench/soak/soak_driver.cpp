@@ -63,6 +63,7 @@ bool Driver::fill(int s, uint64_t count, const World& world, uint64_t* sentHere)
     nextId_ = nextId_ == kMaxRequestId ? kMinRequestId : nextId_ + 1;
     if (!send(r)) return false;
     ++*sentHere;
+    if (!r.steady) ++tally_->awaySent;
     if (r.expect.kind == Expect::kSilence) {
       ++tally_->rows[r.identity].mute;
       silent_.push_back({std::move(r), Clock::now()});
@@ -78,18 +79,28 @@ bool Driver::fill(int s, uint64_t count, const World& world, uint64_t* sentHere)
 bool Driver::run(uint64_t count, const World& world, const std::vector<Hook>& hooks) {
   uint64_t sentHere = 0;
   size_t nextHook = 0;
+  Clock::time_point lastHook = Clock::now();
   for (;;) {
     // A hook placed at or past the end runs once everything is sent.
-    while (nextHook < hooks.size() && (hooks[nextHook].at <= sentHere || sentHere >= count)) {
-      if (!hooks[nextHook++].action()) return false;
+    while (nextHook < hooks.size()) {
+      const Hook& h = hooks[nextHook];
+      if ((h.at > sentHere && sentHere < count) || Clock::now() < lastHook + h.after) break;
+      if (!h.action()) return false;
+      ++nextHook;
+      lastHook = Clock::now();
     }
-    const uint64_t until = nextHook < hooks.size() ? std::min(hooks[nextHook].at, count) : count;
+    // Sending stops at the next hook's moment, unless that hook waits for
+    // its time.
+    uint64_t until = count;
+    if (nextHook < hooks.size() && hooks[nextHook].after.count() == 0) {
+      until = std::min(hooks[nextHook].at, count);
+    }
     bool busy = false;
     for (size_t s = 0; s < slots_.size(); ++s) {
       if (!fill(static_cast<int>(s), until, world, &sentHere)) return false;
       busy = busy || slots_[s].busy;
     }
-    if (!busy && silent_.empty() && sentHere >= count) break;
+    if (!busy && silent_.empty() && sentHere >= count && nextHook == hooks.size()) break;
 
     pollfd p[2] = {{fd_, POLLIN, 0}, {sink_->fd(), POLLIN, 0}};
     if (::poll(p, 2, kPollMs) < 0 && errno != EINTR) {
@@ -157,6 +168,10 @@ void Driver::receive() {
 
 void Driver::settle(const SoakReply& reply, const Request& request, const std::string& why) {
   TallyRow& row = tally_->rows[request.identity];
+  if (why.empty() && reply.status >= 0 && reply.status < 32 &&
+      (request.expect.awayOnly & (1u << reply.status))) {
+    ++tally_->awayMisses;
+  }
   if (!why.empty()) {
     ++row.wrong;
     tally_->fault(describe(*traffic_, request) + ": " + why);

@@ -30,19 +30,23 @@ constexpr std::chrono::seconds kSilenceFor{1};
 class Driver {
  public:
   // Something to do once a phase has sent `at` requests: the load pauses
-  // while it runs; requests in flight keep their deadlines.  False (with a
+  // while it runs; requests in flight keep their deadlines.  With `after`,
+  // not before that long after the hook before it (or the phase's start):
+  // the load goes on meanwhile, past `at` if need be.  False (with a
   // message on standard error) ends the run.
   struct Hook {
     uint64_t at;
     std::function<bool()> action;
+    std::chrono::milliseconds after{0};
   };
 
   // fd: a UDP socket connected to the agent.  window: streams side by side.
   Driver(int fd, SoakTraffic* traffic, TrapSink* sink, Tally* tally, int window);
 
-  // Sends count requests as world says, runs the hooks at their moments,
-  // then waits until every request is answered, lost or silent long
-  // enough.  False when the socket fails or a hook does.
+  // Sends count requests as world says, runs the hooks in order at their
+  // moments, then waits until every hook has run and every request is
+  // answered, lost or silent long enough.  False when the socket fails or
+  // a hook does.
   bool run(uint64_t count, const World& world, const std::vector<Hook>& hooks);
   uint64_t sent() const { return sent_; }
 

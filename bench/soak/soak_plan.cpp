@@ -17,6 +17,9 @@ constexpr auto kTrapWait = std::chrono::milliseconds(2000);
 // A list the agent fetched while kxsim was away stays empty until its
 // cache expires: two seconds at the most, plus a margin.
 constexpr auto kCacheRefill = std::chrono::milliseconds(2500);
+// How long kxsim stays away at least: long enough for the records the
+// agent caches to expire and be asked for in vain.
+constexpr auto kKxsimAway = std::chrono::milliseconds(1000);
 constexpr const char* kTrapVersions[2] = {"trap-version=1", "trap-version=2c"};
 
 std::string tempPassword(int k) { return "soak temp password " + std::to_string(k); }
@@ -75,7 +78,8 @@ std::vector<Driver::Hook> SoakPlan::flips(uint64_t n, int pairs, bool raise) {
 }
 
 bool SoakPlan::runCycle(int k, uint64_t requests) {
-  const uint64_t n = requests / kPhases > 0 ? requests / kPhases : 1;
+  // Ten phases, the restart's of a double share.
+  const uint64_t n = requests / (kPhases + 1) > 0 ? requests / (kPhases + 1) : 1;
   const std::string K = std::to_string(k);
 
   // 1. Settings that show in the MIB.
@@ -131,17 +135,17 @@ bool SoakPlan::runCycle(int k, uint64_t requests) {
       !load(n, flips(n, 2, true))) {
     return false;
   }
-  // 9. kxsim restarts under load.
+  // 9. kxsim restarts under load (a double share of the requests).
   world_.kxsimSteady = false;
-  if (!load(n, {{n / 3, [this] { return op_->stopKxsim(); }},
-                {2 * n / 3, [this] { return op_->startKxsim(); }}})) {
+  if (!load(2 * n, {{n / 5, [this] { return op_->stopKxsim(); }},
+                    {9 * n / 5, [this] { return op_->startKxsim(); }, kKxsimAway}})) {
     return false;
   }
   if (!op_->kxctl({"snmp", "set", "trap-generators=interfaces"})) return false;
   std::this_thread::sleep_until(op_->kxsimStarted() + kCacheRefill);
   world_.kxsimSteady = true;
   // 10. A new engine ID.
-  const uint64_t rest = requests > (kPhases - 1) * n ? requests - (kPhases - 1) * n : n;
+  const uint64_t rest = requests > kPhases * n ? requests - kPhases * n : n;
   if (!op_->kxctl({"snmp", "set", "engine-id=soak-" + K}) || !discover() ||
       !load(rest, flips(rest, 1, true))) {
     return false;

@@ -15,9 +15,10 @@
 //      trap (kxctl snmp send-trap) is sent all the same;
 //   8. trap generators on, trap version switched (v1 and v2c by turns):
 //      four link flips, four traps;
-//   9. kxsim stopped a third of the way in and started again at two
-//      thirds: objects of the router's lists may miss meanwhile; after the
-//      phase the agent's caches get their two seconds to refill and the
+//   9. kxsim stopped a tenth of the way in and started again at nine
+//      tenths, one second later at the earliest (a double share of the
+//      requests): objects of the router's lists may miss meanwhile; after
+//      the phase the agent's caches get their two seconds to refill and the
 //      link subscription, which lived in the old kxsim, is made again;
 //  10. engine ID changed: the v3 identities discover the engine again and
 //      localise their keys; two link flips, two traps.

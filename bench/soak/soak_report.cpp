@@ -92,6 +92,10 @@ void Report::summary(const Tally& tally, const SoakTraffic& traffic,
   std::printf("\nduration %.1f s (%s requests/s overall); %s walks completed\n", seconds,
               count(static_cast<uint64_t>(seconds > 0 ? t.sent / seconds : 0)).c_str(),
               count(traffic.walksDone()).c_str());
+  std::printf(
+      "%s requests sent while kxsim restarted, %s of them answered noSuchName, which only its "
+      "absence excuses\n",
+      count(tally.awaySent).c_str(), count(tally.awayMisses).c_str());
   for (const std::string& f : tally.faults) std::printf("  fault: %s\n", f.c_str());
   std::printf("verdict:\n");
 
@@ -100,7 +104,7 @@ void Report::summary(const Tally& tally, const SoakTraffic& traffic,
             " left unanswered on purpose), " + count(t.rightAnswers()) + " received as expected, " +
             count(t.wrong) + " wrong, " + count(t.lost) + " lost; " + count(tally.stray) +
             " late or repeated, " + count(tally.unparsed) + " undecodable");
-  check(t.silent == t.mute, "silence",
+  check(t.silent == t.mute && t.mute > 0, "silence",
         count(t.mute) + " requests through a removed community, " + count(t.silent) +
             " stayed unanswered");
 

@@ -31,8 +31,10 @@ struct Tally {
   static constexpr size_t kMaxFaults = 20;
 
   TallyRow rows[kIdentityCount];
-  uint64_t stray = 0;     // replies to nothing in flight (late, or repeated)
-  uint64_t unparsed = 0;  // datagrams that are no reply at all
+  uint64_t awaySent = 0;    // sent while kxsim was away or the agent's caches refilled
+  uint64_t awayMisses = 0;  // of those, answered noSuchName where a value was due otherwise
+  uint64_t stray = 0;       // replies to nothing in flight (late, or repeated)
+  uint64_t unparsed = 0;    // datagrams that are no reply at all
   std::vector<std::string> faults;
 
   void fault(const std::string& what) {

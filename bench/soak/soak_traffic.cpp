@@ -253,21 +253,23 @@ void SoakTraffic::expect(const World& world, bool lastInMib, Request* request) c
 
   const OID& oid = request->spec.name;
   const uint32_t kxsimMayMiss = world.kxsimSteady ? 0 : bit(kNoSuchName);
+  uint32_t away = 0;  // statuses only kxsim's absence allows
   switch (request->op) {
     case Op::kGet:
       for (const Target& t : kGets) {
         if (oid != OID(t.oid)) continue;
-        if (t.source == Source::kList) e.statuses |= kxsimMayMiss;
+        if (t.source == Source::kList) away = kxsimMayMiss;
         if (t.source == Source::kContact) e.text = &world.contact;
       }
       break;
     case Op::kGetNext:
       for (const Target& t : kNexts) {
-        if (oid == OID(t.oid) && t.source == Source::kList) e.statuses |= kxsimMayMiss;
+        if (oid == OID(t.oid) && t.source == Source::kList) away = kxsimMayMiss;
       }
       break;
     case Op::kWalk:
-      e.statuses |= kxsimMayMiss | (lastInMib ? bit(kNoSuchName) : 0);
+      e.statuses |= lastInMib ? bit(kNoSuchName) : 0;
+      away = kxsimMayMiss;
       break;
     case Op::kSet: {
       const bool mayWrite = who == kV1Writer || who == kV2cWriter || who == kV3Admin;
@@ -283,7 +285,7 @@ void SoakTraffic::expect(const World& world, bool lastInMib, Request* request) c
           e.text = &kSysDescr;
         } else {
           e.echo = true;
-          e.statuses |= kxsimMayMiss;
+          away = kxsimMayMiss;
         }
       }
       break;
@@ -291,6 +293,8 @@ void SoakTraffic::expect(const World& world, bool lastInMib, Request* request) c
     case Op::kDiscovery:
       break;
   }
+  e.awayOnly = away & ~e.statuses;
+  e.statuses |= away;
 }
 
 std::vector<uint8_t> SoakTraffic::encode(const Request& request) const {

@@ -59,6 +59,7 @@ struct Expect {
   enum Kind : uint8_t { kResponse, kReport, kSilence };
   Kind kind = kResponse;
   uint32_t statuses = 1;              // bit s set: error-status s is right
+  uint32_t awayOnly = 0;              // of those, the ones only kxsim's absence excuses
   int report = -1;                    // kReport: the usmStats code
   bool plain = false;                 // opened without the sender's keys
   const std::string* text = nullptr;  // the value must be exactly this text

@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "bench/load/agent_peers.h"
+#include "bench/load/bench_options.h"
 #include "bench/load/peer_process.h"
 #include "bench/soak/soak_driver.h"
 #include "bench/soak/soak_operator.h"
@@ -36,7 +37,8 @@ constexpr uint64_t kDefaultRequests = 1000000;
 constexpr int kDefaultCycles = 20;
 constexpr int kDefaultWindow = 16;
 constexpr uint64_t kLeastPerCycle = 100;
-constexpr int kUsageError = 2;
+constexpr uint64_t kMaxCycles = 10000;
+constexpr uint64_t kMostInFlight = 256;
 
 volatile int stopRequested = 0;
 void onStop(int) { stopRequested = 1; }
@@ -68,66 +70,55 @@ const char kUsage[] =
     "  --snmpd, --kxsim, --kxctl  our programs (default: this build's)\n"
     "  --scenario FILE kxsim's router (default: examples/router.json)\n";
 
-bool parseCount(const char* v, uint64_t* out) {
-  char* end = nullptr;
-  if (*v < '0' || *v > '9') return false;
-  *out = std::strtoull(v, &end, 10);
-  return *end == '\0';
-}
-
-int parseOptions(int argc, char** argv, Options* o) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h") {
-      std::fputs(kUsage, stdout);
-      return 0;
+// "" when the option is taken, else what is wrong with it.
+std::string takeOption(const std::string& arg, const char* v, Options* o) {
+  uint64_t n = 0;
+  const std::string value = v;
+  if (arg == "--requests") {
+    if (!bench::parseCount(v, 1, UINT64_MAX, &o->requests))
+      return "wants a count, not '" + value + "'";
+  } else if (arg == "--cycles") {
+    if (!bench::parseCount(v, 1, kMaxCycles, &n)) {
+      return "wants a count from 1 to " + std::to_string(kMaxCycles) + ", not '" + value + "'";
     }
-    if (i + 1 >= argc) {
-      std::fprintf(stderr, "snmp_soak: %s needs a value\n%s", arg.c_str(), kUsage);
-      return kUsageError;
+    o->cycles = static_cast<int>(n);
+  } else if (arg == "--window") {
+    if (!bench::parseCount(v, 1, kMostInFlight, &n)) {
+      return "wants a count from 1 to " + std::to_string(kMostInFlight) + ", not '" + value + "'";
     }
-    const char* v = argv[++i];
-    uint64_t n = 0;
-    bool ok = true;
-    if (arg == "--requests" || arg == "--cycles" || arg == "--window" || arg == "--seed") {
-      ok = parseCount(v, &n);
-      if (arg == "--requests") o->requests = n;
-      if (arg == "--cycles") ok = ok && n >= 1 && n <= 10000, o->cycles = static_cast<int>(n);
-      if (arg == "--window") ok = ok && n >= 1 && n <= 256, o->window = static_cast<int>(n);
-      if (arg == "--seed") o->seed = n;
-    } else if (arg == "--snmpd") {
-      o->paths.snmpd = v;
-    } else if (arg == "--kxsim") {
-      o->paths.kxsim = v;
-    } else if (arg == "--kxctl") {
-      o->paths.kxctl = v;
-    } else if (arg == "--scenario") {
-      o->paths.scenario = v;
-    } else {
-      std::fprintf(stderr, "snmp_soak: unknown option %s\n%s", arg.c_str(), kUsage);
-      return kUsageError;
-    }
-    if (!ok) {
-      std::fprintf(stderr, "snmp_soak: %s %s: not a valid number here\n%s", arg.c_str(), v, kUsage);
-      return kUsageError;
-    }
+    o->window = static_cast<int>(n);
+  } else if (arg == "--seed") {
+    if (!bench::parseCount(v, 0, UINT64_MAX, &o->seed))
+      return "wants a number, not '" + value + "'";
+  } else if (arg == "--snmpd") {
+    o->paths.snmpd = value;
+  } else if (arg == "--kxsim") {
+    o->paths.kxsim = value;
+  } else if (arg == "--kxctl") {
+    o->paths.kxctl = value;
+  } else if (arg == "--scenario") {
+    o->paths.scenario = value;
+  } else {
+    return "is not an option";
   }
-  const uint64_t least = static_cast<uint64_t>(o->cycles) * kLeastPerCycle;
-  if (o->requests < least) {
-    std::fprintf(stderr, "snmp_soak: --requests must be at least %llu (%llu per cycle)\n",
-                 static_cast<unsigned long long>(least),
-                 static_cast<unsigned long long>(kLeastPerCycle));
-    return kUsageError;
-  }
-  return -1;
+  return "";
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
   Options opts;
-  const int parsed = parseOptions(argc, argv, &opts);
+  const int parsed = bench::parseOptions(
+      argc, argv, "snmp_soak", kUsage,
+      [&](const std::string& arg, const char* v) { return takeOption(arg, v, &opts); });
   if (parsed >= 0) return parsed;
+  const uint64_t least = static_cast<uint64_t>(opts.cycles) * kLeastPerCycle;
+  if (opts.requests < least) {
+    std::fprintf(stderr, "snmp_soak: --requests must be at least %llu (%llu per cycle)\n",
+                 static_cast<unsigned long long>(least),
+                 static_cast<unsigned long long>(kLeastPerCycle));
+    return bench::kUsageError;
+  }
   struct sigaction sa {};
   sa.sa_handler = onStop;
   sigaction(SIGINT, &sa, nullptr);
@@ -149,12 +140,16 @@ int main(int argc, char** argv) {
     return 1;
   }
   const int fd = bench::connectUdp(port);
+  if (fd < 0) {
+    std::perror("snmp_soak: cannot open a UDP socket to the agent");
+    return 1;
+  }
   bench::SoakTraffic traffic(opts.seed, opts.window);
   bench::Tally tally;
   bench::Driver driver(fd, &traffic, &sink, &tally, opts.window);
   bench::Operator op(opts.paths, root, &sim);
   bench::SoakPlan plan(&op, &traffic, &driver, &sink, port);
-  if (fd < 0 || !plan.setUp()) return 1;
+  if (!plan.setUp()) return 1;
 
   std::printf(
       "snmp_soak: %llu requests in %d cycles, %d in flight, against snmpd (pid %d, port %u) and "
@@ -169,10 +164,12 @@ int main(int argc, char** argv) {
     const uint64_t requests = opts.requests * static_cast<uint64_t>(k + 1) / opts.cycles -
                               opts.requests * static_cast<uint64_t>(k) / opts.cycles;
     ok = plan.runCycle(k, requests);
-    if (ok && (!agent.alive() || !sim.alive())) {
-      std::fprintf(stderr, "snmp_soak: %s has ended; its log:\n%s\n",
-                   agent.alive() ? "kxsim" : "snmpd",
+    if (ok && !agent.alive()) {
+      std::fprintf(stderr, "snmp_soak: snmpd has ended (status %d); its log:\n%s\n", agent.stop(),
                    bench::logTail(root.path() + "/snmpd.log").c_str());
+      ok = false;
+    } else if (ok && !sim.alive()) {
+      std::fprintf(stderr, "snmp_soak: kxsim has ended (status %d)\n", sim.stop());
       ok = false;
     }
     if (ok) {

@@ -69,8 +69,8 @@ const Root kRoots[] = {{"1.3.6.1", 1, true},          {"1.3.6.1.2.1.1", 3, false
                        {"1.3.6.1.2.1.25", 3, false},  {"1.3.6.1.2.1.31", 3, false},
                        {"1.3.6.1.4.1.32473", 3, true}};
 
-// Tasks of an identity, in thousandths: GET, GETNEXT, SET, walk.
-constexpr int kSingleOps = 3;
+// Tasks of an identity, in thousandths, in the order of Op: GET, GETNEXT,
+// SET, walk.
 const std::vector<int> kOpWeights = {550, 280, 160, 10};
 const std::vector<int> kNoWalkWeights = {550, 280, 170, 0};
 // How often each identity starts a task.
@@ -195,35 +195,41 @@ void SoakTraffic::start(Stream& st, const World& world, Request* request) {
     request->op = Op::kDiscovery;
     return;
   }
+  // The late and the old-password identities only GET.
   const bool single = who == kV3ShaLate || who == kV3TempOld;
-  const int op = single ? 0 : draw(walksFrom(who) ? kOpWeights : kNoWalkWeights);
+  request->op =
+      single ? Op::kGet : static_cast<Op>(draw(walksFrom(who) ? kOpWeights : kNoWalkWeights));
   RequestSpec& spec = request->spec;
-  if (op == kSingleOps) {
-    st.walking = true;
-    st.identity = who;
-    std::vector<int> rootWeights;
-    for (const Root& r : kRoots) rootWeights.push_back(r.weight);
-    st.root = draw(rootWeights);
-    st.last = OID(kRoots[st.root].oid);
-    st.objects = 0;
-    st.steady = true;
-    request->op = Op::kWalk;
-    spec.pduTag = ber::kGetNextRequest;
-    spec.name = st.last;
-  } else if (op == 0) {
-    request->op = Op::kGet;
-    spec.pduTag = ber::kGetRequest;
-    spec.name = OID(kGets[rng_() % std::size(kGets)].oid);
-    if (who == kV3ShaLate) spec.lagSeconds = kLateSeconds;
-  } else if (op == 1) {
-    request->op = Op::kGetNext;
-    spec.pduTag = ber::kGetNextRequest;
-    spec.name = OID(kNexts[rng_() % std::size(kNexts)].oid);
-  } else {
-    request->op = Op::kSet;
-    spec.pduTag = ber::kSetRequest;
-    spec.name = OID(kSets[rng_() % std::size(kSets)].oid);
-    spec.value = "soak-" + std::to_string(++setCount_);
+  switch (request->op) {
+    case Op::kGet:
+      spec.pduTag = ber::kGetRequest;
+      spec.name = OID(kGets[rng_() % std::size(kGets)].oid);
+      if (who == kV3ShaLate) spec.lagSeconds = kLateSeconds;
+      break;
+    case Op::kGetNext:
+      spec.pduTag = ber::kGetNextRequest;
+      spec.name = OID(kNexts[rng_() % std::size(kNexts)].oid);
+      break;
+    case Op::kSet:
+      spec.pduTag = ber::kSetRequest;
+      spec.name = OID(kSets[rng_() % std::size(kSets)].oid);
+      spec.value = "soak-" + std::to_string(++setCount_);
+      break;
+    case Op::kWalk: {
+      std::vector<int> rootWeights;
+      for (const Root& r : kRoots) rootWeights.push_back(r.weight);
+      st.walking = true;
+      st.identity = who;
+      st.root = draw(rootWeights);
+      st.last = OID(kRoots[st.root].oid);
+      st.objects = 0;
+      st.steady = true;
+      spec.pduTag = ber::kGetNextRequest;
+      spec.name = st.last;
+      break;
+    }
+    case Op::kDiscovery:
+      break;
   }
 }
 

@@ -52,8 +52,9 @@ V3User Identity::user() const {
 }
 
 void Identity::localise(const std::string& engineID) {
-  if (version == kSnmpV3 && level > kNoAuthNoPriv)
+  if (version == kSnmpV3 && level > kNoAuthNoPriv) {
     localiseKeys(user(), engineID, &authKey, &privKey);
+  }
 }
 
 uint32_t EngineClock::now() const {

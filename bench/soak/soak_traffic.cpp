@@ -324,19 +324,23 @@ std::string SoakTraffic::checkResponse(const Request& request, const SoakReply& 
   const Expect& e = request.expect;
   if (reply.version != who.version) return "version " + std::to_string(reply.version);
   if (who.version != kSnmpV3 && reply.community != who.name) return "community " + reply.community;
+  if (who.version == kSnmpV3 && reply.engineID != engine_.state.engineID) {
+    return "another engine ID";
+  }
   if (e.kind == Expect::kReport) {
     const OID counter = kUsmStats + static_cast<unsigned>(e.report + 1) + 0u;
     if (reply.pduTag != static_cast<int>(ber::kReport)) {
       return "a response, not the report " + counter.str();
     }
     if (!reply.hasBinding || reply.name != counter) return "report " + reply.name.str();
-    if (reply.engineID != engine_.state.engineID) return "another engine ID";
     return "";
   }
-  if (reply.pduTag != static_cast<int>(ber::kResponse))
+  if (reply.pduTag != static_cast<int>(ber::kResponse)) {
     return "PDU tag " + std::to_string(reply.pduTag);
-  if (who.version == kSnmpV3 && reply.level != who.level)
+  }
+  if (who.version == kSnmpV3 && reply.level != who.level) {
     return "level " + std::to_string(reply.level);
+  }
   if (reply.requestId != static_cast<int>(request.spec.id)) return "request-id";
   if (reply.status < 0 || reply.status > 31 || !(e.statuses & bit(reply.status))) {
     return "error-status " + std::to_string(reply.status);
@@ -360,8 +364,9 @@ std::string SoakTraffic::checkResponse(const Request& request, const SoakReply& 
       (reply.valueTag >= 0x80 && reply.valueTag <= 0x82)) {
     return "no value for " + reply.name.str();
   }
-  if (e.text && reply.value != *e.text)
+  if (e.text && reply.value != *e.text) {
     return "value \"" + reply.value + "\", not \"" + *e.text + "\"";
+  }
   if (e.echo && reply.value != request.spec.value) return "value \"" + reply.value + "\" set";
   return "";
 }

@@ -62,7 +62,7 @@ struct Expect {
   uint32_t awayOnly = 0;              // of those, the ones only kxsim's absence excuses
   int report = -1;                    // kReport: the usmStats code
   bool plain = false;                 // opened without the sender's keys
-  const std::string* text = nullptr;  // the value must be exactly this text
+  const std::string* text = nullptr;  // the value must be this (the World's, or a constant)
   bool echo = false;                  // a SET's value comes back
 };
 
@@ -84,11 +84,11 @@ constexpr uint32_t kLateSeconds = 20;
 
 class SoakTraffic {
  public:
-  explicit SoakTraffic(uint64_t seed, int streams);
+  // seed: of the mix; streams: how many run side by side.
+  SoakTraffic(uint64_t seed, int streams);
 
   Identity& identity(int id) { return identities_[id]; }
   const Identity& identity(int id) const { return identities_[id]; }
-  const EngineClock& engine() const { return engine_; }
   // Takes a new view of the engine and localises every key to it.
   void setEngine(const EngineClock& engine);
   // soak-temp-v3's password changes: the old one stays in use by
@@ -104,7 +104,7 @@ class SoakTraffic {
   // The stream's walk ends unfinished (a lost request, the phase's end).
   void abandon(int s) { streams_[s].walking = false; }
 
-  // Walks finished, and how many objects each subtree held in the first.
+  // Walks finished while kxsim was steady (their object counts compared).
   uint64_t walksDone() const { return walksDone_; }
 
  private:

@@ -185,6 +185,19 @@ class Process:
                     raise
 
 
+def start_snmpd(root, port, name="snmpd", env=None, args=()):
+    """Starts snmpd under root on the UDP port and waits until it has read
+    its settings (not until it serves: it may be disabled)."""
+    agent = Process([program(SNMPD), "--root", root.path, "--port", str(port)] + list(args),
+                    root.path, name, env=env)
+    try:
+        agent.wait_for_output("loop->init();", stream="stderr")
+    except AssertionError:
+        agent.stop()
+        raise
+    return agent
+
+
 def start_kxsim(root, scenario_path, journal=None, name="kxsim"):
     """Starts kxsim on a scenario under root and waits until it serves."""
     args = [program(KXSIM), "--root", root.path]
@@ -322,10 +335,8 @@ class SnmpAgent:
             self.sim = start_kxsim(self.root, path, journal=self.journal_path)
             kxctl_json(self.root, "store", "put", AGENT_SETTINGS_STORE, "0",
                        *(settings or AGENT_SETTINGS))
-            args = [program(SNMPD), "--root", self.root.path, "--port", str(self.port)]
-            if trap_port:
-                args += ["--trap-port", str(trap_port)]
-            self.agent = Process(args, self.root.path, "snmpd", env=env)
+            self.agent = start_snmpd(self.root, self.port, env=env,
+                                     args=["--trap-port", str(trap_port)] if trap_port else [])
             wait_until(self._answers, what="snmpd to answer on port %d" % self.port)
             if write_community:
                 kxctl_json(self.root, "add", "34,1", "0x20000005=" + write_community,
@@ -400,6 +411,10 @@ class SnmpAgent:
         self.stop()
 
 
+# 2026-01-01 00:00:00 UTC.
+HELD_EPOCH = 1767225600
+
+
 def example_scenario(name="router.json"):
     """A scenario of examples/, parsed."""
     with open(os.path.join(source_dir(), "examples", name)) as f:
@@ -407,15 +422,20 @@ def example_scenario(name="router.json"):
 
 
 def held_still(scenario, at_s):
-    """A copy of the scenario whose list values that follow time
-    ({"base", "rate"}) stay at the value they reach at_s seconds into the
-    run, so that a test can compare them exactly."""
+    """A copy of the scenario whose values that follow time stay where they
+    are at_s seconds into a run begun at HELD_EPOCH, so that a test can
+    compare them exactly."""
+    held = {"uptime": at_s, "epoch": HELD_EPOCH + at_s}
+
+    def still(value):
+        if isinstance(value, dict) and "base" in value:
+            return int(value["base"] + value.get("rate", 0) * at_s)
+        return held[value["clock"]] if isinstance(value, dict) and "clock" in value else value
+
     scenario = json.loads(json.dumps(scenario))
     for service in scenario["services"].values():
-        for obj in service.get("list", []):
-            for key, value in obj.items():
-                if isinstance(value, dict) and "base" in value:
-                    obj[key] = int(value["base"] + value.get("rate", 0) * at_s)
+        for obj in service.get("list", []) + [service.get("record", {})]:
+            obj.update({key: still(value) for key, value in obj.items()})
     return scenario
 
 
@@ -424,24 +444,3 @@ def with_fault(scenario, path, fault):
     scenario = json.loads(json.dumps(scenario))
     scenario["services"][path]["fault"] = fault
     return scenario
-
-
-def record(scenario, path):
-    return scenario["services"][path]["record"]
-
-
-def objects(scenario, path):
-    return scenario["services"][path]["list"]
-
-
-def fixed(value):
-    """A scenario number, also when written as a value that does not move."""
-    if isinstance(value, dict):
-        if value.get("rate", 0) != 0 or "base" not in value:
-            raise ValueError("not a fixed value: %r" % (value,))
-        return value["base"]
-    return value
-
-
-def mac_bytes(text):
-    return bytes.fromhex(text.replace(":", ""))

@@ -14,13 +14,12 @@
 #include "agent/community_keep.h"
 #include "agent_test_util.h"
 #include "kx/store.h"
+#include "tests/unit/support/temp_root.h"
 
 namespace {
 
 using agent_test::freePort;
 using agent_test::portIsFree;
-using agent_test::StreamCapture;
-using agent_test::TempRoot;
 
 uint16_t boundPort(int fd) {
   sockaddr_in a;
@@ -47,17 +46,12 @@ class SnmpLooperTest : public ::testing::Test {
     return m;
   }
 
-  TempRoot root;
+  test_support::TempRoot root;
   uint16_t port = freePort();
 };
 
 TEST_F(SnmpLooperTest, ConstructionCreatesAndRegistersTheCommunityKeeper) {
-  StreamCapture err(2);
   auto loop = std::make_unique<SnmpLooper>();
-  EXPECT_EQ(err.text(),
-            "communityKeep = new CommunityKeep;\n"
-            "communityKeep->init();\n"
-            "addHandler(snmp::ID_COMMUNITIES, communityKeep);\n");
   EXPECT_EQ(snmpLooper, loop.get());
   ASSERT_NE(communityKeep, nullptr);
   EXPECT_EQ(loop->findHandler(34, 1), dynamic_cast<kx::Handler*>(communityKeep));
@@ -71,9 +65,9 @@ TEST_F(SnmpLooperTest, ConstructionCreatesAndRegistersTheCommunityKeeper) {
 }
 
 TEST_F(SnmpLooperTest, WithoutStoredSettingsDefaultsStayAndNothingIsWritten) {
-  StreamCapture out(1);
+  testing::internal::CaptureStdout();
   auto loop = startLooper();
-  EXPECT_EQ(out.text(), "");
+  EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
   EXPECT_FALSE(settingsStore().has(SnmpLooper::kSettingsObject));
 
   EXPECT_EQ(loop->engineBoots, 0u);
@@ -101,9 +95,9 @@ TEST_F(SnmpLooperTest, EveryInitBumpsAndPersistsEngineBoots) {
   settingsStore().save(SnmpLooper::kSettingsObject, seed);
 
   {
-    StreamCapture out(1);
+    testing::internal::CaptureStdout();
     auto loop = startLooper();
-    EXPECT_EQ(out.text(), "engineBoots = 8\n");
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "engineBoots = 8\n");
     EXPECT_EQ(loop->engineBoots, 8u);
     EXPECT_EQ(loop->contact, "noc@example.net");
     EXPECT_EQ(loop->trapTarget, inet_addr("192.0.2.1"));
@@ -132,9 +126,10 @@ TEST_F(SnmpLooperTest, EveryInitBumpsAndPersistsEngineBoots) {
       f.seekp(-1, std::ios::end);
       f.put('\xff');
     }
-    StreamCapture err(2);
+    testing::internal::CaptureStderr();
     auto fallen = startLooper();
-    EXPECT_NE(err.text().find("its previous generation is used"), std::string::npos);
+    EXPECT_NE(testing::internal::GetCapturedStderr().find("its previous generation is used"),
+              std::string::npos);
     EXPECT_EQ(fallen->engineBoots, last + 1);
     EXPECT_TRUE(fallen->enabled);
     EXPECT_EQ(fallen->contact, "noc@example.net");
@@ -190,9 +185,9 @@ TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
   set.setU32(SnmpLooper::kEngineBoots, 41);
   set.setString(SnmpLooper::kEngineId, "edge-1");
 
-  StreamCapture err(2);
+  testing::internal::CaptureStderr();
   EXPECT_TRUE(loop->cmdSet(set).empty());
-  EXPECT_NE(err.text().find("cmd_set from 12\n"), std::string::npos);
+  EXPECT_NE(testing::internal::GetCapturedStderr().find("cmd_set from 12\n"), std::string::npos);
 
   EXPECT_EQ(loop->trapGenerators, (std::vector<uint32_t>{2, 0x0abc0001}));
   EXPECT_EQ(loop->trapTarget, inet_addr("10.0.0.2"));
@@ -221,28 +216,28 @@ TEST_F(SnmpLooperTest, GetNamesTheSenderOrCallsTheRequestBogonymous) {
   for (const auto& c : cases) {
     kx::message req;
     if (c.hasSource) req.setU32Array(kx::kSrcPath, c.source);
-    StreamCapture err(2);
+    testing::internal::CaptureStderr();
     EXPECT_EQ(loop->cmdGet(req), loop->getConfig());
-    EXPECT_EQ(err.text(), c.line);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), c.line);
   }
 }
 
 TEST_F(SnmpLooperTest, BusyPortLeavesTheServiceDisabledButWanted) {
   // A socket bound without SO_REUSEADDR keeps the port from the agent.
-  int blocker = ::socket(AF_INET, SOCK_DGRAM, 0);
-  sockaddr_in a = agent_test::ipv4("0.0.0.0", port);
-  ASSERT_EQ(::bind(blocker, reinterpret_cast<sockaddr*>(&a), sizeof a), 0);
+  const int blocker = agent_test::bindUdp(port);
+  ASSERT_GE(blocker, 0);
 
   auto loop = startLooper();
   kx::message set;
   set.setBool(SnmpLooper::kEnabled, true);
-  StreamCapture err(2);
+  testing::internal::CaptureStderr();
   loop->cmdSet(set);
   // The specified line, then the address, the port and the reason.
-  EXPECT_EQ(err.text(), "cannot create service connection\nsnmpd: cannot open UDP 0.0.0.0 port " +
-                            std::to_string(port) +
-                            ": Address already in use (another program holds it: stop it, or "
-                            "choose another --port)\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(),
+            "cannot create service connection\nsnmpd: cannot open UDP 0.0.0.0 port " +
+                std::to_string(port) +
+                ": Address already in use (another program holds it: stop it, or "
+                "choose another --port)\n");
   EXPECT_FALSE(loop->enabled);
   EXPECT_TRUE(loop->enableSetting);
   EXPECT_TRUE(stored().getBool(SnmpLooper::kEnabled));

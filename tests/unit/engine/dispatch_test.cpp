@@ -18,40 +18,44 @@ class Dispatch : public testing::Test {
 };
 
 TEST_F(Dispatch, SuccessThenMissingAnswersBothWithStatusAndIndexByteExact) {
-  Outcome o = dispatch(
-      request(1, "public", kGet, {kSysDescr + 0, kMissing}, 0x1234));
+  Outcome o = dispatch(request(1, "public", kGet, {kSysDescr + 0, kMissing}, 0x1234));
   const std::vector<unsigned char> expected = {
-      0x30, 0x3B, 0x02, 0x01, 0x01,                    // v2c
-      0x04, 0x06, 'p', 'u', 'b', 'l', 'i', 'c',        //
-      0xA2, 0x2E, 0x02, 0x02, 0x12, 0x34,              // response, id
-      0x02, 0x01, 0x02, 0x02, 0x01, 0x02,              // noSuchName at 2
-      0x30, 0x22,                                      //
-      0x30, 0x12, 0x06, 0x08, 0x2B, 6, 1, 2, 1, 1, 1, 0,  //
-      0x04, 0x06, 'r', 'o', 'u', 't', 'e', 'r',        //
-      0x30, 0x0C, 0x06, 0x08, 0x2B, 6, 1, 2, 1, 1, 2, 0, 0x05, 0x00};
+      0x30, 0x3B, 0x02, 0x01, 0x01,                              // v2c
+      0x04, 0x06, 'p',  'u',  'b',  'l',  'i', 'c',              //
+      0xA2, 0x2E, 0x02, 0x02, 0x12, 0x34,                        // response, id
+      0x02, 0x01, 0x02, 0x02, 0x01, 0x02,                        // noSuchName at 2
+      0x30, 0x22,                                                //
+      0x30, 0x12, 0x06, 0x08, 0x2B, 6,    1,   2,   1, 1, 1, 0,  //
+      0x04, 0x06, 'r',  'o',  'u',  't',  'e', 'r',              //
+      0x30, 0x0C, 0x06, 0x08, 0x2B, 6,    1,   2,   1, 1, 2, 0, 0x05, 0x00};
   EXPECT_EQ(o.bytes, expected);
   EXPECT_EQ(o.log, "");
 }
 
-TEST_F(Dispatch, ReadOnlyKeepsErrorIndexZeroByteExact) {
-  Outcome o = dispatch(request(
-      0, "public", kSet, {{kSysContact + 0, "x"}, {kSysContact + 0, "y"}}, 5));
-  const std::vector<unsigned char> expected = {
-      0x30, 0x26, 0x02, 0x01, 0x00,                    // v1
-      0x04, 0x06, 'p', 'u', 'b', 'l', 'i', 'c',        //
-      0xA2, 0x19, 0x02, 0x01, 0x05,                    //
-      0x02, 0x01, 0x04, 0x02, 0x01, 0x00,              // readOnly, index 0
-      0x30, 0x0E,                                      //
-      0x30, 0x0C, 0x06, 0x08, 0x2B, 6, 1, 2, 1, 1, 4, 0, 0x05, 0x00};
-  EXPECT_EQ(o.bytes, expected);
+TEST_F(Dispatch, ReadOnlyKeepsErrorIndexZeroByteExactInV1AndV2c) {
+  for (int version : {0, 1}) {
+    Outcome o = dispatch(
+        request(version, "public", kSet, {{kSysContact + 0, "x"}, {kSysContact + 0, "y"}}, 5));
+    const std::vector<unsigned char> expected = {
+        0x30, 0x26, 0x02, 0x01, static_cast<unsigned char>(version),  //
+        0x04, 0x06, 'p',  'u',  'b',
+        'l',  'i',  'c',               //
+        0xA2, 0x19, 0x02, 0x01, 0x05,  //
+        0x02, 0x01, 0x04, 0x02, 0x01,
+        0x00,        // readOnly, index 0
+        0x30, 0x0E,  //
+        0x30, 0x0C, 0x06, 0x08, 0x2B,
+        6,    1,    2,    1,    1,
+        4,    0,    0x05, 0x00};
+    EXPECT_EQ(o.bytes, expected) << version;
+  }
   EXPECT_EQ(mib.contact.sets, 0);
 }
 
 TEST_F(Dispatch, BindingsAfterTheFailingOneAreNeitherRunNorEchoed) {
-  Outcome o = dispatch(request(1, "private", kSet,
-                               {{kSysContact + 0, "first"},
-                                {OID("1.3.6.1.9"), "x"},
-                                {kSysContact + 0, "third"}}));
+  Outcome o = dispatch(
+      request(1, "private", kSet,
+              {{kSysContact + 0, "first"}, {OID("1.3.6.1.9"), "x"}, {kSysContact + 0, "third"}}));
   EXPECT_EQ(o.reply.status, 2);
   EXPECT_EQ(o.reply.index, 2);
   ASSERT_EQ(o.reply.bindings.size(), 2u);
@@ -71,8 +75,7 @@ TEST_F(Dispatch, BindingsAfterTheFailingOneAreNeitherRunNorEchoed) {
 }
 
 TEST_F(Dispatch, GetNextAnswersEveryBindingAndMissesPastTheEndInV2c) {
-  Outcome o = dispatch(
-      request(1, "public", kGetNext, {kSysDescr, kIfIndex, kIfDescr + 2}));
+  Outcome o = dispatch(request(1, "public", kGetNext, {kSysDescr, kIfIndex, kIfDescr + 2}));
   EXPECT_EQ(o.reply.status, 0);
   ASSERT_EQ(o.reply.bindings.size(), 3u);
   EXPECT_EQ(o.reply.bindings[0].first, kSysDescr + 0);
@@ -110,9 +113,8 @@ TEST_F(Dispatch, VersionsZeroToTwoAreAnsweredWithTheirOwnNumber) {
 }
 
 TEST_F(Dispatch, Version3IsDroppedSilently) {
-  const std::vector<unsigned char> v3 = {0x30, 0x0E, 0x02, 0x01, 0x03, 0x30,
-                                         0x09, 0x02, 0x01, 0x01, 0x02, 0x01,
-                                         0x00, 0x04, 0x01, 0x04};
+  const std::vector<unsigned char> v3 = {0x30, 0x0E, 0x02, 0x01, 0x03, 0x30, 0x09, 0x02,
+                                         0x01, 0x01, 0x02, 0x01, 0x00, 0x04, 0x01, 0x04};
   Outcome o = dispatch(v3);
   EXPECT_FALSE(o.answered);
   EXPECT_EQ(o.log, "");
@@ -127,10 +129,8 @@ TEST_F(Dispatch, GetBulkTrapsAndResponsesGetNoAnswer) {
 }
 
 TEST_F(Dispatch, UnreadableMessagesDropSilently) {
-  const std::vector<unsigned char> full =
-      request(1, "public", kGet, {kSysDescr + 0}, 0x1234);
-  std::vector<std::vector<unsigned char>> inputs = {
-      {}, {0x30}, {0x30, 0x05, 0x02, 0x01}};
+  const std::vector<unsigned char> full = request(1, "public", kGet, {kSysDescr + 0}, 0x1234);
+  std::vector<std::vector<unsigned char>> inputs = {{}, {0x30}, {0x30, 0x05, 0x02, 0x01}};
   // Cut the PDU inside request-id (15-18), error-status, error-index or
   // before the binding list (25), keeping the enclosing lengths right.
   ASSERT_EQ(full[13], kGet);
@@ -200,8 +200,7 @@ class RaisingLeaf : public Leaf {
 TEST_F(Dispatch, PathNotExistsSetsStatusAndEndsTheLoopWithIndexZero) {
   RaisingLeaf raising;
   addLeaf(OID("1.3.6.1.2.1.1.2"), &raising);
-  Outcome o = dispatch(
-      request(1, "public", kGet, {kSysDescr + 0, kMissing, kSysDescr + 0}));
+  Outcome o = dispatch(request(1, "public", kGet, {kSysDescr + 0, kMissing, kSysDescr + 0}));
   EXPECT_EQ(o.reply.status, 2);
   EXPECT_EQ(o.reply.index, 0);
   EXPECT_EQ(o.reply.bindings.size(), 2u);

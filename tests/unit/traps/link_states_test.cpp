@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/agent/agent_test_util.h"
 #include "tests/unit/data/bus_fixture.h"
 #include "traps/link_traps.h"
 #include "traps/trap_subscribers.h"
@@ -67,9 +66,9 @@ TEST_F(LinkBusTest, InterfacesSubscriberAddsItsMakerAndSubscription) {
 
   // A service that is not there: the maker stands, and one line says why
   // no events will come.
-  agent_test::StreamCapture err(2);
+  testing::internal::CaptureStderr();
   EXPECT_FALSE(subscribeToEvents({21, 0}, kLinkEventKind, kx::message()));
-  EXPECT_NE(err.text().find(
+  EXPECT_NE(testing::internal::GetCapturedStderr().find(
                 "\nno events 0x10004 from [21,0]: the service did not take the subscription\n"),
             std::string::npos);
 }

@@ -30,6 +30,7 @@ SCRIPTS = ENTERPRISE + ".8.1.1"
 # Objects that are not there: a column the script table lacks, a scalar's
 # other instance, missing rows, bridge objects not served.
 MISSES = [SCRIPTS + ".1.1", SYSTEM + ".1.1", ENTERPRISE + ".11.1.1.2.99", EXAMPLE + ".4.1.2.3",
+          "1.3.6.1.2.1.2.2.1.10.6",
           BRIDGE + ".4.3.1.2.1.2.3.4.5.6", BRIDGE + ".1.2.0", BRIDGE + ".2.3.0"]
 # SETs: community, version, OID, type and value; the value answered or the
 # error; the messages the agent then sends (reads aside); the line it writes.

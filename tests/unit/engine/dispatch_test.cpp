@@ -14,7 +14,7 @@ const char* const kAuthFailed = " authentification failed\n";
 
 class Dispatch : public testing::Test {
  protected:
-  TestMib mib;
+  FakeMib mib;
 };
 
 TEST_F(Dispatch, SuccessThenMissingAnswersBothWithStatusAndIndexByteExact) {

@@ -27,12 +27,6 @@ inline int bindUdp(uint16_t port) {
   return -1;
 }
 
-inline bool portIsFree(uint16_t port) {
-  const int fd = bindUdp(port);
-  if (fd >= 0) ::close(fd);
-  return fd >= 0;
-}
-
 // A UDP port nobody uses right now.
 inline uint16_t freePort() {
   const int fd = bindUdp(0);

@@ -82,9 +82,13 @@ class BusTest : public ::testing::Test {
   // A service at path [id]; the fixture owns it.
   ListService& serve(uint32_t id) {
     services_.push_back(std::make_unique<ListService>());
-    EXPECT_TRUE(looper_->listen(id));
-    looper_->addHandler(id, 0, services_.back().get());
+    serve(id, *services_.back());
     return *services_.back();
+  }
+  // The test's own service at path [id].
+  void serve(uint32_t id, kx::Handler& service) {
+    EXPECT_TRUE(looper_->listen(id));
+    looper_->addHandler(id, 0, &service);
   }
   // Moves both clocks on and fires the timers that fell due.
   void advance(uint32_t ticks) {

@@ -52,8 +52,7 @@ class InterfacesBusTest : public BusTest {
  protected:
   void SetUp() override {
     BusTest::SetUp();
-    ASSERT_TRUE(looper_->listen(20));
-    looper_->addHandler(20, 0, &list);
+    serve(20, list);
   }
   InterfaceList list;
 };

@@ -25,8 +25,7 @@ class LinkBusTest : public BusTest {
  protected:
   void SetUp() override {
     BusTest::SetUp();
-    ASSERT_TRUE(looper_->listen(20));
-    looper_->addHandler(20, 0, &service);
+    serve(20, service);
     linkStates.clear();
     trapMakers.clear();
   }

@@ -94,26 +94,31 @@ bool ask(uint16_t port, const std::vector<uint8_t>& request, std::chrono::millis
   return got;
 }
 
+bool startKxsim(const OurAgent& paths, const TempDir& root, const std::string& log,
+                ChildProcess* sim, std::string* error) {
+  std::vector<std::string> args = {paths.kxsim, "--root", root.path()};
+  if (!paths.journal.empty()) args.insert(args.end(), {"--journal", paths.journal});
+  args.push_back(paths.scenario);
+  if (!sim->start(args, log)) {
+    *error = "cannot start " + paths.kxsim;
+    return false;
+  }
+  const auto deadline = Clock::now() + kStartTimeout;
+  while (!fileHas(log, kKxsimReady)) {
+    if (!sim->alive() || Clock::now() >= deadline) {
+      *error = "kxsim did not come up; its log:\n" + logTail(log);
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return true;
+}
+
 bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, ChildProcess* sim,
                    ChildProcess* agent, std::string* error) {
   const std::string& dir = root.path();
-  if (!paths.kxsim.empty()) {
-    std::vector<std::string> args = {paths.kxsim, "--root", dir};
-    if (!paths.journal.empty()) args.insert(args.end(), {"--journal", paths.journal});
-    args.push_back(paths.scenario);
-    const std::string log = dir + "/kxsim.log";
-    if (!sim->start(args, log)) {
-      *error = "cannot start " + paths.kxsim;
-      return false;
-    }
-    const auto deadline = Clock::now() + kStartTimeout;
-    while (!fileHas(log, kKxsimReady)) {
-      if (!sim->alive() || Clock::now() >= deadline) {
-        *error = "kxsim did not come up; its log:\n" + logTail(log);
-        return false;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+  if (!paths.kxsim.empty() && !startKxsim(paths, root, dir + "/kxsim.log", sim, error)) {
+    return false;
   }
 
   const std::string seedLog = dir + "/seed.log";
@@ -131,8 +136,9 @@ bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, Ch
       return false;
     }
   }
-  // Traps, if any generator is on, go to a port nobody listens on.
-  const uint16_t trapPort = freeUdpPort();
+  // Traps, if any generator is on, go to a port nobody listens on unless
+  // one is given.
+  const uint16_t trapPort = paths.trapPort ? paths.trapPort : freeUdpPort();
   const std::string log = dir + "/snmpd.log";
   if (!agent->start({paths.snmpd, "--root", dir, "--port", std::to_string(port), "--trap-port",
                      std::to_string(trapPort ? trapPort : port)},

@@ -36,6 +36,8 @@ struct OurAgent {
   std::string scenario;  // kxsim's scenario
   std::string journal;   // kxsim's journal file, or empty
   bool v3Users = true;   // seed kV3Users beside the default community
+  // Where the agent sends its traps; 0: a port nobody listens on.
+  uint16_t trapPort = 0;
 };
 
 // Sends request to 127.0.0.1:port every 200 ms until a datagram comes back
@@ -43,6 +45,11 @@ struct OurAgent {
 // if non-null, exits.
 bool ask(uint16_t port, const std::vector<uint8_t>& request, std::chrono::milliseconds timeout,
          ChildProcess* server, std::vector<uint8_t>* reply);
+
+// Starts kxsim with its output appended to log under root and waits until
+// it serves.  On failure *error says what and why.
+bool startKxsim(const OurAgent& paths, const TempDir& root, const std::string& log,
+                ChildProcess* sim, std::string* error);
 
 // Starts kxsim (when named) and our agent under root on port, with the
 // default community and (paths.v3Users) kV3Users; the agent is ready when

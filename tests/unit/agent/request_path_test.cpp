@@ -35,6 +35,7 @@
 #include "engine/scalar_leaf.h"
 #include "kx/looper.h"
 #include "kx/store.h"
+#include "tests/unit/support/temp_root.h"
 
 // Every operator new of the process is counted: the request path must make
 // none once its storage is warm.
@@ -52,7 +53,7 @@ void operator delete(void* p, std::size_t) noexcept { std::free(p); }
 
 namespace {
 
-using agent_test::TempRoot;
+using test_support::TempRoot;
 using Bytes = std::vector<uint8_t>;
 
 const OID kBase("1.3.6.1.4.1.32473.9999");

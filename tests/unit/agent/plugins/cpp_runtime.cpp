@@ -2,7 +2,7 @@
 // exceptions thrown, caught, rethrown and carried in an exception_ptr,
 // dynamic_cast and typeid on the agent's classes, a string stream; and the
 // packers the example plug-in leaves out.  What it saw is served as
-// constants under 1.3.6.1.4.1.32473.1.98 (see test_agent_plugin.py).
+// constants under 1.3.6.1.4.1.32473.1.98 (see walks/router.walk).
 #include <exception>
 #include <sstream>
 #include <stdexcept>

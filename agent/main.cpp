@@ -18,10 +18,9 @@
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"
+#include "sarn_version.h"
 #include "traps/enterprise_trap.h"
 #include "traps/trap_maker.h"
-#include "sarn_version.h"
-#include "usm/crypto_setup.h"
 
 namespace {
 
@@ -116,9 +115,6 @@ int main(int argc, char** argv) {
   const int status = parseOptions(argc, argv, opts);
   if (status >= 0) return status;
   if (!opts.root.empty()) kx::setRoot(opts.root);
-
-  // Before anything touches OpenSSL (the looper derives v3 keys).
-  if (!setUpCrypto()) std::fprintf(stderr, "snmpd: OpenSSL could not be initialised\n");
 
   std::fprintf(stderr, "loop = new SnmpLooper();\n");
   std::srand(static_cast<unsigned>(std::time(nullptr)));

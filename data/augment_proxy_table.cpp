@@ -11,6 +11,11 @@ std::pair<OID, Data*> AugmentProxyTable::getNext(OID const& index) {
   return next;
 }
 
+Data* AugmentProxyTable::getNextRow(OID const& index, OID* next) {
+  Data* record = base_->getNextRow(index, next);
+  return record ? augment(*next, record) : nullptr;
+}
+
 bool AugmentProxyTable::set(OID const&, Data*) { return false; }
 
 unsigned int AugmentProxyTable::count() { return base_->count(); }

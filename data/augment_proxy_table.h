@@ -20,6 +20,7 @@ class AugmentProxyTable : public Table {
   // The base's next row with its record replaced by augment's result; a row
   // for which augment gives null is not skipped.
   std::pair<OID, Data*> getNext(OID const& index) override;
+  Data* getNextRow(OID const& index, OID* next) override;
   // Read-only: false.
   bool set(OID const& index, Data* record) override;
   // The base table's count.

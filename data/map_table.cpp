@@ -20,6 +20,14 @@ std::pair<OID, Data*> MapTable::getNext(OID const& index) {
   return {it->first, it->second};
 }
 
+Data* MapTable::getNextRow(OID const& index, OID* next) {
+  if (provider_) provider_->updateTables();
+  auto it = rows_.upper_bound(index);
+  if (it == rows_.end()) return nullptr;
+  *next = it->first;
+  return it->second;
+}
+
 bool MapTable::set(OID const&, Data* record) {
   if (provider_) provider_->setData(record);
   return false;

@@ -29,6 +29,7 @@ class MapTable : public Table, public TableProviderClient {
   // Refreshes, then the first row whose index is greater; an empty OID and
   // null after the last row.
   std::pair<OID, Data*> getNext(OID const& index) override;
+  Data* getNextRow(OID const& index, OID* next) override;
   // Hands the record to the provider's setData and returns false whatever
   // the outcome (the record was changed in place already).
   bool set(OID const& index, Data* record) override;

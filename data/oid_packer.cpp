@@ -4,6 +4,16 @@
 
 void OIDPacker::pack(Context& ctx, Data const* record) { ctx.out.addOID(get(record), tag); }
 
+void ConstOIDPacker::pack(Context& ctx, Data const*) { ctx.out.addOID(value_, tag); }
+
+void DataOIDPacker::pack(Context& ctx, Data const* record) {
+  if (record == nullptr) {
+    ctx.out.addOID(OID(), tag);  // can't be encoded: logged, nothing written
+  } else {
+    ctx.out.addOID(record->*member_, tag);
+  }
+}
+
 void OIDPacker::unpack(Data* record, Context& ctx) {
   OID value;
   if (ctx.in.getOID(&value)) set(record, value);

@@ -26,6 +26,8 @@ class OIDPacker : public Packer {
 class ConstOIDPacker : public OIDPacker {
  public:
   ConstOIDPacker(OID const& value, unsigned int tag) : OIDPacker(tag), value_(value) {}
+  // Writes the constant itself, without the copy get() makes.
+  void pack(Context& ctx, Data const* record) override;
   OID get(Data const*) override { return value_; }
   void set(Data*, OID const&) override {}
 
@@ -37,6 +39,9 @@ class ConstOIDPacker : public OIDPacker {
 class DataOIDPacker : public OIDPacker {
  public:
   DataOIDPacker(OID Data::*member, unsigned int tag) : OIDPacker(tag), member_(member) {}
+  // Writes the member itself, without the copy get() makes (so a subclass
+  // that overrides get overrides pack too).
+  void pack(Context& ctx, Data const* record) override;
   OID get(Data const* record) override { return record ? record->*member_ : OID(); }
   void set(Data* record, OID const& value) override {
     if (record) record->*member_ = value;

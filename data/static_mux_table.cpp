@@ -13,6 +13,13 @@ std::pair<OID, Data*> StaticMuxTable::getNext(OID const& index) {
   return {it->first, it->second ? it->second->get() : nullptr};
 }
 
+Data* StaticMuxTable::getNextRow(OID const& index, OID* next) {
+  auto it = rows_.upper_bound(index);
+  if (it == rows_.end()) return nullptr;
+  *next = it->first;
+  return it->second ? it->second->get() : nullptr;
+}
+
 bool StaticMuxTable::set(OID const& index, Data* record) {
   auto it = rows_.find(index);
   return it != rows_.end() && it->second && it->second->set(record);

@@ -17,6 +17,7 @@ class StaticMuxTable : public Table {
   // The next registered row and its provider's record, which may be null
   // (such a row is not skipped); an empty OID and null at the end.
   std::pair<OID, Data*> getNext(OID const& index) override;
+  Data* getNextRow(OID const& index, OID* next) override;
   // The row's provider's set; false for an unknown index.
   bool set(OID const& index, Data* record) override;
   // Registered rows.

@@ -42,12 +42,31 @@ OID StringPacker::setFromKey(Data* record, OID const& key) {
   return rest;
 }
 
+void ConstStringPacker::pack(Context& ctx, Data const*) { ctx.out.add(value_, tag); }
+
+void DataStringPacker::pack(Context& ctx, Data const* record) {
+  if (record == nullptr) {
+    ctx.out.add(nullptr, 0, tag);
+  } else {
+    ctx.out.add(record->*member_, tag);
+  }
+}
+
 std::string DataStringPacker::get(Data const* record) {
   return record ? record->*member_ : std::string();
 }
 
 void DataStringPacker::set(Data* record, std::string const& value) {
   if (record) record->*member_ = value;
+}
+
+void DataRawPacker::pack(Context& ctx, Data const* record) {
+  if (record == nullptr) {
+    ctx.out.add(nullptr, 0, tag);
+  } else {
+    const std::vector<unsigned char>& bytes = record->*member_;
+    ctx.out.add(bytes.data(), static_cast<unsigned int>(bytes.size()), tag);
+  }
 }
 
 std::string DataRawPacker::get(Data const* record) {

@@ -44,6 +44,8 @@ class ConstStringPacker : public StringPacker {
  public:
   ConstStringPacker(std::string const& value, unsigned int tag, unsigned int keyLength)
       : StringPacker(tag, keyLength), value_(value) {}
+  // Writes the constant itself, without the copy get() makes.
+  void pack(Context& ctx, Data const* record) override;
   std::string get(Data const*) override { return value_; }
   void set(Data*, std::string const&) override {}
 
@@ -57,6 +59,9 @@ class DataStringPacker : public StringPacker {
  public:
   DataStringPacker(std::string Data::*member, unsigned int tag, unsigned int keyLength)
       : StringPacker(tag, keyLength), member_(member) {}
+  // Writes the member itself, without the copy get() makes (so a subclass
+  // that overrides get overrides pack too).
+  void pack(Context& ctx, Data const* record) override;
   std::string get(Data const* record) override;
   void set(Data* record, std::string const& value) override;
 
@@ -67,9 +72,10 @@ class DataStringPacker : public StringPacker {
 // A byte-vector member of the record, seen as a string of its bytes.
 class DataRawPacker : public StringPacker {
  public:
-  DataRawPacker(std::vector<unsigned char> Data::*member, unsigned int tag,
-                unsigned int keyLength)
+  DataRawPacker(std::vector<unsigned char> Data::*member, unsigned int tag, unsigned int keyLength)
       : StringPacker(tag, keyLength), member_(member) {}
+  // Writes the member's bytes, without the string get() makes.
+  void pack(Context& ctx, Data const* record) override;
   std::string get(Data const* record) override;
   // Replaces the vector's contents with the string's bytes.
   void set(Data* record, std::string const& value) override;

@@ -432,6 +432,7 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
     return errorMsg(kErrNoService, "no destination path");
   }
   if (listening(dst[0])) return localExchange(msg);
+  looper_.beforeBlocking();
 
   const std::string bytes = msg.encode();
   if (bytes.size() > kMaxMessageSize) {
@@ -512,6 +513,7 @@ bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath, b
   if (listening(dst[0])) {
     return enqueue(Incoming{-1, 0, std::move(m)});
   }
+  looper_.beforeBlocking();
   const std::string bytes = m.encode();
   if (bytes.size() > kMaxMessageSize) {
     std::fprintf(stderr, "kx: message of %zu bytes for %s is too large; not sent\n", bytes.size(),

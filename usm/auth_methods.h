@@ -16,9 +16,11 @@
 struct evp_md_st;  // OpenSSL's EVP_MD
 
 struct AuthMethod {
-  const char* name;              // as managers spell it: "MD5", "SHA-256"
-  const evp_md_st* (*digest)();  // OpenSSL's EVP_md5, EVP_sha1, ...
-  unsigned macLength;            // octets of msgAuthenticationParameters
+  const char* name;  // as managers spell it: "MD5", "SHA-256"
+  // OpenSSL's EVP_md5, EVP_sha1, ... (loading libcrypto on first use);
+  // null when libcrypto can't be loaded.
+  const evp_md_st* (*digest)();
+  unsigned macLength;  // octets of msgAuthenticationParameters
 };
 
 // The method table, by index.

@@ -1,11 +1,10 @@
 #include "usm/privacy.h"
 
-#include <openssl/evp.h>
-
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
 
+#include "usm/crypto_library.h"
 #include "usm/priv_key.h"
 
 const PrivProtocol protocols[] = {
@@ -37,11 +36,13 @@ void makeSalt(uint32_t protocol, uint32_t engineBoots, uint8_t salt[kSaltLength]
 Key extendPrivKey(const Key& bKey, uint32_t protocol, const EVP_MD* method) {
   const PrivProtocol* p = privProtocol(protocol);
   if (p == nullptr || method == nullptr || bKey.empty()) return bKey;
+  // A method comes from a loaded libcrypto.
+  const CryptoLibrary& c = *cryptoLibrary();
   Key key = bKey;
   while (key.size() < p->keyLength) {
     uint8_t digest[EVP_MAX_MD_SIZE];
     unsigned n = 0;
-    if (EVP_Digest(key.data(), key.size(), digest, &n, method, nullptr) != 1) return bKey;
+    if (c.EVP_Digest(key.data(), key.size(), digest, &n, method, nullptr) != 1) return bKey;
     key.insert(key.end(), digest, digest + n);
   }
   return key;

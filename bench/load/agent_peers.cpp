@@ -49,10 +49,11 @@ bool probe(uint16_t port, ChildProcess* server, const std::string& log, std::str
 
 // The community store's objects: the default read community (a first
 // start would create it, but not beside other objects), then the users.
-std::vector<std::vector<std::string>> communityObjects() {
+std::vector<std::vector<std::string>> communityObjects(bool users) {
   std::vector<std::vector<std::string>> objects = {
       {"0x20000005=" + std::string(kCommunity), "0x00000006=true"}};
   for (const V3User& u : kV3Users) {
+    if (!users) break;
     objects.push_back(
         {"0x20000005=" + std::string(u.name), "0x00000006=true",
          "0x0800000f=" + std::to_string(u.level), "0x08000014=" + std::to_string(u.authMethod),
@@ -123,7 +124,7 @@ bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, Ch
   const std::string seedLog = dir + "/seed.log";
   std::vector<std::vector<std::string>> seeds = {
       {paths.kxctl, "--root", dir, "store", "put", kSettingsStore, "0", kEnabled, kTimeWindow}};
-  const std::vector<std::vector<std::string>> objects = communityObjects();
+  const std::vector<std::vector<std::string>> objects = communityObjects(paths.v3Users);
   for (size_t id = 0; id < objects.size(); ++id) {
     seeds.push_back(
         {paths.kxctl, "--root", dir, "store", "put", kCommunityStore, std::to_string(id)});

@@ -1,20 +1,38 @@
-"""snmpd against hand-made datagrams: GetBulk, which it does not answer, and
-hostile input (malformed and random datagrams, garbage on its bus socket)
-after which it must still answer."""
+"""snmpd against hand-made datagrams: GetBulk, which it does not answer,
+large requests among small ones, a burst from several sources while the
+agent waits on a slow service, and hostile input (malformed and random
+datagrams, garbage on its bus socket) after which it must still answer."""
 
 import glob
 import os
 import random
+import select
 import socket
 import subprocess
+import time
 import unittest
 
 import harness
-from snmp_ber import (GET, GETBULK, NO_SUCH_OID, REPLY_WAIT_S, ber_length, exchange,
-                      port_state, read_response, request)
+from snmp_ber import (GET, GETBULK, NO_SUCH_OID, REPLY_WAIT_S, RESPONSE, SET, ber_int,
+                      ber_length, exchange, pdu, port_state, read_response, request, tlv)
 
 # The largest UDP payload over IPv4.
 MAX_DATAGRAM = 65507
+
+
+def missing(size, request_id):
+    """A v2c GET of `size` bytes for a name that does not exist (the
+    agent's space, then arcs 1), and the reply it must get: that name echoed
+    with NULL, noSuchName at index 1."""
+    arcs = 0
+    for _ in range(4):
+        name = NO_SUCH_OID + ".1" * arcs
+        datagram = request(GET, "harbor", name, request_id=request_id)
+        # Each arc 1 is one byte; length fields grow as the name does.
+        arcs += size - len(datagram)
+    reply = tlv(0x30, ber_int(1) + tlv(0x04, b"harbor") +
+                pdu(RESPONSE, [name], request_id, fields=(2, 1)))
+    return datagram, reply
 
 
 class DatagramTest(unittest.TestCase):
@@ -54,6 +72,20 @@ class DatagramTest(unittest.TestCase):
                               stdin=subprocess.DEVNULL, timeout=30)
         self.assertIn(b"Timeout", done.stdout)
         self.assert_still_serving()
+
+    def test_large_requests_are_read_whole_among_small_ones(self):
+        # One after another from one socket, so that they are read together:
+        # the small ones fit a receive slot's share of the buffer, the large
+        # ones run on past it, up to 60,000 bytes.
+        sizes = [60, 60000, 60, 3000, 60, 60000, 2100]
+        pairs = [missing(size, 100 + i) for i, size in enumerate(sizes)]
+        self.assertEqual([len(d) for d, _ in pairs], sizes)
+        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+            s.settimeout(REPLY_WAIT_S * 5)
+            for datagram, _ in pairs:
+                s.sendto(datagram, ("127.0.0.1", self.port))
+            for _, reply in pairs:
+                self.assertEqual(s.recv(65536), reply)
 
     def test_malformed_datagrams_get_no_reply(self):
         good = request(GET, "harbor", NO_SUCH_OID)
@@ -116,6 +148,70 @@ class DatagramTest(unittest.TestCase):
                 s.send(packet)
         self.assertTrue(harness.kxctl_json(self.root, "get", "34")["0x00000001"])
         self.assert_still_serving()
+
+
+class BurstDuringBusWaitTest(unittest.TestCase):
+    """Four sources keep 32 GETs each in flight, 10,000 in all, while a
+    fifth keeps SETting a value whose service answers 50 ms late, so that
+    the agent waits on the bus again and again in the middle of a burst."""
+
+    SOURCES, PER_SOURCE, WINDOW = 4, 2500, 32
+    SYS_DESCR = "1.3.6.1.2.1.1.1.0"
+    SYS_NAME = "1.3.6.1.2.1.1.5.0"
+
+    def test_every_reply_arrives_in_order_per_source(self):
+        scenario = harness.with_fault(harness.example_scenario(), "24,1",
+                                      {"delay_ms": 50, "commands": ["set"]})
+        with harness.SnmpAgent(scenario, write_community="private") as agent:
+            got, sets = self.burst(agent.port)
+        for source, ids in enumerate(got):
+            expected = [source * 100000 + n for n in range(self.PER_SOURCE)]
+            self.assertEqual(ids, expected, "source %d: lost or out of order" % source)
+        self.assertGreaterEqual(sets, 3, "the agent hardly waited on the bus")
+
+    def burst(self, port):
+        """Request ids answered per source, in arrival order, and SETs done."""
+        sources = [socket.socket(socket.AF_INET, socket.SOCK_DGRAM) for _ in range(self.SOURCES)]
+        setter = socket.socket(socket.AF_INET, socket.SOCK_DGRAM)
+        try:
+            for s in sources + [setter]:
+                s.connect(("127.0.0.1", port))
+                s.setblocking(False)
+            sent = [0] * self.SOURCES
+            got = [[] for _ in range(self.SOURCES)]
+            sets, set_pending = 0, False
+            deadline = time.monotonic() + 120
+            while any(len(g) < self.PER_SOURCE for g in got):
+                self.assertLess(time.monotonic(), deadline, "replies stopped coming")
+                for i, s in enumerate(sources):
+                    while sent[i] < self.PER_SOURCE and sent[i] - len(got[i]) < self.WINDOW:
+                        s.send(request(GET, "harbor", self.SYS_DESCR, version=1,
+                                       request_id=i * 100000 + sent[i]))
+                        sent[i] += 1
+                if not set_pending and sets < 1000:
+                    setter.send(request(SET, "private", self.SYS_NAME,
+                                        tlv(0x04, b"burst %d" % sets), version=1,
+                                        request_id=sets))
+                    set_pending = True
+                ready, _, _ = select.select(sources + [setter], [], [], 1.0)
+                for s in ready:
+                    while True:
+                        try:
+                            data = s.recv(65536)
+                        except BlockingIOError:
+                            break
+                        r = read_response(data)
+                        if s is setter:
+                            self.assertEqual(r["error_status"], 0)
+                            sets, set_pending = sets + 1, False
+                            continue
+                        self.assertEqual((r["error_status"], r["bindings"][0][0]),
+                                         (0, self.SYS_DESCR))
+                        got[sources.index(s)].append(r["request_id"])
+            return got, sets
+        finally:
+            for s in sources + [setter]:
+                s.close()
 
 
 if __name__ == "__main__":

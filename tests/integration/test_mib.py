@@ -80,9 +80,12 @@ def refusing(path):
 
 
 def router_agent(scenario):
-    """snmpd in UTC with the example plug-in and a write community."""
-    plugin = os.path.join(harness.build_dir(), "examples", "plugin", "example.so")
-    return harness.SnmpAgent(scenario, prefix="sarn-mib-", settings=SETTINGS, plugins=[plugin],
+    """snmpd in UTC with a write community, the example plug-in and a C++
+    plug-in that throws, catches and casts with the runtime it shares with
+    the agent (what it saw is served under 1.3.6.1.4.1.32473.1.98)."""
+    plugins = [os.path.join(harness.build_dir(), "examples", "plugin", "example.so"),
+               os.path.join(harness.build_dir(), "tests", "agent_plugins", "cpp_runtime.so")]
+    return harness.SnmpAgent(scenario, prefix="sarn-mib-", settings=SETTINGS, plugins=plugins,
                              env=dict(os.environ, TZ="UTC"), write_community="private")
 
 

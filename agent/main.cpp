@@ -18,7 +18,6 @@
 #include "mibs/system_mib.h"
 #include "sarn_version.h"
 #include "traps/trap_sources.h"
-#include "usm/key_derivation.h"
 
 namespace {
 
@@ -113,9 +112,6 @@ int main(int argc, char** argv) {
   const int status = parseOptions(argc, argv, opts);
   if (status >= 0) return status;
   if (!opts.root.empty()) kx::setRoot(opts.root);
-
-  // Before anything touches OpenSSL (the looper derives v3 keys).
-  if (!setUpCrypto()) std::fprintf(stderr, "snmpd: OpenSSL could not be initialised\n");
 
   std::fprintf(stderr, "loop = new SnmpLooper();\n");
   std::srand(static_cast<unsigned>(std::time(nullptr)));

@@ -1,6 +1,7 @@
 #include "agent/snmp_looper.h"
 
 #include <cstdio>
+#include <string>
 
 #include "agent/community_keep.h"
 #include "kx/platform.h"
@@ -24,7 +25,8 @@ constexpr uint32_t kPolicies[][2] = {{1, 128}, {100, 704}};
 SnmpLooper::SnmpLooper()
     : kx::Looper(snmp::kServiceId, std::vector<unsigned>(kLooperParams, 0)),
       store(snmp::kSettingsStore, kStoreVersion),
-      community(snmp::kDefaultCommunity) {
+      community(snmp::kDefaultCommunity),
+      batch_(c_buf, kReceiveBufferSize) {
   std::fprintf(stderr, "communityKeep = new CommunityKeep;\n");
   CommunityKeep* keep = new CommunityKeep;
   communityKeep = keep;
@@ -73,7 +75,9 @@ void SnmpLooper::init() {
     // Persist the new boot count before the first request is served, and
     // announce it only then: no two starts use the same count.
     saveSettings(true);
-    std::printf("engineBoots = %u\n", engineBoots);
+    // Without printf: a start that logs nothing formatted keeps printf's
+    // machinery (a few hundred KB of the C library) out of memory.
+    std::fputs(("engineBoots = " + std::to_string(engineBoots) + "\n").c_str(), stdout);
   }
 
   if (enableSetting) {

@@ -15,6 +15,7 @@
 #include <vector>
 
 #include "agent/bulk_hint.h"
+#include "agent/request_batch.h"
 #include "kx/looper.h"
 #include "kx/message.h"
 #include "kx/snmp_keys.h"
@@ -55,8 +56,9 @@ class SnmpLooper : public kx::Looper, public V3ServerInfo {
   // No effect when not enabled.
   void disable();
 
-  // Socket callback: reads one datagram and sends the reply, if any, from
-  // the local address the request arrived on.
+  // Socket callback: answers the datagrams waiting on the service socket,
+  // at most RequestBatch::kCapacity of them, in arrival order, and sends
+  // the replies, each from the local address its request arrived on.
   void receive(int fd, int events);
   // One-shot timer armed at start: when trapGenerators holds the start-up
   // generator, sends the start-up trap (warmStart) through send_trap with
@@ -121,6 +123,14 @@ class SnmpLooper : public kx::Looper, public V3ServerInfo {
 
   // Explains dropped GetBulk requests in the log.
   BulkHint bulkHint;
+
+ protected:
+  // Sends the replies that are ready before the agent waits on the bus for
+  // a later request's data.
+  void beforeBlocking() override;
+
+ private:
+  RequestBatch batch_;
 };
 
 // The process's looper, set by its constructor; null before and after.
@@ -128,8 +138,8 @@ extern SnmpLooper* snmpLooper;
 
 // Size of the receive buffer: the largest datagram the service reads.
 constexpr size_t kReceiveBufferSize = 0x10000;
-// The one receive buffer, shared by all requests: each is decoded (the
-// request context copies it), answered and sent before the next is read.
+// The receive buffer: each of the requests read in one wake-up has its
+// share of it (RequestBatch), and the next wake-up reads into it again.
 extern unsigned char c_buf[kReceiveBufferSize];
 
 #endif  // AGENT_SNMP_LOOPER_H_

@@ -18,11 +18,6 @@ unsigned char c_buf[kReceiveBufferSize];
 
 namespace {
 
-// Room for exactly one IP_PKTINFO record (24 bytes on the 32-bit board,
-// more where cmsghdr is wider); the arrival address is the only ancillary
-// data the socket asks for.
-constexpr size_t kControlSize = CMSG_SPACE(sizeof(struct in_pktinfo));
-
 // Readiness the service socket waits for.
 constexpr int kReadable = POLLIN;
 
@@ -81,40 +76,33 @@ void SnmpLooper::disable() {
 }
 
 void SnmpLooper::receive(int fd, int) {
-  sockaddr_in peer;
-  std::memset(&peer, 0, sizeof peer);
-  alignas(cmsghdr) unsigned char control[kControlSize];
-  iovec iov;
-  iov.iov_base = c_buf;
-  iov.iov_len = sizeof c_buf;
-
-  msghdr hdr;
-  std::memset(&hdr, 0, sizeof hdr);
-  hdr.msg_name = &peer;
-  hdr.msg_namelen = sizeof peer;
-  hdr.msg_iov = &iov;
-  hdr.msg_iovlen = 1;
-  hdr.msg_control = control;
-  hdr.msg_controllen = sizeof control;
-  hdr.msg_flags = 0;
-
-  const ssize_t got = ::recvmsg(fd, &hdr, 0);
-  if (got < 0) return;
-
-  Context ctx(c_buf, static_cast<unsigned>(got));
-  ctx.v3Server = this;
-  if (!createReply(ctx, static_cast<int>(peer.sin_addr.s_addr))) {
-    if (ctx.droppedCommand == ber::kGetBulkRequest) {
-      bulkHint.note(peer.sin_addr.s_addr, kx::getUptime());
+  // Every datagram waiting is answered before the loop polls again, up to
+  // a bound that keeps bus commands and timers served, in arrival order.
+  // The replies go out together once all are answered, or before the agent
+  // waits on the bus (beforeBlocking).
+  batch_.restart();
+  while (enabled && sock == fd) {
+    const unsigned first = batch_.taken();
+    const unsigned asked = RequestBatch::kCapacity - first;
+    const unsigned got = batch_.receive(fd, asked);
+    for (unsigned i = first; i < first + got; ++i) {
+      // A SET that disabled the service closed the socket: what was read
+      // with it goes unanswered, like what was still waiting in it.
+      if (!enabled || sock != fd) return;
+      Context& ctx = batch_.request(i);
+      ctx.v3Server = this;
+      const uint32_t peer = batch_.peer(i);
+      const bool replied = createReply(ctx, static_cast<int>(peer));
+      if (!replied && ctx.droppedCommand == ber::kGetBulkRequest) {
+        bulkHint.note(peer, kx::getUptime());
+      }
+      batch_.done(i, replied);
     }
-    return;
+    if (got < asked || batch_.taken() == RequestBatch::kCapacity) break;  // drained, or full
   }
+  if (enabled && sock == fd) batch_.flush(fd);
+}
 
-  // The same header sends the reply back: the name is the sender, and the
-  // IP_PKTINFO record received is passed back unchanged, so the reply
-  // leaves from the local address the request arrived on.
-  const std::vector<uint8_t>& reply = ctx.out.bytes();
-  iov.iov_base = const_cast<uint8_t*>(reply.data());
-  iov.iov_len = reply.size();
-  ::sendmsg(fd, &hdr, 0);
+void SnmpLooper::beforeBlocking() {
+  if (enabled && batch_.waiting() > 0) batch_.flush(sock);
 }

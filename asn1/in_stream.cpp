@@ -25,15 +25,41 @@ constexpr std::size_t kUsualNesting = 8;
 
 }  // namespace
 
-InStream::InStream(const unsigned char* data, unsigned int len) : data_(data, data + len) {
+InStream::InStream(const unsigned char* data, unsigned int len)
+    : size_(len), copy_(data, data + len) {
+  data_ = copy_.data();
   seq_ends_.reserve(kUsualNesting);
 }
 
-int InStream::getType() const { return cursor_ < data_.size() ? data_[cursor_] : -1; }
+InStream::InStream(const InStream& other) { *this = other; }
+
+InStream& InStream::operator=(const InStream& other) {
+  if (this == &other) return *this;
+  copy_.assign(other.data_, other.data_ + other.size_);
+  data_ = copy_.data();
+  size_ = other.size_;
+  seq_ends_ = other.seq_ends_;
+  cursor_ = other.cursor_;
+  version_ = other.version_;
+  version_read_ = other.version_read_;
+  return *this;
+}
+
+void InStream::view(unsigned char* data, std::size_t len) {
+  data_ = data;
+  size_ = len;
+  seq_ends_.clear();
+  if (seq_ends_.capacity() == 0) seq_ends_.reserve(kUsualNesting);
+  cursor_ = 0;
+  version_ = -1;
+  version_read_ = false;
+}
+
+int InStream::getType() const { return cursor_ < size_ ? data_[cursor_] : -1; }
 
 bool InStream::readLen(std::size_t* pos, std::uint32_t* len) const {
   std::size_t p = *pos;
-  if (p >= data_.size()) return false;
+  if (p >= size_) return false;
   const std::uint8_t first = data_[p++];
   if (first < ber::kLongLengthBit) {
     *len = first;
@@ -49,7 +75,7 @@ bool InStream::readLen(std::size_t* pos, std::uint32_t* len) const {
     log("we can't support data lengths that long");
     return false;
   }
-  if (count > data_.size() - p) {
+  if (count > size_ - p) {
     log("malformed in getLen");
     return false;
   }
@@ -69,13 +95,17 @@ int InStream::getLen() {
 }
 
 InStream::Header InStream::readHeader(std::size_t* start, std::uint32_t* len) const {
-  if (cursor_ >= data_.size()) return Header::kFailed;
+  if (cursor_ >= size_) return Header::kFailed;
   std::size_t pos = cursor_ + 1;  // the tag is not looked at
   std::uint32_t n = 0;
-  if (!readLen(&pos, &n)) return Header::kFailed;
+  if (pos < size_ && data_[pos] < ber::kLongLengthBit) {
+    n = data_[pos++];  // the short form, nearly every length of a request
+  } else if (!readLen(&pos, &n)) {
+    return Header::kFailed;
+  }
   *start = pos;
   *len = n;
-  return n > data_.size() - pos ? Header::kOverflow : Header::kOk;
+  return n > size_ - pos ? Header::kOverflow : Header::kOk;
 }
 
 bool InStream::readContent(std::size_t* start, std::uint32_t* len, const char* overflow_msg) const {
@@ -103,7 +133,7 @@ void InStream::exitSeq() {
 }
 
 bool InStream::atSeqEnd() const {
-  const std::size_t end = seq_ends_.empty() ? data_.size() : seq_ends_.back();
+  const std::size_t end = seq_ends_.empty() ? size_ : seq_ends_.back();
   return cursor_ >= end;
 }
 
@@ -153,7 +183,7 @@ bool InStream::getString(std::string* value) {
   if (!readContent(&start, &len, "get string overflow of message")) {
     return false;
   }
-  value->assign(data_.begin() + start, data_.begin() + start + len);
+  value->assign(data_ + start, data_ + start + len);
   cursor_ = start + len;
   return true;
 }
@@ -163,40 +193,45 @@ bool InStream::getOID(OID* value) {
   std::uint32_t len = 0;
   const Header h = readHeader(&start, &len);
   if (h == Header::kOverflow) {
-    std::printf("SNMP InStream: get oid overflow of message%zu %u %zu\n", start, len, data_.size());
+    std::printf("SNMP InStream: get oid overflow of message%zu %u %zu\n", start, len, size_);
   }
   if (h != Header::kOk) return false;
 
-  OID oid;
-  oid.reserve(len + 1);  // never more arcs than content octets plus one
-  std::size_t p = start;
+  // An arc whose last content octet still has its top bit set goes on into
+  // the following bytes, up to the first octet without it; there must be
+  // one before the end of the data.  Checked first, so that a failure
+  // leaves the output as it was.
+  std::size_t end = start + len;
+  if (len > 1 && (data_[end - 1] & kOidMoreBit) != 0) {
+    while (end < size_ && (data_[end] & kOidMoreBit) != 0) ++end;
+    if (end >= size_) {
+      log("malformed oid");
+      return false;
+    }
+    ++end;
+  }
+
+  // Decoded into the caller's OID, whose storage is reused.
+  value->clear();
+  value->reserve(end - start + 1);  // never more arcs than octets plus one
   if (len == 0) {
-    oid = {0, 0};
+    value->push_back(0);
+    value->push_back(0);
   } else {
-    const std::uint8_t first = data_[p++];
-    oid.push_back(first / ber::kFirstArcFactor);
-    oid.push_back(first % ber::kFirstArcFactor);
-    // The remaining count goes negative when the last arc of the content is
-    // unterminated: that arc goes on into the following bytes, but never
-    // past the end of the data.
-    long remaining = static_cast<long>(len) - 1;
-    while (remaining > 0) {
-      unsigned int arc = 0;
-      std::uint8_t b = 0;
-      do {
-        if (p >= data_.size()) {
-          log("malformed oid");
-          return false;
-        }
-        b = data_[p++];
-        --remaining;
-        arc = (arc << kOidGroupBits) | (b & kOidGroupMask);
-      } while ((b & kOidMoreBit) != 0);
-      oid.push_back(arc);
+    const std::uint8_t first = data_[start];
+    value->push_back(first / ber::kFirstArcFactor);
+    value->push_back(first % ber::kFirstArcFactor);
+    unsigned int arc = 0;
+    for (std::size_t p = start + 1; p < end; ++p) {
+      const std::uint8_t b = data_[p];
+      arc = (arc << kOidGroupBits) | (b & kOidGroupMask);
+      if ((b & kOidMoreBit) == 0) {
+        value->push_back(arc);
+        arc = 0;
+      }
     }
   }
-  *value = std::move(oid);
-  cursor_ = p;
+  cursor_ = end;
   return true;
 }
 
@@ -221,7 +256,7 @@ bool InStream::getBits(std::vector<unsigned char>* value) {
     log("Invalid bitstring");
     return false;
   }
-  value->assign(data_.begin() + start, data_.begin() + start + len);
+  value->assign(data_ + start, data_ + start + len);
   cursor_ = start + len;
   return true;
 }
@@ -237,8 +272,8 @@ int InStream::getVersion() {
 }
 
 void InStream::truncate(std::size_t n) {
-  if (n >= data_.size()) return;
-  data_.resize(n);  // shrinking never reallocates
+  if (n >= size_) return;
+  size_ = n;
   if (cursor_ > n) cursor_ = n;
 }
 

@@ -1,7 +1,9 @@
 // InStream: a BER decoder over one received SNMP message.
 //
-// The stream copies the message on construction, so the caller's buffer may
-// be reused at once.  Values are read front to back.  Every getter first
+// The stream either copies the message (the constructor), so that the
+// caller's buffer may be reused at once, or reads it in place (view), for
+// the receive path, which keeps one buffer per datagram.  Values are read
+// front to back.  Every getter first
 // steps over one tag byte without looking at it (the caller knows, or peeks
 // with getType, what comes next), then reads a length, then checks that the
 // content lies inside the message.
@@ -24,8 +26,20 @@
 
 class InStream {
  public:
+  // An empty stream, until view() gives it a message.
+  InStream() = default;
   // Copies len bytes from data.
   InStream(const unsigned char* data, unsigned int len);
+  // A copy owns its bytes, whether the original did or viewed them.
+  InStream(const InStream& other);
+  InStream& operator=(const InStream& other);
+
+  // Starts over on the len bytes at data, read in place: they must stay
+  // valid and unchanged by others while the stream is used, and v3
+  // decryption writes into them.  Storage kept from earlier messages is
+  // reused, so a stream that serves one request after another doesn't
+  // allocate.
+  void view(unsigned char* data, std::size_t len);
 
   // The byte at the cursor, or -1 at the end of the data.  Doesn't advance.
   int getType() const;
@@ -65,21 +79,21 @@ class InStream {
   void reset();
 
   // True when every byte has been read.
-  bool atEnd() const { return cursor_ >= data_.size(); }
+  bool atEnd() const { return cursor_ >= size_; }
   // True when the cursor has reached the end of the innermost entered value
   // (or of the data when nothing is entered).
   bool atSeqEnd() const;
   // Offset of the cursor from the start of the message.
   std::size_t position() const { return cursor_; }
-  std::size_t size() const { return data_.size(); }
+  std::size_t size() const { return size_; }
 
   // The message bytes, for code that works on the message as a whole (the
-  // v3 digest).  Valid until the stream is destroyed; truncate() shortens
-  // it but never moves it.
-  const std::uint8_t* data() const { return data_.data(); }
+  // v3 digest).  Valid until the stream is destroyed or given another
+  // message; truncate() shortens it but never moves it.
+  const std::uint8_t* data() const { return data_; }
   // Writable access to the message, for code that transforms a part of it
   // in place (v3 decryption).  REQUIRES: the caller stays inside size().
-  std::uint8_t* mutableData() { return data_.data(); }
+  std::uint8_t* mutableData() { return data_; }
   // Drops every byte from offset n on (nothing when n >= size()), so that
   // reads stop there.  The cursor moves back to n if it lay beyond.
   void truncate(std::size_t n);
@@ -97,7 +111,9 @@ class InStream {
   // readHeader, logging overflow_msg on kOverflow.
   bool readContent(std::size_t* start, std::uint32_t* len, const char* overflow_msg) const;
 
-  std::vector<std::uint8_t> data_;
+  std::uint8_t* data_ = nullptr;  // the message: copy_'s bytes, or viewed
+  std::size_t size_ = 0;
+  std::vector<std::uint8_t> copy_;
   std::vector<std::size_t> seq_ends_;  // end offsets of entered values
   std::size_t cursor_ = 0;
   int version_ = -1;

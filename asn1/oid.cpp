@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cstring>
-#include <ostream>
 
 namespace {
 
@@ -65,9 +64,14 @@ OID& OID::operator+=(unsigned int arc) {
 }
 
 OID& OID::operator+=(const OID& arcs) {
-  // Copy first: arcs may be this OID itself.
-  const std::vector<unsigned int> tail(arcs);
-  insert(end(), tail.begin(), tail.end());
+  if (&arcs == this) {
+    // Appending to itself: the arcs' storage may move as this OID grows.
+    const size_type n = size();
+    reserve(2 * n);
+    for (size_type i = 0; i < n; ++i) push_back((*this)[i]);
+  } else {
+    insert(end(), arcs.begin(), arcs.end());
+  }
   return *this;
 }
 
@@ -181,13 +185,11 @@ bool operator==(const OID& a, const OID& b) {
 bool operator!=(const OID& a, const OID& b) { return !(a == b); }
 
 bool operator<(const OID& a, const OID& b) {
-  return std::lexicographical_compare(a.begin(), a.end(), b.begin(), b.end());
-}
-
-std::ostream& operator<<(std::ostream& os, const OID& oid) {
-  for (std::size_t i = 0; i < oid.size(); ++i) {
-    if (i != 0) os << '.';
-    os << oid[i];
-  }
-  return os;
+  // The first differing arc decides (one comparison per arc of the common
+  // prefix, which MIB keys share for most of their length); with none, the
+  // shorter is smaller.
+  const std::size_t common = std::min(a.size(), b.size());
+  const auto diff = std::mismatch(a.begin(), a.begin() + common, b.begin());
+  if (diff.first != a.begin() + common) return *diff.first < *diff.second;
+  return a.size() < b.size();
 }

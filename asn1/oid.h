@@ -90,7 +90,17 @@ bool operator!=(const OID& a, const OID& b);
 bool operator<(const OID& a, const OID& b);
 
 // Writes the arcs separated by dots, without a leading dot ("1.3.6").
-std::ostream& operator<<(std::ostream& os, const OID& oid);
+// Defined here, and only for whoever streams an OID: the daemon itself
+// logs through stdio and links no iostreams (their locale machinery is
+// about 400 KB of code).
+template <class Char, class Traits>
+std::basic_ostream<Char, Traits>& operator<<(std::basic_ostream<Char, Traits>& os, const OID& oid) {
+  for (std::size_t i = 0; i < oid.size(); ++i) {
+    if (i != 0) os << '.';
+    os << oid[i];
+  }
+  return os;
+}
 
 // Comparator of every OID-keyed ordered map.
 template <class T>

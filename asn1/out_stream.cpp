@@ -24,6 +24,7 @@ constexpr unsigned int kLength2Octets = 0x82;  // long form, two octets
 constexpr std::size_t kMaxOneOctetLength = 255;
 constexpr unsigned int kOidGroupBits = 7;
 constexpr std::uint8_t kOidMoreBit = 0x80;
+constexpr unsigned int kMaxOneOctetArc = 0x7F;
 
 // Number of octets of the minimal two's-complement form of the low n octets
 // of v: drop the top octet while it and the next octet's top bit (nine bits)
@@ -54,6 +55,13 @@ unsigned int decimal32(const char* text) {
 OutStream::OutStream() {
   data_.reserve(kInitialCapacity);
   open_seqs_.reserve(kUsualNesting);
+}
+
+void OutStream::reset() {
+  data_.clear();
+  open_seqs_.clear();
+  marks_[kAuthParamsMark] = marks_[kScopedPduMark] = 0;
+  error_status_pos_ = error_index_pos_ = 0;
 }
 
 void OutStream::startSeq(unsigned int tag) {
@@ -175,12 +183,20 @@ void OutStream::addOID(const OID& oid, unsigned int tag) {
   for (std::size_t i = 2; i < oid.size(); ++i) len += arcOctets(oid[i]);
   data_.push_back(static_cast<std::uint8_t>(tag));
   addLen(len);
-  data_.push_back(static_cast<std::uint8_t>(oid[0] * ber::kFirstArcFactor + oid[1]));
+  const std::size_t at = data_.size();
+  data_.resize(at + len);
+  std::uint8_t* out = data_.data() + at;
+  *out++ = static_cast<std::uint8_t>(oid[0] * ber::kFirstArcFactor + oid[1]);
   for (std::size_t i = 2; i < oid.size(); ++i) {
-    for (unsigned int g = arcOctets(oid[i]); g > 0; --g) {
-      std::uint8_t b = (oid[i] >> (kOidGroupBits * (g - 1))) & 0x7F;
+    const unsigned int arc = oid[i];
+    if (arc <= kMaxOneOctetArc) {  // the usual case
+      *out++ = static_cast<std::uint8_t>(arc);
+      continue;
+    }
+    for (unsigned int g = arcOctets(arc); g > 0; --g) {
+      std::uint8_t b = (arc >> (kOidGroupBits * (g - 1))) & 0x7F;
       if (g > 1) b |= kOidMoreBit;
-      data_.push_back(b);
+      *out++ = b;
     }
   }
 }

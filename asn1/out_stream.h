@@ -30,6 +30,10 @@ class OutStream {
 
   OutStream();
 
+  // Forgets the message, keeping the storage, so that a stream that writes
+  // one reply after another doesn't allocate.
+  void reset();
+
   // Opens a constructed value: tag, a placeholder length.
   void startSeq(unsigned int tag);
   // Closes the innermost open value, writing its length.  Content of 65536

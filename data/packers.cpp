@@ -66,12 +66,31 @@ OID StringPacker::setFromKey(Data* record, OID const& key) {
   return rest;
 }
 
+void ConstStringPacker::pack(Context& ctx, Data const*) { ctx.out.add(value_, tag); }
+
+void DataStringPacker::pack(Context& ctx, Data const* record) {
+  if (record == nullptr) {
+    ctx.out.add(nullptr, 0, tag);
+  } else {
+    ctx.out.add(record->*member_, tag);
+  }
+}
+
 std::string DataStringPacker::get(Data const* record) {
   return record ? record->*member_ : std::string();
 }
 
 void DataStringPacker::set(Data* record, std::string const& value) {
   if (record) record->*member_ = value;
+}
+
+void DataRawPacker::pack(Context& ctx, Data const* record) {
+  if (record == nullptr) {
+    ctx.out.add(nullptr, 0, tag);
+  } else {
+    const std::vector<unsigned char>& bytes = record->*member_;
+    ctx.out.add(bytes.data(), static_cast<unsigned int>(bytes.size()), tag);
+  }
 }
 
 std::string DataRawPacker::get(Data const* record) {
@@ -121,6 +140,16 @@ OID IPPacker::setFromKey(Data* record, OID const& key) {
 }
 
 void OIDPacker::pack(Context& ctx, Data const* record) { ctx.out.addOID(get(record), tag); }
+
+void ConstOIDPacker::pack(Context& ctx, Data const*) { ctx.out.addOID(value_, tag); }
+
+void DataOIDPacker::pack(Context& ctx, Data const* record) {
+  if (record == nullptr) {
+    ctx.out.addOID(OID(), tag);  // can't be encoded: logged, nothing written
+  } else {
+    ctx.out.addOID(record->*member_, tag);
+  }
+}
 
 void OIDPacker::unpack(Data* record, Context& ctx) {
   OID value;

@@ -110,6 +110,8 @@ class ConstStringPacker : public StringPacker {
  public:
   ConstStringPacker(std::string const& value, unsigned int tag, unsigned int keyLength)
       : StringPacker(tag, keyLength), value_(value) {}
+  // Writes the constant itself, without the copy get() makes.
+  void pack(Context& ctx, Data const* record) override;
   std::string get(Data const*) override { return value_; }
   void set(Data*, std::string const&) override {}
 
@@ -123,6 +125,9 @@ class DataStringPacker : public StringPacker {
  public:
   DataStringPacker(std::string Data::*member, unsigned int tag, unsigned int keyLength)
       : StringPacker(tag, keyLength), member_(member) {}
+  // Writes the member itself, without the copy get() makes (so a subclass
+  // that overrides get overrides pack too).
+  void pack(Context& ctx, Data const* record) override;
   std::string get(Data const* record) override;
   void set(Data* record, std::string const& value) override;
 
@@ -135,6 +140,8 @@ class DataRawPacker : public StringPacker {
  public:
   DataRawPacker(std::vector<unsigned char> Data::*member, unsigned int tag, unsigned int keyLength)
       : StringPacker(tag, keyLength), member_(member) {}
+  // Writes the member's bytes, without the string get() makes.
+  void pack(Context& ctx, Data const* record) override;
   std::string get(Data const* record) override;
   // Replaces the vector's contents with the string's bytes.
   void set(Data* record, std::string const& value) override;
@@ -211,6 +218,8 @@ class OIDPacker : public Packer {
 class ConstOIDPacker : public OIDPacker {
  public:
   ConstOIDPacker(OID const& value, unsigned int tag) : OIDPacker(tag), value_(value) {}
+  // Writes the constant itself, without the copy get() makes.
+  void pack(Context& ctx, Data const* record) override;
   OID get(Data const*) override { return value_; }
   void set(Data*, OID const&) override {}
 
@@ -222,6 +231,9 @@ class ConstOIDPacker : public OIDPacker {
 class DataOIDPacker : public OIDPacker {
  public:
   DataOIDPacker(OID Data::*member, unsigned int tag) : OIDPacker(tag), member_(member) {}
+  // Writes the member itself, without the copy get() makes (so a subclass
+  // that overrides get overrides pack too).
+  void pack(Context& ctx, Data const* record) override;
   OID get(Data const* record) override { return record ? record->*member_ : OID(); }
   void set(Data* record, OID const& value) override {
     if (record) record->*member_ = value;

@@ -9,6 +9,7 @@
 
 #include "engine/data.h"
 #include "engine/table.h"
+#include "kx/looper.h"
 #include "kx/runner.h"
 
 namespace {
@@ -85,6 +86,12 @@ void CacheUpdateTimeout::invalidateData() {
   clearCache();
   timerArmed_ = false;
   valid_ = false;
+}
+
+kx::message busExchange(kx::message& request) {
+  kx::Looper* looper = kx::getLooper();
+  if (looper == nullptr) return kx::errorMsg(kx::kErrNoService, "no bus");
+  return looper->exchangeMessage(request, kBusExchangeTimeout);
 }
 
 SingleProvider::SingleProvider() : CacheUpdateTimeout(kProviderIdleTicks, kProviderAgeTicks) {}

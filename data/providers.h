@@ -10,7 +10,6 @@
 
 #include "engine/data.h"
 #include "engine/data_provider.h"
-#include "kx/looper.h"
 #include "kx/message.h"
 
 class Table;
@@ -101,11 +100,7 @@ constexpr int kBusExchangeTimeout = 6000;
 // sender path to request.  Returns the reply, or an error reply ("no bus"
 // when the process has no looper, otherwise the looper's own error) when
 // there is none; never throws.
-inline kx::message busExchange(kx::message& request) {
-  kx::Looper* looper = kx::getLooper();
-  if (looper == nullptr) return kx::errorMsg(kx::kErrNoService, "no bus");
-  return looper->exchangeMessage(request, kBusExchangeTimeout);
-}
+kx::message busExchange(kx::message& request);
 
 // Limits of the paged list reads.
 

@@ -20,6 +20,14 @@ std::pair<OID, Data*> MapTable::getNext(OID const& index) {
   return {it->first, it->second};
 }
 
+Data* MapTable::getNextRow(OID const& index, OID* next) {
+  if (provider_) provider_->updateTables();
+  auto it = rows_.upper_bound(index);
+  if (it == rows_.end()) return nullptr;
+  *next = it->first;
+  return it->second;
+}
+
 bool MapTable::set(OID const&, Data* record) {
   if (provider_) provider_->setData(record);
   return false;
@@ -67,6 +75,13 @@ std::pair<OID, Data*> StaticMuxTable::getNext(OID const& index) {
   return {it->first, it->second ? it->second->get() : nullptr};
 }
 
+Data* StaticMuxTable::getNextRow(OID const& index, OID* next) {
+  auto it = rows_.upper_bound(index);
+  if (it == rows_.end()) return nullptr;
+  *next = it->first;
+  return it->second ? it->second->get() : nullptr;
+}
+
 bool StaticMuxTable::set(OID const& index, Data* record) {
   auto it = rows_.find(index);
   return it != rows_.end() && it->second && it->second->set(record);
@@ -87,6 +102,11 @@ std::pair<OID, Data*> AugmentProxyTable::getNext(OID const& index) {
   std::pair<OID, Data*> next = base_->getNext(index);
   if (next.second) next.second = augment(next.first, next.second);
   return next;
+}
+
+Data* AugmentProxyTable::getNextRow(OID const& index, OID* next) {
+  Data* record = base_->getNextRow(index, next);
+  return record ? augment(*next, record) : nullptr;
 }
 
 bool AugmentProxyTable::set(OID const&, Data*) { return false; }

@@ -63,6 +63,7 @@ class MapTable : public Table, public TableProviderClient {
   // Refreshes, then the first row whose index is greater; an empty OID and
   // null after the last row.
   std::pair<OID, Data*> getNext(OID const& index) override;
+  Data* getNextRow(OID const& index, OID* next) override;
   // Hands the record to the provider's setData and returns false whatever
   // the outcome (the record was changed in place already).
   bool set(OID const& index, Data* record) override;
@@ -102,6 +103,7 @@ class StaticMuxTable : public Table {
   // The next registered row and its provider's record, which may be null
   // (such a row is not skipped); an empty OID and null at the end.
   std::pair<OID, Data*> getNext(OID const& index) override;
+  Data* getNextRow(OID const& index, OID* next) override;
   // The row's provider's set; false for an unknown index.
   bool set(OID const& index, Data* record) override;
   // Registered rows.
@@ -130,6 +132,7 @@ class AugmentProxyTable : public Table {
   // The base's next row with its record replaced by augment's result; a row
   // for which augment gives null is not skipped.
   std::pair<OID, Data*> getNext(OID const& index) override;
+  Data* getNextRow(OID const& index, OID* next) override;
   // Read-only: false.
   bool set(OID const& index, Data* record) override;
   // The base table's count.

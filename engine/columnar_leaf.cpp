@@ -18,11 +18,11 @@ bool ColumnarLeaf::get(Context& ctx) {
 }
 
 bool ColumnarLeaf::getNext(Context& ctx) {
-  std::pair<OID, Data*> next = table_->getNext(ctx.oid);
-  if (next.second == nullptr) return false;
-  ctx.name += next.first;
+  Data* data = table_->getNextRow(ctx.oid, &ctx.rowIndex);
+  if (data == nullptr) return false;
+  ctx.name += ctx.rowIndex;
   ctx.out.addOID(ctx.name, ber::kObjectId);
-  packer_->pack(ctx, next.second);
+  packer_->pack(ctx, data);
   return true;
 }
 

@@ -1,5 +1,7 @@
 // Context: the state of one request, from the received bytes to the
-// finished response.  One per datagram, on the receive path's stack.
+// finished response.  One per datagram; the receive path keeps its contexts
+// and starts each anew with reset(), so that their storage (names, the
+// reply) serves request after request without allocating.
 #ifndef ENGINE_CONTEXT_H_
 #define ENGINE_CONTEXT_H_
 
@@ -22,6 +24,14 @@ class Context {
   // Copies len bytes of data into the input stream; data may be reused at
   // once.
   Context(unsigned char* data, unsigned len);
+  // A context with no request, for reset().
+  Context() = default;
+
+  // Starts a new request over the len bytes at data, which the input
+  // stream reads in place (see InStream::view): they must stay valid until
+  // the reply has been sent.  Every field starts over as in a new context;
+  // the storage of names, strings and streams is kept.
+  void reset(unsigned char* data, unsigned len);
 
   // The OID being worked on: the requested name, then (after the MIB
   // lookup) the instance part below the matched leaf.  A SET keeps the full
@@ -57,6 +67,15 @@ class Context {
   // The header of a v3 request, read by createReply; its byte strings view
   // `in`.
   V3Info v3;
+
+  // Scratch names of the engine, kept with the context so that their
+  // storage is reused: the binding's name as requested, echoed when the
+  // operation fails;
+  OID asked;
+  // the name a GETNEXT starts from;
+  OID from;
+  // the index of the next row of a table.
+  OID rowIndex;
 };
 
 #endif  // ENGINE_CONTEXT_H_

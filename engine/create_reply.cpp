@@ -77,10 +77,10 @@ bool answerBindings(Context& ctx, Operation operation, bool permitted, unsigned 
     if (!ctx.in.getOID(&ctx.oid)) return false;
     ++*index;
     // The operations rewrite ctx.oid; a failure echoes the name as asked.
-    const OID requested = ctx.oid;
+    ctx.asked = ctx.oid;
     *status = permitted ? operation(ctx) : refusal;
     if (*status != error_status::kNoError) {
-      ctx.out.addOID(requested, ber::kObjectId);
+      ctx.out.addOID(ctx.asked, ber::kObjectId);
       ctx.out.addNull(ber::kNull);
     }
     ctx.in.exitSeq();

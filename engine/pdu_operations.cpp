@@ -22,13 +22,15 @@ unsigned snmpGet(Context& ctx) {
   --it;
   const OID& key = it->first;
   if (!ctx.oid.startsWith(key)) return kNoSuchName;
+  // In place: assignments reuse the names' storage.
   ctx.name = key;
-  ctx.oid = ctx.oid.tail(key.size());
+  ctx.oid.erase(ctx.oid.begin(), ctx.oid.begin() + key.size());
   return it->second->get(ctx) ? kNoError : kNoSuchName;
 }
 
 unsigned snmpGetNext(Context& ctx) {
-  const OID request = ctx.oid;
+  ctx.from = ctx.oid;
+  const OID& request = ctx.from;
   auto it = leafs.upper_bound(request);
   if (it != leafs.begin()) {
     auto containing = std::prev(it);
@@ -37,9 +39,9 @@ unsigned snmpGetNext(Context& ctx) {
   for (; it != leafs.end(); ++it) {
     const OID& key = it->first;
     if (request.startsWith(key)) {
-      ctx.oid = request.tail(key.size());
+      ctx.oid.assign(request.begin() + key.size(), request.end());
     } else {
-      ctx.oid = OID();
+      ctx.oid.clear();
     }
     ctx.name = key;
     if (it->second->getNext(ctx)) return kNoError;

@@ -23,6 +23,16 @@ class Table {
   // Number of rows.
   virtual unsigned int count() = 0;
   virtual ~Table() = default;
+
+  // The same as getNext, with the row's index written into *next, whose
+  // storage is reused (when it answers null, *next may hold anything):
+  // what the request engine calls.  Tables that hold their rows override it to
+  // answer without allocating; by default it forwards to getNext.
+  virtual Data* getNextRow(OID const& index, OID* next) {
+    std::pair<OID, Data*> row = getNext(index);
+    if (row.second != nullptr) *next = std::move(row.first);
+    return row.second;
+  }
 };
 
 #endif  // ENGINE_TABLE_H_

@@ -76,6 +76,10 @@ class Looper : public Handler, public ThinRunner {
 
  protected:
   void beforePoll() override;
+  // Runs before the thread may block on another process: an exchange with,
+  // or a send to, a service outside this process.  The agent sends the
+  // replies it has ready here.
+  virtual void beforeBlocking() {}
 
  private:
   friend class Transport;

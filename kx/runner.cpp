@@ -1,6 +1,7 @@
 #include "kx/runner.h"
 
 #include <fcntl.h>
+#include <sys/epoll.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -26,15 +27,33 @@ std::vector<ThinRunner*>& registry() {
   return runners;
 }
 
-// poll() takes an int; longer waits are cut and simply loop again.
+// epoll_wait() takes an int; longer waits are cut and simply loop again.
 constexpr uint64_t kMaxPollWaitMs = 1u << 30;
+// Events taken per wait; more simply come with the next one.
+constexpr int kMaxEvents = 16;
+// The tag of the wake-up pipe's event; sockets' tags are never 0.
+constexpr uint64_t kWakeTag = 0;
+
+// A socket's event tag: its registration's generation and its number.
+uint64_t tagOf(uint64_t generation, int fd) {
+  return (generation << 32) | static_cast<uint32_t>(fd);
+}
 
 }  // namespace
 
 ThinRunner::ThinRunner() : clock_(monotonicNowMs) {
+  epollFd_ = epoll_create1(EPOLL_CLOEXEC);
+  if (epollFd_ < 0) {
+    std::fprintf(stderr, "kx: cannot create the runner's epoll set: %s\n", std::strerror(errno));
+  }
   if (pipe2(wakeFds_, O_NONBLOCK | O_CLOEXEC) != 0) {
     std::fprintf(stderr, "kx: cannot create the runner's wake-up pipe: %s\n", std::strerror(errno));
     wakeFds_[0] = wakeFds_[1] = -1;
+  } else if (epollFd_ >= 0) {
+    epoll_event ev{};
+    ev.events = EPOLLIN;
+    ev.data.u64 = kWakeTag;
+    epoll_ctl(epollFd_, EPOLL_CTL_ADD, wakeFds_[0], &ev);
   }
   std::lock_guard<std::mutex> lock(registryMutex());
   registry().push_back(this);
@@ -53,6 +72,7 @@ ThinRunner::~ThinRunner() {
   }
   if (wakeFds_[0] >= 0) close(wakeFds_[0]);
   if (wakeFds_[1] >= 0) close(wakeFds_[1]);
+  if (epollFd_ >= 0) close(epollFd_);
 }
 
 ThinRunner* getRunner() {
@@ -63,11 +83,23 @@ ThinRunner* getRunner() {
 
 void ThinRunner::addSocketFn(int fd, std::function<void(int, int)> cb, int events) {
   if (fd < 0) return;
+  const bool known = sockets_.count(fd) != 0;
+  const uint64_t generation = ++socketGeneration_ & 0xffffffffu;
   sockets_[fd] = Socket{std::make_shared<const std::function<void(int, int)>>(std::move(cb)),
-                        events, ++socketGeneration_};
+                        events, generation};
+  // poll's event bits are epoll's.
+  epoll_event ev{};
+  ev.events = static_cast<uint32_t>(events);
+  ev.data.u64 = tagOf(generation, fd);
+  if (epoll_ctl(epollFd_, known ? EPOLL_CTL_MOD : EPOLL_CTL_ADD, fd, &ev) != 0 &&
+      epoll_ctl(epollFd_, known ? EPOLL_CTL_ADD : EPOLL_CTL_MOD, fd, &ev) != 0) {
+    std::fprintf(stderr, "kx: cannot watch descriptor %d: %s\n", fd, std::strerror(errno));
+  }
 }
 
-void ThinRunner::removeSocket(int fd) { sockets_.erase(fd); }
+void ThinRunner::removeSocket(int fd) {
+  if (sockets_.erase(fd) != 0) epoll_ctl(epollFd_, EPOLL_CTL_DEL, fd, nullptr);
+}
 
 void ThinRunner::addTimerFn(const void* obj, const std::string& key, std::function<void()> fn,
                             unsigned ms) {
@@ -139,44 +171,33 @@ int ThinRunner::waitTimeMs(int maxWaitMs) const {
 int ThinRunner::runOnce(int maxWaitMs) {
   beforePoll();
 
-  std::vector<pollfd> fds;
-  std::vector<uint64_t> generations;
-  fds.swap(pollFds_);
-  generations.swap(pollGenerations_);
-  fds.clear();
-  generations.clear();
-  fds.reserve(sockets_.size() + 1);
-  generations.reserve(sockets_.size());
-  for (const auto& s : sockets_) {
-    fds.push_back(pollfd{s.first, static_cast<short>(s.second.events), 0});
-    generations.push_back(s.second.generation);
-  }
-  if (wakeFds_[0] >= 0) fds.push_back(pollfd{wakeFds_[0], POLLIN, 0});
-
-  int wait = stopFlag_ ? 0 : waitTimeMs(maxWaitMs);
-  int ready = poll(fds.data(), fds.size(), wait);
+  epoll_event events[kMaxEvents];
+  const int wait = stopFlag_ ? 0 : waitTimeMs(maxWaitMs);
+  const int ready = epoll_wait(epollFd_, events, kMaxEvents, wait);
   int ran = 0;
-  if (ready > 0) {
-    for (size_t i = 0; i < generations.size(); ++i) {
-      if (fds[i].revents == 0) continue;
-      // An earlier callback of this round may have removed or replaced it.
-      auto it = sockets_.find(fds[i].fd);
-      if (it == sockets_.end() || it->second.generation != generations[i]) continue;
-      // Held: the callback may remove its own registration.
-      const std::shared_ptr<const std::function<void(int, int)>> cb = it->second.cb;
-      (*cb)(fds[i].fd, fds[i].revents);
-      ++ran;
+  for (int i = 0; i < ready; ++i) {
+    const uint64_t tag = events[i].data.u64;
+    if (tag == kWakeTag) {
+      drainWakePipe();
+      continue;
     }
-    if (wakeFds_[0] >= 0 && fds.back().revents != 0) drainWakePipe();
-  } else if (ready < 0 && errno != EINTR) {
-    std::fprintf(stderr, "kx: poll failed: %s\n", std::strerror(errno));
+    const int fd = static_cast<int>(static_cast<uint32_t>(tag));
+    // An earlier callback of this round may have removed or replaced it.
+    auto it = sockets_.find(fd);
+    if (it == sockets_.end() || tagOf(it->second.generation, fd) != tag) continue;
+    // Held: the callback may remove its own registration.
+    const std::shared_ptr<const std::function<void(int, int)>> cb = it->second.cb;
+    (*cb)(fd, static_cast<int>(events[i].events));
+    ++ran;
   }
-  pollFds_.swap(fds);
-  pollGenerations_.swap(generations);
+  if (ready < 0 && errno != EINTR) {
+    std::fprintf(stderr, "kx: epoll_wait failed: %s\n", std::strerror(errno));
+  }
   return ran + fireDueTimers();
 }
 
 int ThinRunner::fireDueTimers() {
+  if (timers_.empty()) return 0;
   // Timers armed by the callbacks of this round wait for the next one, so a
   // timer that re-arms itself with 0 ms cannot starve the loop.
   const uint64_t lastSeq = timerSeq_;
@@ -204,7 +225,7 @@ int ThinRunner::run() {
       if (idle >= leaveMs_) break;
       wait = static_cast<int>(leaveMs_ - idle);
     }
-    if (runOnce(wait) > 0) idleSince = nowMs();
+    if (runOnce(wait) > 0 && leaveMs_ != 0) idleSince = nowMs();
   }
   // Cleared before the pipe is drained: a stop() in between then still
   // has its flag set for the next run(), and no byte is left to wake

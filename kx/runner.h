@@ -1,12 +1,16 @@
-// kx::ThinRunner: a single-threaded poll loop with sockets and one-shot timers.
+// kx::ThinRunner: a single-threaded event loop with sockets and one-shot
+// timers.
 //
-// Sockets are registered with a callback that runs when poll reports the
-// requested events.  Timers are one-shot and identified by (object, member
+// Sockets are registered with a callback that runs when the kernel reports
+// the requested events (epoll, level-triggered: a socket that still has
+// data is reported again).  Timers are one-shot and identified by (object, member
 // callback): arming the same pair again replaces the pending one, and
 // removeTimer cancels it.  A callback may add or remove sockets and timers,
 // including its own; removal takes effect at once.
 //
-// Not thread-safe: every call comes from the thread that runs the loop.
+// Not thread-safe: every call comes from the thread that runs the loop.  A
+// forked child must not use its parent's runner: both would share one epoll
+// set.
 #ifndef KX_RUNNER_H_
 #define KX_RUNNER_H_
 
@@ -36,9 +40,10 @@ class ThinRunner {
   ThinRunner(const ThinRunner&) = delete;
   ThinRunner& operator=(const ThinRunner&) = delete;
 
-  // Registers fd; callback(fd, revents) runs when poll reports any of
-  // events (POLLIN = 1, ...).  Replaces an earlier registration of fd.  The
-  // runner does not own fd.
+  // Registers fd; callback(fd, revents) runs when any of events is
+  // reported (POLLIN = 1, ...; errors and hang-ups always are).  Replaces an
+  // earlier registration of fd.  The runner does not own fd; remove it
+  // before closing it.
   template <class T>
   void addSocket(int fd, T* obj, void (T::*cb)(int, int), int events) {
     addSocketFn(
@@ -89,7 +94,7 @@ class ThinRunner {
   uint64_t nowMs() const;
 
  protected:
-  // Hook for subclasses: runs before each poll (the bus dispatches queued
+  // Hook for subclasses: runs before each wait (the bus dispatches queued
   // messages here).
   virtual void beforePoll() {}
 
@@ -124,13 +129,12 @@ class ThinRunner {
   uint64_t socketGeneration_ = 0;
   unsigned leaveMs_ = 0;
   volatile sig_atomic_t stopFlag_ = 0;
-  // Self-pipe: stop() writes a byte so a sleeping poll wakes at once.
+  // Self-pipe: stop() writes a byte so a sleeping wait wakes at once.
   int wakeFds_[2] = {-1, -1};
+  // The epoll set: every registered socket and the wake-up pipe, each
+  // tagged with its registration's generation (the pipe with 0).
+  int epollFd_ = -1;
   Clock clock_;
-  // Storage of the poll set, kept between iterations so a busy loop does
-  // not allocate; a nested runOnce finds it taken and uses its own.
-  std::vector<pollfd> pollFds_;
-  std::vector<uint64_t> pollGenerations_;
   int fireDueTimers();
   int waitTimeMs(int maxWaitMs) const;
   void drainWakePipe();

@@ -462,6 +462,7 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
     return errorMsg(kErrNoService, "no destination path");
   }
   if (listening(dst[0])) return localExchange(msg);
+  looper_.beforeBlocking();
 
   std::string bytes;
   if (!encodeWithin(msg, "request", pathText(dst), bytes)) {
@@ -526,6 +527,7 @@ bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath, b
   if (listening(dst[0])) {
     return enqueue(Incoming{-1, 0, std::move(m)});
   }
+  looper_.beforeBlocking();
   std::string bytes;
   if (!encodeWithin(m, "message", pathText(dst), bytes)) return false;
   int err = 0;

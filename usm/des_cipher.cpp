@@ -1,12 +1,8 @@
-// DES-CBC of the user-based security model.  Single DES lives only in
-// OpenSSL's deprecated low-level interface (its EVP form needs the legacy
-// provider, which the agent does not load), so this one file silences the
-// deprecation.
-#define OPENSSL_SUPPRESS_DEPRECATED
-#include <openssl/des.h>
-
+// DES-CBC of the user-based security model, through OpenSSL's low-level
+// DES functions (see crypto_library.h).
 #include <cstring>
 
+#include "usm/crypto_library.h"
 #include "usm/privacy.h"
 
 namespace {
@@ -17,10 +13,10 @@ constexpr std::size_t kPreIvLength = 8;
 
 class DesState : public CipherState {
  public:
-  explicit DesState(const Key& key) {
+  DesState(const CryptoLibrary& crypto, const Key& key) : crypto_(crypto) {
     DES_cblock desKey;
     std::memcpy(desKey, key.data(), kDesKeyLength);
-    DES_key_sched(&desKey, &schedule_);
+    crypto_.DES_key_sched(&desKey, &schedule_);
     std::memcpy(preIv_, key.data() + kDesKeyLength, kPreIvLength);
   }
 
@@ -30,12 +26,13 @@ class DesState : public CipherState {
     DES_cblock iv;
     for (std::size_t i = 0; i < kPreIvLength; ++i) iv[i] = preIv_[i] ^ salt[i];
     // Reads each block before writing it: input and output may be the same.
-    DES_ncbc_encrypt(data, data, static_cast<long>(length), &schedule_, &iv,
-                     encrypt ? DES_ENCRYPT : DES_DECRYPT);
+    crypto_.DES_ncbc_encrypt(data, data, static_cast<long>(length), &schedule_, &iv,
+                             encrypt ? DES_ENCRYPT : DES_DECRYPT);
     return true;
   }
 
  private:
+  const CryptoLibrary& crypto_;
   DES_key_schedule schedule_;
   uint8_t preIv_[kPreIvLength];
 };
@@ -43,5 +40,6 @@ class DesState : public CipherState {
 }  // namespace
 
 std::unique_ptr<CipherState> makeDesState(const Key& key) {
-  return std::make_unique<DesState>(key);
+  const CryptoLibrary* c = cryptoLibrary();
+  return c ? std::make_unique<DesState>(*c, key) : nullptr;
 }

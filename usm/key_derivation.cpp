@@ -1,19 +1,30 @@
 #include "usm/key_derivation.h"
 
-#include <openssl/crypto.h>
-#include <openssl/evp.h>
-
 #include <algorithm>
 #include <iterator>
 #include <memory>
 
+#include "usm/crypto_library.h"
+
+namespace {
+
+// The digest behind one of libcrypto's getters, loading the library on
+// first use; null when it can't be loaded.
+template <decltype(&::EVP_md5) CryptoLibrary::*getter>
+const EVP_MD* lazyDigest() {
+  const CryptoLibrary* crypto = cryptoLibrary();
+  return crypto ? (crypto->*getter)() : nullptr;
+}
+
+}  // namespace
+
 const AuthMethod methods[] = {
-    {"MD5", EVP_md5, 12},         // HMAC-MD5-96
-    {"SHA-1", EVP_sha1, 12},      // HMAC-SHA-96
-    {"SHA-224", EVP_sha224, 16},  // HMAC-128-SHA-224
-    {"SHA-256", EVP_sha256, 24},  // HMAC-192-SHA-256
-    {"SHA-384", EVP_sha384, 32},  // HMAC-256-SHA-384
-    {"SHA-512", EVP_sha512, 48},  // HMAC-384-SHA-512
+    {"MD5", lazyDigest<&CryptoLibrary::EVP_md5>, 12},         // HMAC-MD5-96
+    {"SHA-1", lazyDigest<&CryptoLibrary::EVP_sha1>, 12},      // HMAC-SHA-96
+    {"SHA-224", lazyDigest<&CryptoLibrary::EVP_sha224>, 16},  // HMAC-128-SHA-224
+    {"SHA-256", lazyDigest<&CryptoLibrary::EVP_sha256>, 24},  // HMAC-192-SHA-256
+    {"SHA-384", lazyDigest<&CryptoLibrary::EVP_sha384>, 32},  // HMAC-256-SHA-384
+    {"SHA-512", lazyDigest<&CryptoLibrary::EVP_sha512>, 48},  // HMAC-384-SHA-512
 };
 const std::size_t kAuthMethodCount = std::size(methods);
 
@@ -30,10 +41,13 @@ constexpr std::size_t kPasswordBlock = 64;
 constexpr uint8_t kInnerPad = 0x36;
 constexpr uint8_t kOuterPad = 0x5c;
 
+// A method comes from a loaded libcrypto: these run only with one.
 struct CtxFree {
-  void operator()(EVP_MD_CTX* ctx) const { EVP_MD_CTX_free(ctx); }
+  void operator()(EVP_MD_CTX* ctx) const { cryptoLibrary()->EVP_MD_CTX_free(ctx); }
 };
 using Ctx = std::unique_ptr<EVP_MD_CTX, CtxFree>;
+
+Ctx newCtx() { return Ctx(cryptoLibrary()->EVP_MD_CTX_new()); }
 
 const EVP_MD* digestOf(uint32_t index) {
   const AuthMethod* m = authMethod(index);
@@ -44,8 +58,9 @@ const EVP_MD* digestOf(uint32_t index) {
 
 Key passwordToAKey(const std::string& password, const EVP_MD* method) {
   if (password.empty() || method == nullptr) return Key();
-  Ctx ctx(EVP_MD_CTX_new());
-  if (!ctx || EVP_DigestInit_ex(ctx.get(), method, nullptr) != 1) return Key();
+  const CryptoLibrary& c = *cryptoLibrary();
+  Ctx ctx = newCtx();
+  if (!ctx || c.EVP_DigestInit_ex(ctx.get(), method, nullptr) != 1) return Key();
   uint8_t block[kPasswordBlock];
   std::size_t k = 0;  // position in the password of the next byte
   for (std::size_t done = 0; done < kPasswordStreamLength; done += kPasswordBlock) {
@@ -53,11 +68,11 @@ Key passwordToAKey(const std::string& password, const EVP_MD* method) {
       b = static_cast<uint8_t>(password[k]);
       if (++k == password.size()) k = 0;
     }
-    if (EVP_DigestUpdate(ctx.get(), block, sizeof block) != 1) return Key();
+    if (c.EVP_DigestUpdate(ctx.get(), block, sizeof block) != 1) return Key();
   }
   Key key(EVP_MAX_MD_SIZE);
   unsigned n = 0;
-  if (EVP_DigestFinal_ex(ctx.get(), key.data(), &n) != 1) return Key();
+  if (c.EVP_DigestFinal_ex(ctx.get(), key.data(), &n) != 1) return Key();
   key.resize(n);
   return key;
 }
@@ -68,14 +83,15 @@ Key passwordToAKey(const std::string& password, uint32_t method) {
 
 Key aKeyToBKey(const Key& aKey, const std::string& engineID, const EVP_MD* method) {
   if (method == nullptr) return Key();
-  Ctx ctx(EVP_MD_CTX_new());
+  const CryptoLibrary& c = *cryptoLibrary();
+  Ctx ctx = newCtx();
   Key key(EVP_MAX_MD_SIZE);
   unsigned n = 0;
-  if (!ctx || EVP_DigestInit_ex(ctx.get(), method, nullptr) != 1 ||
-      EVP_DigestUpdate(ctx.get(), aKey.data(), aKey.size()) != 1 ||
-      EVP_DigestUpdate(ctx.get(), engineID.data(), engineID.size()) != 1 ||
-      EVP_DigestUpdate(ctx.get(), aKey.data(), aKey.size()) != 1 ||
-      EVP_DigestFinal_ex(ctx.get(), key.data(), &n) != 1) {
+  if (!ctx || c.EVP_DigestInit_ex(ctx.get(), method, nullptr) != 1 ||
+      c.EVP_DigestUpdate(ctx.get(), aKey.data(), aKey.size()) != 1 ||
+      c.EVP_DigestUpdate(ctx.get(), engineID.data(), engineID.size()) != 1 ||
+      c.EVP_DigestUpdate(ctx.get(), aKey.data(), aKey.size()) != 1 ||
+      c.EVP_DigestFinal_ex(ctx.get(), key.data(), &n) != 1) {
     return Key();
   }
   key.resize(n);
@@ -88,7 +104,8 @@ Key aKeyToBKey(const Key& aKey, const std::string& engineID, uint32_t method) {
 
 Key bKeyToDKey(const Key& bKey, const EVP_MD* method) {
   if (method == nullptr) return Key();
-  const std::size_t block = static_cast<std::size_t>(EVP_MD_get_block_size(method));
+  const std::size_t block =
+      static_cast<std::size_t>(cryptoLibrary()->EVP_MD_get_block_size(method));
   Key dKey(2 * block);
   for (std::size_t i = 0; i < block; ++i) {
     const uint8_t k = i < bKey.size() ? bKey[i] : 0;
@@ -120,10 +137,10 @@ namespace {
 // Zeros fed in place of the authentication parameters.
 constexpr uint8_t kZeros[kMaxBlockLength] = {};
 
-bool feedZeros(EVP_MD_CTX* ctx, std::size_t n) {
+bool feedZeros(const CryptoLibrary& crypto, EVP_MD_CTX* ctx, std::size_t n) {
   while (n > 0) {
     const std::size_t chunk = std::min(n, sizeof kZeros);
-    if (EVP_DigestUpdate(ctx, kZeros, chunk) != 1) return false;
+    if (crypto.EVP_DigestUpdate(ctx, kZeros, chunk) != 1) return false;
     n -= chunk;
   }
   return true;
@@ -134,24 +151,30 @@ bool feedZeros(EVP_MD_CTX* ctx, std::size_t n) {
 HmacKey::~HmacKey() { clear(); }
 
 void HmacKey::clear() {
-  EVP_MD_CTX_free(inner_);
-  EVP_MD_CTX_free(outer_);
-  EVP_MD_CTX_free(work_);
+  // States exist only once libcrypto is loaded.
+  if (inner_ || outer_ || work_) {
+    const CryptoLibrary* crypto = cryptoLibrary();
+    crypto->EVP_MD_CTX_free(inner_);
+    crypto->EVP_MD_CTX_free(outer_);
+    crypto->EVP_MD_CTX_free(work_);
+  }
   inner_ = outer_ = work_ = nullptr;
   dKey_.clear();
 }
 
 bool HmacKey::assign(const Key& dKey, const EVP_MD* method) {
   clear();
+  // A method comes from a loaded libcrypto.
   if (method == nullptr) return false;
-  inner_ = EVP_MD_CTX_new();
-  outer_ = EVP_MD_CTX_new();
-  work_ = EVP_MD_CTX_new();
+  const CryptoLibrary& c = *cryptoLibrary();
+  inner_ = c.EVP_MD_CTX_new();
+  outer_ = c.EVP_MD_CTX_new();
+  work_ = c.EVP_MD_CTX_new();
   const std::size_t half = dKey.size() / 2;
-  const bool ok = inner_ && outer_ && work_ && EVP_DigestInit_ex(inner_, method, nullptr) == 1 &&
-                  EVP_DigestUpdate(inner_, dKey.data(), half) == 1 &&
-                  EVP_DigestInit_ex(outer_, method, nullptr) == 1 &&
-                  EVP_DigestUpdate(outer_, dKey.data() + half, half) == 1;
+  const bool ok = inner_ && outer_ && work_ && c.EVP_DigestInit_ex(inner_, method, nullptr) == 1 &&
+                  c.EVP_DigestUpdate(inner_, dKey.data(), half) == 1 &&
+                  c.EVP_DigestInit_ex(outer_, method, nullptr) == 1 &&
+                  c.EVP_DigestUpdate(outer_, dKey.data() + half, half) == 1;
   if (!ok) {
     clear();
     return false;
@@ -163,22 +186,18 @@ bool HmacKey::assign(const Key& dKey, const EVP_MD* method) {
 unsigned HmacKey::digest(const uint8_t* message, std::size_t size, std::size_t hole,
                          std::size_t holeLength, uint8_t out[kMaxDigestLength]) const {
   if (empty() || hole > size || holeLength > size - hole) return 0;
+  const CryptoLibrary& c = *cryptoLibrary();
   uint8_t inner[EVP_MAX_MD_SIZE];
   unsigned innerLength = 0;
   unsigned outLength = 0;
   const std::size_t after = hole + holeLength;
-  const bool ok =
-      EVP_MD_CTX_copy_ex(work_, inner_) == 1 && EVP_DigestUpdate(work_, message, hole) == 1 &&
-      feedZeros(work_, holeLength) && EVP_DigestUpdate(work_, message + after, size - after) == 1 &&
-      EVP_DigestFinal_ex(work_, inner, &innerLength) == 1 &&
-      EVP_MD_CTX_copy_ex(work_, outer_) == 1 && EVP_DigestUpdate(work_, inner, innerLength) == 1 &&
-      EVP_DigestFinal_ex(work_, out, &outLength) == 1;
+  const bool ok = c.EVP_MD_CTX_copy_ex(work_, inner_) == 1 &&
+                  c.EVP_DigestUpdate(work_, message, hole) == 1 &&
+                  feedZeros(c, work_, holeLength) &&
+                  c.EVP_DigestUpdate(work_, message + after, size - after) == 1 &&
+                  c.EVP_DigestFinal_ex(work_, inner, &innerLength) == 1 &&
+                  c.EVP_MD_CTX_copy_ex(work_, outer_) == 1 &&
+                  c.EVP_DigestUpdate(work_, inner, innerLength) == 1 &&
+                  c.EVP_DigestFinal_ex(work_, out, &outLength) == 1;
   return ok ? outLength : 0;
-}
-
-bool setUpCrypto() {
-  return OPENSSL_init_crypto(OPENSSL_INIT_NO_LOAD_CONFIG | OPENSSL_INIT_NO_ADD_ALL_CIPHERS |
-                                 OPENSSL_INIT_NO_ADD_ALL_DIGESTS |
-                                 OPENSSL_INIT_NO_LOAD_CRYPTO_STRINGS,
-                             nullptr) == 1;
 }

@@ -1,6 +1,6 @@
 // Authentication keys of the user-based security model: the digest
 // methods, the key chain from password to HMAC pad blocks, the key a user
-// signs and checks messages with, and how the agent sets OpenSSL up.
+// signs and checks messages with.
 #ifndef USM_KEY_DERIVATION_H_
 #define USM_KEY_DERIVATION_H_
 
@@ -21,9 +21,11 @@
 struct evp_md_st;  // OpenSSL's EVP_MD
 
 struct AuthMethod {
-  const char* name;              // as managers spell it: "MD5", "SHA-256"
-  const evp_md_st* (*digest)();  // OpenSSL's EVP_md5, EVP_sha1, ...
-  unsigned macLength;            // octets of msgAuthenticationParameters
+  const char* name;  // as managers spell it: "MD5", "SHA-256"
+  // OpenSSL's EVP_md5, EVP_sha1, ... (loading libcrypto on first use);
+  // null when libcrypto can't be loaded.
+  const evp_md_st* (*digest)();
+  unsigned macLength;  // octets of msgAuthenticationParameters
 };
 
 // The method table, by index.
@@ -125,15 +127,5 @@ class HmacKey {
   evp_md_ctx_st* outer_ = nullptr;  // after the outer pad block
   evp_md_ctx_st* work_ = nullptr;   // scratch for every digest
 };
-
-// How the agent sets OpenSSL up.
-
-// Initialises OpenSSL's libcrypto for the agent's few algorithms: without
-// reading the system's openssl.cnf (the algorithms are fixed by the
-// `methods` and `protocols` tables) and without loading every cipher,
-// digest and error string up front, which keeps about 600 KB out of the
-// daemon's resident memory.  Takes effect only as the process's first use
-// of OpenSSL: call it at start.  False when OpenSSL refuses.
-bool setUpCrypto();
 
 #endif  // USM_KEY_DERIVATION_H_

@@ -1,11 +1,11 @@
 #include "usm/privacy.h"
 
-#include <openssl/evp.h>
-
 #include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
+
+#include "usm/crypto_library.h"
 
 const PrivProtocol protocols[] = {
     {"DES", 16, 8},      // CBC-DES: 8 key octets, 8 pre-IV octets
@@ -37,11 +37,13 @@ void makeSalt(uint32_t protocol, uint32_t engineBoots, uint8_t salt[kSaltLength]
 Key extendPrivKey(const Key& bKey, uint32_t protocol, const EVP_MD* method) {
   const PrivProtocol* p = privProtocol(protocol);
   if (p == nullptr || method == nullptr || bKey.empty()) return bKey;
+  // A method comes from a loaded libcrypto.
+  const CryptoLibrary& c = *cryptoLibrary();
   Key key = bKey;
   while (key.size() < p->keyLength) {
     uint8_t digest[EVP_MAX_MD_SIZE];
     unsigned n = 0;
-    if (EVP_Digest(key.data(), key.size(), digest, &n, method, nullptr) != 1) return bKey;
+    if (c.EVP_Digest(key.data(), key.size(), digest, &n, method, nullptr) != 1) return bKey;
     key.insert(key.end(), digest, digest + n);
   }
   return key;
@@ -85,22 +87,22 @@ namespace {
 
 constexpr std::size_t kIvLength = 16;
 
-const EVP_CIPHER* cfbCipher(unsigned keyLength) {
+const EVP_CIPHER* cfbCipher(const CryptoLibrary& c, unsigned keyLength) {
   switch (keyLength) {
     case 16:
-      return EVP_aes_128_cfb128();
+      return c.EVP_aes_128_cfb128();
     case 24:
-      return EVP_aes_192_cfb128();
+      return c.EVP_aes_192_cfb128();
     case 32:
-      return EVP_aes_256_cfb128();
+      return c.EVP_aes_256_cfb128();
   }
   return nullptr;
 }
 
 class AesState : public CipherState {
  public:
-  explicit AesState(EVP_CIPHER_CTX* ctx) : ctx_(ctx) {}
-  ~AesState() override { EVP_CIPHER_CTX_free(ctx_); }
+  AesState(const CryptoLibrary& crypto, EVP_CIPHER_CTX* ctx) : crypto_(crypto), ctx_(ctx) {}
+  ~AesState() override { crypto_.EVP_CIPHER_CTX_free(ctx_); }
   AesState(const AesState&) = delete;
   AesState& operator=(const AesState&) = delete;
 
@@ -117,24 +119,27 @@ class AesState : public CipherState {
     // runs the cipher forwards both ways).  A stream mode: the output is as
     // long as the input, in place.
     int n = 0;
-    return EVP_CipherInit_ex(ctx_, nullptr, nullptr, nullptr, iv, encrypt ? 1 : 0) == 1 &&
-           EVP_CipherUpdate(ctx_, data, &n, data, static_cast<int>(length)) == 1 &&
+    return crypto_.EVP_CipherInit_ex(ctx_, nullptr, nullptr, nullptr, iv, encrypt ? 1 : 0) == 1 &&
+           crypto_.EVP_CipherUpdate(ctx_, data, &n, data, static_cast<int>(length)) == 1 &&
            static_cast<std::size_t>(n) == length;
   }
 
  private:
+  const CryptoLibrary& crypto_;
   EVP_CIPHER_CTX* ctx_;
 };
 
 }  // namespace
 
 std::unique_ptr<CipherState> makeAesState(const Key& key, unsigned keyLength) {
-  const EVP_CIPHER* cipher = cfbCipher(keyLength);
-  EVP_CIPHER_CTX* ctx = EVP_CIPHER_CTX_new();
+  const CryptoLibrary* c = cryptoLibrary();
+  if (c == nullptr) return nullptr;
+  const EVP_CIPHER* cipher = cfbCipher(*c, keyLength);
+  EVP_CIPHER_CTX* ctx = c->EVP_CIPHER_CTX_new();
   if (cipher == nullptr || ctx == nullptr ||
-      EVP_CipherInit_ex(ctx, cipher, nullptr, key.data(), nullptr, 1) != 1) {
-    EVP_CIPHER_CTX_free(ctx);
+      c->EVP_CipherInit_ex(ctx, cipher, nullptr, key.data(), nullptr, 1) != 1) {
+    c->EVP_CIPHER_CTX_free(ctx);
     return nullptr;
   }
-  return std::make_unique<AesState>(ctx);
+  return std::make_unique<AesState>(*c, ctx);
 }

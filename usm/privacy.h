@@ -71,7 +71,8 @@ class CipherState {
                      std::size_t length, bool encrypt) = 0;
 };
 
-// DES-CBC with key octets 0-7 and pre-IV 8-15.  REQUIRES: 16 octets or more.
+// DES-CBC with key octets 0-7 and pre-IV 8-15; null when libcrypto can't
+// be loaded.  REQUIRES: 16 octets or more.
 std::unique_ptr<CipherState> makeDesState(const Key& key);
 // AES-CFB128 with the first keyLength (16, 24 or 32) octets of key; null
 // when OpenSSL refuses.  REQUIRES: key holds keyLength octets.

@@ -1,7 +1,6 @@
 #include "usm/v3_reader.h"
 
-#include <openssl/crypto.h>
-
+#include "usm/crypto_library.h"
 #include "usm/key_derivation.h"
 
 namespace {
@@ -36,7 +35,9 @@ bool macMatches(const InStream& in, const V3Info& info, const HmacKey& key, uint
   uint8_t digest[kMaxDigestLength];
   const unsigned n =
       key.digest(in.data(), in.size(), info.authParamsPosition, info.authParams.size(), digest);
-  return n >= m->macLength && CRYPTO_memcmp(digest, info.authParams.data(), m->macLength) == 0;
+  // A digest was made, so libcrypto is loaded.
+  return n >= m->macLength &&
+         cryptoLibrary()->CRYPTO_memcmp(digest, info.authParams.data(), m->macLength) == 0;
 }
 
 // Decrypts the encrypted PDU at the cursor in place and leaves the cursor

@@ -49,10 +49,11 @@ bool probe(uint16_t port, ChildProcess* server, const std::string& log, std::str
 
 // The community store's objects: the default read community (a first
 // start would create it, but not beside other objects), then the users.
-std::vector<std::vector<std::string>> communityObjects() {
+std::vector<std::vector<std::string>> communityObjects(bool users) {
   std::vector<std::vector<std::string>> objects = {
       {"0x20000005=" + std::string(kCommunity), "0x00000006=true"}};
   for (const V3User& u : kV3Users) {
+    if (!users) break;
     objects.push_back(
         {"0x20000005=" + std::string(u.name), "0x00000006=true",
          "0x0800000f=" + std::to_string(u.level), "0x08000014=" + std::to_string(u.authMethod),
@@ -93,32 +94,37 @@ bool ask(uint16_t port, const std::vector<uint8_t>& request, std::chrono::millis
   return got;
 }
 
+bool startKxsim(const OurAgent& paths, const TempDir& root, const std::string& log,
+                ChildProcess* sim, std::string* error) {
+  std::vector<std::string> args = {paths.kxsim, "--root", root.path()};
+  if (!paths.journal.empty()) args.insert(args.end(), {"--journal", paths.journal});
+  args.push_back(paths.scenario);
+  if (!sim->start(args, log)) {
+    *error = "cannot start " + paths.kxsim;
+    return false;
+  }
+  const auto deadline = Clock::now() + kStartTimeout;
+  while (!fileHas(log, kKxsimReady)) {
+    if (!sim->alive() || Clock::now() >= deadline) {
+      *error = "kxsim did not come up; its log:\n" + logTail(log);
+      return false;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+  }
+  return true;
+}
+
 bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, ChildProcess* sim,
                    ChildProcess* agent, std::string* error) {
   const std::string& dir = root.path();
-  if (!paths.kxsim.empty()) {
-    std::vector<std::string> args = {paths.kxsim, "--root", dir};
-    if (!paths.journal.empty()) args.insert(args.end(), {"--journal", paths.journal});
-    args.push_back(paths.scenario);
-    const std::string log = dir + "/kxsim.log";
-    if (!sim->start(args, log)) {
-      *error = "cannot start " + paths.kxsim;
-      return false;
-    }
-    const auto deadline = Clock::now() + kStartTimeout;
-    while (!fileHas(log, kKxsimReady)) {
-      if (!sim->alive() || Clock::now() >= deadline) {
-        *error = "kxsim did not come up; its log:\n" + logTail(log);
-        return false;
-      }
-      std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+  if (!paths.kxsim.empty() && !startKxsim(paths, root, dir + "/kxsim.log", sim, error)) {
+    return false;
   }
 
   const std::string seedLog = dir + "/seed.log";
   std::vector<std::vector<std::string>> seeds = {
       {paths.kxctl, "--root", dir, "store", "put", kSettingsStore, "0", kEnabled, kTimeWindow}};
-  const std::vector<std::vector<std::string>> objects = communityObjects();
+  const std::vector<std::vector<std::string>> objects = communityObjects(paths.v3Users);
   for (size_t id = 0; id < objects.size(); ++id) {
     seeds.push_back(
         {paths.kxctl, "--root", dir, "store", "put", kCommunityStore, std::to_string(id)});
@@ -130,8 +136,9 @@ bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, Ch
       return false;
     }
   }
-  // Traps, if any generator is on, go to a port nobody listens on.
-  const uint16_t trapPort = freeUdpPort();
+  // Traps, if any generator is on, go to a port nobody listens on unless
+  // one is given.
+  const uint16_t trapPort = paths.trapPort ? paths.trapPort : freeUdpPort();
   const std::string log = dir + "/snmpd.log";
   if (!agent->start({paths.snmpd, "--root", dir, "--port", std::to_string(port), "--trap-port",
                      std::to_string(trapPort ? trapPort : port)},

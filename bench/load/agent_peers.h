@@ -35,6 +35,9 @@ struct OurAgent {
   std::string kxsim;     // a simulated router to start first, or empty
   std::string scenario;  // kxsim's scenario
   std::string journal;   // kxsim's journal file, or empty
+  bool v3Users = true;   // seed kV3Users beside the default community
+  // Where the agent sends its traps; 0: a port nobody listens on.
+  uint16_t trapPort = 0;
 };
 
 // Sends request to 127.0.0.1:port every 200 ms until a datagram comes back
@@ -43,9 +46,14 @@ struct OurAgent {
 bool ask(uint16_t port, const std::vector<uint8_t>& request, std::chrono::milliseconds timeout,
          ChildProcess* server, std::vector<uint8_t>* reply);
 
+// Starts kxsim with its output appended to log under root and waits until
+// it serves.  On failure *error says what and why.
+bool startKxsim(const OurAgent& paths, const TempDir& root, const std::string& log,
+                ChildProcess* sim, std::string* error);
+
 // Starts kxsim (when named) and our agent under root on port, with the
-// default community and kV3Users; the agent is ready when it answers a
-// request.  On failure *error says what and why.
+// default community and (paths.v3Users) kV3Users; the agent is ready when
+// it answers a request.  On failure *error says what and why.
 bool startOurAgent(const OurAgent& paths, const TempDir& root, uint16_t port, ChildProcess* sim,
                    ChildProcess* agent, std::string* error);
 

@@ -13,8 +13,9 @@
 
 namespace bench {
 
-// Windows every operation is measured at.
-constexpr int kWindows[] = {1, 16};
+// Windows every operation is measured at: one request at a time (latency),
+// and 16 and 64 in flight (throughput).
+constexpr int kWindows[] = {1, 16, 64};
 
 // One server under test and what it is asked.
 struct Server {
@@ -30,6 +31,13 @@ struct Server {
   long rssAfter = -1;
   long anonStart = -1;  // the private part of the resident memory
   long anonAfter = -1;
+  uint64_t sentAtRss = 0;  // requests served when rssAfter was read
+};
+
+// The program's size on disk once stripped of symbols (as installed on a
+// board), or -1 when it cannot be measured (no strip).
+struct Footprint {
+  long long strippedBytes = -1;
 };
 
 // What is asked: a v2c GET or GETNEXT, or a v3 GET by one of kV3Users.
@@ -39,11 +47,13 @@ struct Operation {
   const V3User* user;  // null for v2c
 };
 
-// One round of one cell: the generator's result and the server's CPU time
+// One round of one cell: the generator's result, and the server's CPU time
+// and context switches (it slept, or was put aside for another process),
 // per reply over the whole run (warm-up included).
 struct Round {
   LoadResult load;
   double cpuUs = 0;
+  double switches = 0;
 };
 
 struct Cell {
@@ -61,10 +71,12 @@ struct Cell {
 const Cell* findCell(const std::vector<Cell>& cells, const Server& s, const Operation* op,
                      int window);
 
-// Prints the table of median rounds, the ratios against their targets and
-// the resident memory of the two agents.
+// Prints the table of median rounds, the ratios against their targets, the
+// agent's size and the resident memory of the agents.  ours answered the
+// v2c cells, oursV3 the v3 ones.
 void printReport(const std::vector<Cell>& cells, const std::vector<Operation>& ops,
-                 const Server& ours, const Server& net, const Server& echo, uint64_t requests);
+                 const Server& ours, const Server& oursV3, const Server& net, const Server& echo,
+                 const Footprint& footprint);
 
 }  // namespace bench
 

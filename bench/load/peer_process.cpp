@@ -98,7 +98,7 @@ bool ChildProcess::start(const std::vector<std::string>& argv, const std::string
     prepareChild(parent);
     redirect(logPath);
     for (const auto& [name, value] : env) ::setenv(name.c_str(), value.c_str(), 1);
-    ::execv(args[0], args.data());
+    ::execvp(args[0], args.data());
     std::fprintf(stderr, "bench: cannot run %s: %s\n", args[0], std::strerror(errno));
     _exit(kExecFailed);
   }
@@ -159,6 +159,18 @@ int runToCompletion(const std::vector<std::string>& argv, const std::string& log
   return -1;
 }
 
+long long strippedSize(const std::string& program, const std::string& dir) {
+  const std::string copy = dir + "/stripped";
+  if (runToCompletion({"strip", "--strip-all", "-o", copy, program}, dir + "/strip.log",
+                      std::chrono::milliseconds(10000)) != 0) {
+    return -1;
+  }
+  std::error_code ec, ignored;
+  const auto size = std::filesystem::file_size(copy, ec);
+  std::filesystem::remove(copy, ignored);
+  return ec ? -1 : static_cast<long long>(size);
+}
+
 long statusKiB(pid_t pid, const std::string& field) {
   std::ifstream in("/proc/" + std::to_string(pid) + "/status");
   const std::string key = field + ":";
@@ -171,6 +183,13 @@ long statusKiB(pid_t pid, const std::string& field) {
     return kib;
   }
   return -1;
+}
+
+long contextSwitches(pid_t pid) {
+  // The fields are counts, read like the KiB ones.
+  const long voluntary = statusKiB(pid, "voluntary_ctxt_switches");
+  const long forced = statusKiB(pid, "nonvoluntary_ctxt_switches");
+  return voluntary < 0 || forced < 0 ? -1 : voluntary + forced;
 }
 
 long long cpuNs(pid_t pid) {

@@ -41,8 +41,9 @@ class ChildProcess {
   ChildProcess& operator=(const ChildProcess&) = delete;
   ~ChildProcess();
 
-  // Executes argv[0] with argv (no shell) and env added to ours; standard
-  // input from /dev/null, standard output and error appended to logPath.
+  // Executes argv[0] (searched in PATH when it has no slash) with argv (no
+  // shell) and env added to ours; standard input from /dev/null, standard
+  // output and error appended to logPath.
   // False when the fork fails; an exec failure shows as an early exit
   // with status 127 and a line in the log.
   bool start(const std::vector<std::string>& argv, const std::string& logPath, const Env& env = {});
@@ -75,9 +76,17 @@ int runToCompletion(const std::vector<std::string>& argv, const std::string& log
 // cannot be read.
 long statusKiB(pid_t pid, const std::string& field);
 
+// The process's context switches so far, voluntary and not, or -1 when
+// they cannot be read.
+long contextSwitches(pid_t pid);
+
 // CPU time the process has run so far, in nanoseconds (its main thread:
 // /proc/PID/schedstat), or -1 when it cannot be read.
 long long cpuNs(pid_t pid);
+
+// The size in bytes of program once stripped of its symbols (strip writes
+// the copy into dir), or -1 when strip is missing or fails.
+long long strippedSize(const std::string& program, const std::string& dir);
 
 // A UDP port on 127.0.0.1 that is free at this moment, or 0.
 uint16_t freeUdpPort();

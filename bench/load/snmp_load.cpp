@@ -1,16 +1,19 @@
 // Load benchmark: one-binding v2c GET and GETNEXT of a constant scalar, and
 // v3 GETs of it by an authNoPriv SHA-1 user and authPriv SHA-1+DES and
-// SHA-256+AES-128 users, at windows of 1 and 16 outstanding requests,
+// SHA-256+AES-128 users, at windows of 1, 16 and 64 outstanding requests,
 // against our snmpd, net-snmp's snmpd (with the same users) and, for v2c,
 // a UDP echo server (the ceiling), all on loopback and all measured in this
-// run.  Prints replies per second, p50/p99 latency and the agent's CPU time
-// per reply, the agents' resident memory after start and after --requests
-// requests, and the ratios with their targets.  v3 requests carry the
-// engine ID, boots and time each agent reports to a discovery made just
-// before each run, so they stay inside its time window.
+// run.  Our agent runs twice: once as a v1/v2c agent (the default community
+// only), which answers the v2c cells and whose resident memory is read
+// after start and after --requests requests, and once with the v3 users,
+// which answers the v3 cells.  Prints replies per second, p50/p99 latency
+// and each server's CPU time per reply, the stripped size of our agent,
+// resident memory, and the ratios with their targets.  v3 requests carry
+// the engine ID, boots and time each agent reports to a discovery made
+// just before each run, so they stay inside its time window.
 //
 //   snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]
-//             [--kxctl PATH] [--netsnmp PATH]
+//             [--kxctl PATH] [--netsnmp PATH] [--v2c-only]
 //
 // Every combination is measured in several short rounds, the three servers
 // taking turns within a round.  A ratio is taken within each round, where
@@ -51,9 +54,12 @@ constexpr const char kSysDescrParent[] = "1.3.6.1.2.1.1.1";
 constexpr double kDefaultSeconds = 0.3;
 constexpr int kDefaultRounds = 5;
 constexpr int kMaxRounds = 100;
-constexpr uint64_t kDefaultRequests = 100000;
+constexpr uint64_t kDefaultRequests = 1000000;
+// net-snmp's memory is read after this many requests (a million would take
+// it a minute).
+constexpr uint64_t kNetSnmpRequests = 100000;
 // The memory top-up never takes longer than this per agent.
-constexpr auto kTopUpLimit = std::chrono::seconds(30);
+constexpr auto kTopUpLimit = std::chrono::seconds(60);
 constexpr auto kAskTimeout = std::chrono::milliseconds(3000);
 constexpr int kUsageError = 2;
 
@@ -66,17 +72,19 @@ struct Options {
   uint64_t requests = kDefaultRequests;
   bench::OurAgent ours{SNMPD_PATH, KXCTL_PATH, "", "", ""};
   std::string netsnmp = "/usr/sbin/snmpd";
+  bool v2cOnly = false;
 };
 
 const char kUsage[] =
     "usage: snmp_load [--seconds S] [--rounds N] [--requests N] [--snmpd PATH]\n"
-    "                 [--kxctl PATH] [--netsnmp PATH]\n"
+    "                 [--kxctl PATH] [--netsnmp PATH] [--v2c-only]\n"
     "  --seconds S    measured time of each round (default 0.3; plus 0.2 s warm-up)\n"
     "  --rounds N     rounds per combination; medians are printed (default 5)\n"
-    "  --requests N   requests each agent has served when its memory is read again\n"
-    "                 (default 100000)\n"
+    "  --requests N   requests the v1/v2c agent has served when its memory is read\n"
+    "                 again (default 1000000)\n"
     "  --snmpd, --kxctl our programs (default: this build's)\n"
-    "  --netsnmp PATH net-snmp's agent (default /usr/sbin/snmpd)\n";
+    "  --netsnmp PATH net-snmp's agent (default /usr/sbin/snmpd)\n"
+    "  --v2c-only     leave the v3 cells out (a quicker run)\n";
 
 int parseOptions(int argc, char** argv, Options* o) {
   for (int i = 1; i < argc; ++i) {
@@ -84,6 +92,10 @@ int parseOptions(int argc, char** argv, Options* o) {
     if (arg == "--help" || arg == "-h") {
       std::fputs(kUsage, stdout);
       return 0;
+    }
+    if (arg == "--v2c-only") {
+      o->v2cOnly = true;
+      continue;
     }
     if (i + 1 >= argc) {
       std::fprintf(stderr, "snmp_load: unknown option or missing value: %s (try --help)\n",
@@ -167,12 +179,18 @@ bool measure(Server* s, const bench::Operation& op, int window, const bench::Loa
   bench::LoadResult* result = &round->load;
   const int fd = bench::connectUdp(s->port);
   const long long cpuBefore = bench::cpuNs(s->process.pid());
+  const long sleepsBefore = bench::contextSwitches(s->process.pid());
   bool ok = fd >= 0 && bench::runLoad(fd, *traffic, spec, &stopRequested, result);
   const long long cpuAfter = bench::cpuNs(s->process.pid());
+  const long sleepsAfter = bench::contextSwitches(s->process.pid());
   if (fd >= 0) ::close(fd);
   if (cpuBefore >= 0 && cpuAfter >= 0 && result->replies > 0) {
     round->cpuUs =
         static_cast<double>(cpuAfter - cpuBefore) / 1e3 / static_cast<double>(result->replies);
+  }
+  if (sleepsBefore >= 0 && sleepsAfter >= 0 && result->replies > 0) {
+    round->switches =
+        static_cast<double>(sleepsAfter - sleepsBefore) / static_cast<double>(result->replies);
   }
   s->sent += result->sent;
   if (!ok) std::fprintf(stderr, "snmp_load: the socket to %s failed\n", s->name);
@@ -219,44 +237,51 @@ int main(int argc, char** argv) {
 
   // The directories outlive the servers that run in them (destruction in
   // reverse order): net-snmp writes its state files as it stops.
-  bench::TempDir ourRoot, netDir;
-  Server ours("snmpd"), net("net-snmp"), echo("echo");
-  if (!ourRoot.create("snmp_load.ours.") || !netDir.create("snmp_load.netsnmp.")) {
+  bench::TempDir ourRoot, ourV3Root, netDir;
+  Server ours("snmpd"), oursV3("snmpd-v3"), net("net-snmp"), echo("echo");
+  if (!ourRoot.create("snmp_load.ours.") || !ourV3Root.create("snmp_load.ours-v3.") ||
+      !netDir.create("snmp_load.netsnmp.")) {
     std::perror("snmp_load: cannot create a temporary directory");
     return 1;
   }
-  for (Server* s : {&ours, &net, &echo}) s->port = bench::freeUdpPort();
+  for (Server* s : {&ours, &oursV3, &net, &echo}) s->port = bench::freeUdpPort();
 
   std::string error;
   bench::ChildProcess noSim;
-  if (!bench::startOurAgent(opts.ours, ourRoot, ours.port, &noSim, &ours.process, &error) ||
+  bench::OurAgent v2cOnly = opts.ours;
+  v2cOnly.v3Users = false;
+  if (!bench::startOurAgent(v2cOnly, ourRoot, ours.port, &noSim, &ours.process, &error) ||
+      !bench::startOurAgent(opts.ours, ourV3Root, oursV3.port, &noSim, &oursV3.process, &error) ||
       !bench::startNetSnmp(opts.netsnmp, netDir, net.port, &net.process, &error) ||
       !bench::startEcho(echo.port, &echo.process, &error)) {
     std::fprintf(stderr, "snmp_load: %s\n", error.c_str());
     return 1;
   }
-  for (Server* s : {&ours, &net}) {
+  for (Server* s : {&ours, &oursV3, &net}) {
     s->rssStart = bench::statusKiB(s->process.pid(), "VmRSS");
     s->anonStart = bench::statusKiB(s->process.pid(), "RssAnon");
   }
+  bench::Footprint footprint;
+  footprint.strippedBytes = bench::strippedSize(opts.ours.snmpd, ourRoot.path());
 
   // The same constant scalar on both agents, and the same request to the
   // echo server.
-  for (Server* s : {&ours, &net}) {
+  for (Server* s : {&ours, &oursV3, &net}) {
     if (!servesSysDescr(s)) {
       std::fprintf(stderr, "snmp_load: %s does not answer sysDescr.0 = \"%s\"\n", s->name,
                    bench::kSysDescrText);
       return 1;
     }
   }
-  for (Server* s : {&ours, &net, &echo}) {
+  for (Server* s : {&ours, &oursV3, &net, &echo}) {
     s->getOid = kSysDescr;
     s->nextOid = kSysDescrParent;
   }
   echo.echoes = true;
-  std::printf("snmp_load: %s on port %u asked for %s, %s on port %u for %s, echo on port %u\n",
-              ours.name, ours.port, ours.getOid.c_str(), net.name, net.port, net.getOid.c_str(),
-              echo.port);
+  std::printf(
+      "snmp_load: %s on port %u (v1/v2c) and %u (v3 users) asked for %s, %s on port %u,"
+      " echo on port %u\n",
+      ours.name, ours.port, oursV3.port, ours.getOid.c_str(), net.name, net.port, echo.port);
 
   bench::LoadSpec spec;
   spec.measure =
@@ -270,8 +295,9 @@ int main(int argc, char** argv) {
     size_t i = 0;
     for (const bench::Operation& op : kOperations) {
       for (int w : kWindows) {
-        for (Server* s : {&ours, &net, &echo}) {
-          if (stopRequested || (op.user && s->echoes)) continue;
+        Server* mine = op.user ? &oursV3 : &ours;
+        for (Server* s : {mine, &net, &echo}) {
+          if (stopRequested || (op.user && (s->echoes || opts.v2cOnly))) continue;
           spec.window = w;
           Round r;
           ok = measure(s, op, w, spec, &r) && ok;
@@ -284,26 +310,28 @@ int main(int argc, char** argv) {
 
   // Memory after a fixed number of requests: top up whatever the runs left.
   for (Server* s : {&ours, &net}) {
-    if (stopRequested || s->sent >= opts.requests) continue;
+    const uint64_t target = s == &ours ? opts.requests : kNetSnmpRequests;
+    if (stopRequested || s->sent >= target) continue;
     bench::LoadSpec topUp;
     topUp.window = kWindows[1];
     topUp.warmup = Clock::duration::zero();
     topUp.measure = kTopUpLimit;
-    topUp.replies = opts.requests - s->sent;
+    topUp.replies = target - s->sent;
     Round r;
     ok = measure(s, kOperations[0], topUp.window, topUp, &r) && ok;
   }
-  for (Server* s : {&ours, &net}) {
+  for (Server* s : {&ours, &oursV3, &net}) {
     s->rssAfter = bench::statusKiB(s->process.pid(), "VmRSS");
     s->anonAfter = bench::statusKiB(s->process.pid(), "RssAnon");
+    s->sentAtRss = s->sent;
   }
 
   if (stopRequested) {
     std::fprintf(stderr, "snmp_load: interrupted\n");
     return 1;
   }
-  bench::printReport(cells, kOperations, ours, net, echo, opts.requests);
-  for (Server* s : {&ours, &net}) {
+  bench::printReport(cells, kOperations, ours, oursV3, net, echo, footprint);
+  for (Server* s : {&ours, &oursV3, &net}) {
     if (!s->process.alive()) {
       std::fprintf(stderr, "snmp_load: %s died during the runs\n", s->name);
       ok = false;

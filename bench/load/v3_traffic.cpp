@@ -20,38 +20,59 @@ constexpr uint64_t kFullCheckEvery = 8;
 // A v3 GET of oid (none when empty) as info says, encrypted and signed.
 std::vector<uint8_t> getRequest(V3Info& info, const HmacKey& authKey, const PrivKey& privKey,
                                 const OID& oid) {
+  return v3Message(info, authKey, privKey, [&](OutStream& out) {
+    out.startSeq(ber::kGetRequest);
+    out.add(info.msgID, ber::kInteger);
+    out.add(0, ber::kInteger);
+    out.add(0, ber::kInteger);
+    out.startSeq(ber::kSequence);
+    if (!oid.empty()) {
+      out.startSeq(ber::kSequence);
+      out.addOID(oid, ber::kObjectId);
+      out.addNull(ber::kNull);
+      out.endSeq();
+    }
+    out.endSeq();
+    out.endSeq();
+  });
+}
+
+}  // namespace
+
+std::vector<uint8_t> v3Message(V3Info& info, const HmacKey& authKey, const PrivKey& privKey,
+                               const std::function<void(OutStream&)>& writePdu) {
   info.msgFlags |= kFlagReportable;
   OutStream out;
   out.startSeq(ber::kSequence);
   out.add(kVersion3, ber::kInteger);
   writeV3Info(out, info);
-  out.startSeq(ber::kGetRequest);
-  out.add(info.msgID, ber::kInteger);
-  out.add(0, ber::kInteger);
-  out.add(0, ber::kInteger);
-  out.startSeq(ber::kSequence);
-  if (!oid.empty()) {
-    out.startSeq(ber::kSequence);
-    out.addOID(oid, ber::kObjectId);
-    out.addNull(ber::kNull);
-    out.endSeq();
-  }
-  out.endSeq();
-  out.endSeq();
+  writePdu(out);
   cryptPacket(out, info, privKey);
   out.endSeq();
   signPacket(out, info, authKey);
   return out.bytes();
 }
 
-}  // namespace
+void localiseKeys(const V3User& user, const std::string& engineID, HmacKey* authKey,
+                  PrivKey* privKey) {
+  const evp_md_st* md = methods[user.authMethod].digest();
+  authKey->assign(bKeyToDKey(aKeyToBKey(passwordToAKey(user.authPassword, md), engineID, md), md),
+                  md);
+  privKey->assign(extendPrivKey(aKeyToBKey(passwordToAKey(user.privPassword, md), engineID, md),
+                                user.privProtocol, md),
+                  user.privProtocol);
+}
 
-bool discoverEngine(uint16_t port, std::chrono::milliseconds timeout, EngineState* engine) {
+std::vector<uint8_t> discoveryRequest(uint32_t msgID) {
   V3ServerInfo unknown;
   V3Info info;
-  prepareOutgoing(info, unknown, "", kNoAuthNoPriv, 0, 0, kMinRequestId);
+  prepareOutgoing(info, unknown, "", kNoAuthNoPriv, 0, 0, msgID);
+  return getRequest(info, HmacKey(), PrivKey(), OID());
+}
+
+bool discoverEngine(uint16_t port, std::chrono::milliseconds timeout, EngineState* engine) {
   std::vector<uint8_t> reply;
-  if (!ask(port, getRequest(info, HmacKey(), PrivKey(), OID()), timeout, nullptr, &reply)) {
+  if (!ask(port, discoveryRequest(kMinRequestId), timeout, nullptr, &reply)) {
     return false;
   }
   InStream in(reply.data(), static_cast<unsigned>(reply.size()));
@@ -66,13 +87,7 @@ bool discoverEngine(uint16_t port, std::chrono::milliseconds timeout, EngineStat
 
 V3Traffic::V3Traffic(const V3User& user, const EngineState& engine, const std::string& oid)
     : user_(user), oid_(oid.c_str()), requests_(kSlots) {
-  const evp_md_st* md = methods[user.authMethod].digest();
-  authKey_.assign(
-      bKeyToDKey(aKeyToBKey(passwordToAKey(user.authPassword, md), engine.engineID, md), md), md);
-  privKey_.assign(
-      extendPrivKey(aKeyToBKey(passwordToAKey(user.privPassword, md), engine.engineID, md),
-                    user.privProtocol, md),
-      user.privProtocol);
+  localiseKeys(user, engine.engineID, &authKey_, &privKey_);
   V3ServerInfo remote;
   remote.engineID = engine.engineID;
   remote.engineBoots = engine.boots;

@@ -6,13 +6,16 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
 #include "asn1/oid.h"
+#include "asn1/out_stream.h"
 #include "bench/load/load_window.h"
 #include "usm/key_derivation.h"
 #include "usm/privacy.h"
+#include "usm/v3_info.h"
 
 namespace bench {
 
@@ -23,6 +26,9 @@ struct EngineState {
   uint32_t time = 0;
 };
 
+// A discovery: a GET without bindings at noAuthNoPriv, with no engine ID
+// and no user; request-id and msgID are msgID.
+std::vector<uint8_t> discoveryRequest(uint32_t msgID);
 // Sends a discovery (noAuthNoPriv, no engine ID, no user) to port until
 // the report comes back or timeout passes; false without one.
 bool discoverEngine(uint16_t port, std::chrono::milliseconds timeout, EngineState* engine);
@@ -37,6 +43,17 @@ struct V3User {
   const char* authPassword;
   const char* privPassword;
 };
+
+// Localises user's passwords to engineID: the authentication key, and the
+// privacy key (set up below authPriv too, and then unused).
+void localiseKeys(const V3User& user, const std::string& engineID, HmacKey* authKey,
+                  PrivKey* privKey);
+
+// One v3 message: info's header (made reportable) around the PDU that
+// writePdu appends (opened and closed there), encrypted and signed as info
+// says.
+std::vector<uint8_t> v3Message(V3Info& info, const HmacKey& authKey, const PrivKey& privKey,
+                               const std::function<void(OutStream&)>& writePdu);
 
 // kSlots GETs of one OID by user to one engine, request ids (and msgIDs)
 // repeating every kSlots sends.  They carry the engine's boots and time as

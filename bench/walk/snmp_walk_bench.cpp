@@ -22,6 +22,7 @@
 #include <vector>
 
 #include "bench/load/agent_peers.h"
+#include "bench/load/bench_options.h"
 #include "bench/load/peer_process.h"
 #include "bench/walk/subtree_walker.h"
 
@@ -37,7 +38,6 @@ constexpr double kNetSnmpSeconds = 0.5;
 constexpr int kDefaultRounds = 3;
 constexpr int kMaxRounds = 50;
 constexpr int kMaxNetSnmpWalks = 2000;
-constexpr int kUsageError = 2;
 
 // A stop signal ends the walk under way; the servers are then stopped and
 // the temporary directories removed as after a complete run.
@@ -63,55 +63,32 @@ const char kUsage[] =
     "  --snmpd, --kxctl, --kxsim  our programs (default: this build's)\n"
     "  --netsnmp PATH    net-snmp's agent (default /usr/sbin/snmpd)\n";
 
-bool parseCount(const char* v, uint64_t* out) {
-  char* end = nullptr;
-  if (*v < '0' || *v > '9') return false;
-  *out = std::strtoull(v, &end, 10);
-  return *end == '\0';
-}
-
-int parseOptions(int argc, char** argv, Options* o) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h") {
-      std::fputs(kUsage, stdout);
-      return 0;
+// "" when the option is taken, else what is wrong with it.
+std::string takeOption(const std::string& arg, const char* v, Options* o) {
+  uint64_t n = 0;
+  if (arg == "--scenario") {
+    o->ours.scenario = v;
+  } else if (arg == "--interfaces" || arg == "--routes") {
+    if (!bench::parseCount(v, 0, UINT64_MAX, arg == "--routes" ? &o->routes : &o->interfaces)) {
+      return "wants a count, not '" + std::string(v) + "'";
     }
-    if (i + 1 >= argc) {
-      std::fprintf(stderr, "snmp_walk_bench: unknown option or missing value: %s (try --help)\n",
-                   arg.c_str());
-      return kUsageError;
+  } else if (arg == "--rounds") {
+    if (!bench::parseCount(v, 1, kMaxRounds, &n)) {
+      return "wants a count from 1 to " + std::to_string(kMaxRounds) + ", not '" + v + "'";
     }
-    const char* v = argv[++i];
-    if (arg == "--scenario") {
-      o->ours.scenario = v;
-    } else if (arg == "--interfaces" || arg == "--routes") {
-      if (!parseCount(v, arg == "--routes" ? &o->routes : &o->interfaces)) {
-        std::fprintf(stderr, "snmp_walk_bench: %s wants a count, not '%s'\n", arg.c_str(), v);
-        return kUsageError;
-      }
-    } else if (arg == "--rounds") {
-      uint64_t n = 0;
-      if (!parseCount(v, &n) || n < 1 || n > kMaxRounds) {
-        std::fprintf(stderr, "snmp_walk_bench: --rounds wants a count from 1 to %d, not '%s'\n",
-                     kMaxRounds, v);
-        return kUsageError;
-      }
-      o->rounds = static_cast<int>(n);
-    } else if (arg == "--snmpd") {
-      o->ours.snmpd = v;
-    } else if (arg == "--kxctl") {
-      o->ours.kxctl = v;
-    } else if (arg == "--kxsim") {
-      o->ours.kxsim = v;
-    } else if (arg == "--netsnmp") {
-      o->netsnmp = v;
-    } else {
-      std::fprintf(stderr, "snmp_walk_bench: unknown option %s (try --help)\n", arg.c_str());
-      return kUsageError;
-    }
+    o->rounds = static_cast<int>(n);
+  } else if (arg == "--snmpd") {
+    o->ours.snmpd = v;
+  } else if (arg == "--kxctl") {
+    o->ours.kxctl = v;
+  } else if (arg == "--kxsim") {
+    o->ours.kxsim = v;
+  } else if (arg == "--netsnmp") {
+    o->netsnmp = v;
+  } else {
+    return "is not an option";
   }
-  return -1;
+  return "";
 }
 
 // Lines written to the journal so far: one per bus message kxsim received.
@@ -240,7 +217,9 @@ void printReport(const Table (&tables)[2], const std::vector<Series>& ours, cons
 
 int main(int argc, char** argv) {
   Options opts;
-  const int status = parseOptions(argc, argv, &opts);
+  const int status = bench::parseOptions(
+      argc, argv, "snmp_walk_bench", kUsage,
+      [&](const std::string& arg, const char* v) { return takeOption(arg, v, &opts); });
   if (status >= 0) return status;
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
 #ifndef NDEBUG

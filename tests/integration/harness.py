@@ -1,6 +1,7 @@
 """Shared helpers of the integration tests: built programs (SARN_BUILD),
 sources (SARN_SOURCE), temporary roots, background processes stopped by
-their pid with bounded waits, kxctl runs, and snmpd beside kxsim."""
+their pid with bounded waits, kxctl runs, and snmpd beside kxsim driven by
+net-snmp's tools."""
 
 import atexit
 import json
@@ -23,22 +24,20 @@ POLL_INTERVAL_S = 0.05
 
 
 def isolate_net_snmp_tools():
-    """Gives net-snmp's tools and daemons run by this test process their own
-    configuration and persistent directories, so that nothing depends on
-    what earlier runs left in /var/lib/snmp or ~/.snmp: the persistent
-    directory exists beforehand (a first run would announce creating it),
-    and the configuration loads no MIB modules (their names and noise are
-    not what the tests compare)."""
+    # net-snmp's tools and daemons run by this process get their own
+    # configuration and persistent directories, so that nothing depends on
+    # what earlier runs left in /var/lib/snmp or ~/.snmp: the persistent
+    # directory exists beforehand (a first run would announce creating it),
+    # and no MIB modules load (their names and noise are not what the tests
+    # compare).
     home = tempfile.mkdtemp(prefix="sarn-netsnmp-")
     atexit.register(shutil.rmtree, home, True)
-    persistent = os.path.join(home, "persist")
-    conf = os.path.join(home, "conf")
-    os.makedirs(os.path.join(persistent, "cert_indexes"))
-    os.makedirs(conf)
-    with open(os.path.join(conf, "snmp.conf"), "w") as f:
+    os.makedirs(os.path.join(home, "persist", "cert_indexes"))
+    os.makedirs(os.path.join(home, "conf"))
+    with open(os.path.join(home, "conf", "snmp.conf"), "w") as f:
         f.write("mibs :\n")
-    os.environ["SNMP_PERSISTENT_DIR"] = persistent
-    os.environ["SNMPCONFPATH"] = conf
+    os.environ["SNMP_PERSISTENT_DIR"] = os.path.join(home, "persist")
+    os.environ["SNMPCONFPATH"] = os.path.join(home, "conf")
     os.environ.pop("MIBS", None)
     os.environ.pop("MIBDIRS", None)
 
@@ -47,7 +46,6 @@ isolate_net_snmp_tools()
 
 
 def build_dir():
-    """The build directory, from SARN_BUILD (set by CTest)."""
     build = os.environ.get("SARN_BUILD")
     if not build:
         raise RuntimeError("SARN_BUILD is not set: run through ctest, or export "
@@ -56,11 +54,9 @@ def build_dir():
 
 
 def source_dir():
-    """The source tree, from SARN_SOURCE, else two levels above this file."""
-    src = os.environ.get("SARN_SOURCE")
-    if src:
-        return src
-    return os.path.dirname(os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
+    """SARN_SOURCE, else two levels above this file."""
+    return os.environ.get("SARN_SOURCE") or os.path.dirname(
+        os.path.dirname(os.path.dirname(os.path.abspath(__file__))))
 
 
 def program(relative):
@@ -79,8 +75,8 @@ def free_port(kind=socket.SOCK_DGRAM):
 
 
 def wait_until(predicate, timeout=DEFAULT_WAIT_S, what="the condition"):
-    """Calls predicate until it returns something true, and returns that;
-    raises AssertionError naming `what` after `timeout` seconds."""
+    """The first true value of predicate(); AssertionError naming `what`
+    after `timeout` seconds."""
     deadline = time.monotonic() + timeout
     while True:
         value = predicate()
@@ -92,7 +88,7 @@ def wait_until(predicate, timeout=DEFAULT_WAIT_S, what="the condition"):
 
 
 class TempRoot:
-    """A temporary directory used as the platform root (--root); removed on exit."""
+    """A temporary directory used as the platform root (--root)."""
 
     def __init__(self, prefix="sarn-it-"):
         self.path = tempfile.mkdtemp(prefix=prefix)
@@ -101,10 +97,9 @@ class TempRoot:
         return os.path.join(self.path, name)
 
     def write_json(self, name, doc):
-        path = self.file(name)
-        with open(path, "w") as f:
+        with open(self.file(name), "w") as f:
             json.dump(doc, f)
-        return path
+        return self.file(name)
 
     def cleanup(self):
         shutil.rmtree(self.path, ignore_errors=True)
@@ -115,23 +110,22 @@ class Process:
     could block it).  Always stop it: stop() or a with-block."""
 
     def __init__(self, args, log_dir, name, env=None):
-        self.args = list(args)
         self.name = name
-        self.stdout_path = os.path.join(log_dir, name + ".out")
-        self.stderr_path = os.path.join(log_dir, name + ".err")
-        with open(self.stdout_path, "wb") as out, open(self.stderr_path, "wb") as err:
-            self.popen = subprocess.Popen(self.args, stdout=out, stderr=err,
+        self.paths = {s: os.path.join(log_dir, name + "." + s) for s in ("stdout", "stderr")}
+        with open(self.paths["stdout"], "wb") as out, open(self.paths["stderr"], "wb") as err:
+            self.popen = subprocess.Popen(list(args), stdout=out, stderr=err,
                                           stdin=subprocess.DEVNULL, env=env)
-        self.pid = self.popen.pid
         self.returncode = None
 
-    def stdout(self):
-        with open(self.stdout_path, "r", errors="replace") as f:
+    def output(self, stream):
+        with open(self.paths[stream], errors="replace") as f:
             return f.read()
 
+    def stdout(self):
+        return self.output("stdout")
+
     def stderr(self):
-        with open(self.stderr_path, "r", errors="replace") as f:
-            return f.read()
+        return self.output("stderr")
 
     def stdout_lines(self):
         """Complete lines written so far."""
@@ -142,10 +136,8 @@ class Process:
 
     def wait_for_output(self, text, stream="stdout", timeout=DEFAULT_WAIT_S):
         """Waits until `text` appears on the stream; fails early if the process ends."""
-        read = self.stdout if stream == "stdout" else self.stderr
-
         def seen():
-            if text in read():
+            if text in self.output(stream):
                 return True
             if not self.alive():
                 raise AssertionError("%s ended (status %s) before printing %r; stderr:\n%s"
@@ -155,20 +147,16 @@ class Process:
         wait_until(seen, timeout, "%r from %s" % (text, self.name))
 
     def stop(self, sig=signal.SIGTERM, timeout=5.0):
-        """Sends sig to the pid, waits at most timeout, then kills; returns the status."""
+        """Sends sig, waits at most timeout, then kills; the exit status."""
         if self.returncode is not None:
             return self.returncode
-        if self.alive():
-            try:
-                os.kill(self.pid, sig)
-            except ProcessLookupError:
-                pass
+        if self.alive():  # never signal a pid already reaped: it may be another's now
+            self.popen.send_signal(sig)
         try:
             self.returncode = self.popen.wait(timeout=timeout)
         except subprocess.TimeoutExpired:
-            os.kill(self.pid, signal.SIGKILL)
+            self.popen.kill()
             self.popen.wait(timeout=timeout)
-            self.returncode = None
             raise AssertionError("%s did not stop within %.1f s of signal %d; killed"
                                  % (self.name, timeout, sig))
         return self.returncode
@@ -177,39 +165,65 @@ class Process:
         return self
 
     def __exit__(self, *exc):
-        if self.returncode is None:
-            try:
-                self.stop()
-            except AssertionError:
-                if exc[0] is None:
-                    raise
+        try:
+            self.stop()
+        except AssertionError:
+            if exc[0] is None:
+                raise
 
 
-def start_kxsim(root, scenario_path, journal=None, name="kxsim"):
-    """Starts kxsim on a scenario under root and waits until it serves."""
-    args = [program(KXSIM), "--root", root.path]
-    if journal:
-        args += ["--journal", journal]
-    args.append(scenario_path)
-    proc = Process(args, root.path, name)
+def start(args, root, name, text, stream="stdout", env=None):
+    """A Process under root, once it has printed text (stopped if it does not)."""
+    proc = Process(args, root.path, name, env=env)
     try:
-        proc.wait_for_output("kxsim: serving services")
+        proc.wait_for_output(text, stream=stream)
     except AssertionError:
         proc.stop()
         raise
     return proc
 
 
+def start_snmpd(root, port, name="snmpd", env=None, args=()):
+    """snmpd under root on the UDP port, once it has read its settings (not
+    once it serves: it may be disabled)."""
+    return start([program(SNMPD), "--root", root.path, "--port", str(port)] + list(args), root,
+                 name, "loop->init();", "stderr", env)
+
+
+def start_kxsim(root, scenario_path, journal=None, name="kxsim"):
+    """kxsim serving a scenario under root, once it serves."""
+    journal_args = ["--journal", journal] if journal else []
+    return start([program(KXSIM), "--root", root.path] + journal_args + [scenario_path], root,
+                 name, "kxsim: serving services")
+
+
+def start_kxctl_watch(root, path, kind, *extra, name="watch"):
+    """`kxctl watch` in the background, once it is subscribed."""
+    return start([program(KXCTL), "--root", root.path, "watch", path, kind] + list(extra), root,
+                 name, "kxctl: watching", "stderr")
+
+
 def kxctl(root, *args, timeout=30.0):
-    """Runs kxctl --root ROOT ARGS... to completion (bounded by timeout); the
-    finished process, its output as text and its run time in `elapsed`."""
-    cmd = [program(KXCTL), "--root", root.path] + [str(a) for a in args]
-    start = time.monotonic()
-    done = subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+    """Runs kxctl --root ROOT ARGS... to completion; the finished process,
+    its output as text and its run time in `elapsed`."""
+    start_s = time.monotonic()
+    done = subprocess.run([program(KXCTL), "--root", root.path] + [str(a) for a in args],
+                          stdout=subprocess.PIPE, stderr=subprocess.PIPE,
                           stdin=subprocess.DEVNULL, timeout=timeout, universal_newlines=True,
                           errors="replace")
-    done.elapsed = time.monotonic() - start
+    done.elapsed = time.monotonic() - start_s
     return done
+
+
+def kxctl_json(root, *args, timeout=30.0):
+    """Runs kxctl, requires exit 0, and returns its output parsed as JSON."""
+    r = kxctl(root, *args, timeout=timeout)
+    try:
+        if r.returncode == 0:
+            return json.loads(r.stdout)
+    except ValueError:
+        pass
+    raise AssertionError("kxctl %s: %r" % (" ".join(map(str, args)), r))
 
 
 def v3_passwords(name):
@@ -219,35 +233,11 @@ def v3_passwords(name):
 
 def v3_user_words(name, auth, priv):
     """`kxctl snmp community add` words for the v3 user name with net-snmp's
-    names of its method and protocol (None: none), its level following from
-    them, and its v3_passwords."""
+    names of its method and protocol (None: none) and its v3_passwords."""
     a, p = v3_passwords(name)
     words = ["name=" + name, "security=" + ("authpriv" if priv else "auth" if auth else "none")]
     words += ["auth=" + auth.lower().replace("-", ""), "auth-password=" + a] if auth else []
     return words + (["priv=" + priv.lower().replace("-", ""), "priv-password=" + p] if priv else [])
-
-
-def kxctl_json(root, *args, timeout=30.0):
-    """Runs kxctl, requires exit 0, and returns its standard output parsed as JSON."""
-    r = kxctl(root, *args, timeout=timeout)
-    if r.returncode != 0:
-        raise AssertionError("kxctl %s failed: %r" % (" ".join(map(str, args)), r))
-    try:
-        return json.loads(r.stdout)
-    except ValueError:
-        raise AssertionError("kxctl %s printed no JSON: %r" % (" ".join(map(str, args)), r))
-
-
-def start_kxctl_watch(root, path, kind, *extra, name="watch"):
-    """Starts `kxctl watch` in the background and waits until it is subscribed."""
-    args = [program(KXCTL), "--root", root.path, "watch", path, kind] + [str(a) for a in extra]
-    proc = Process(args, root.path, name)
-    try:
-        proc.wait_for_output("kxctl: watching", stream="stderr")
-    except AssertionError:
-        proc.stop()
-        raise
-    return proc
 
 
 # --- snmpd beside kxsim, driven by net-snmp's command-line tools ---------
@@ -276,9 +266,7 @@ def parse_snmp_value(text):
         return ("Timeticks", int(rest[rest.index("(") + 1:rest.index(")")]))
     if kind in ("INTEGER", "Counter32", "Gauge32", "Counter64"):
         return (kind, int(rest))
-    if kind == "OID":
-        return ("OID", rest.lstrip("."))
-    return (kind, rest)
+    return (kind, rest.lstrip(".") if kind == "OID" else rest)
 
 
 def parse_snmp_bindings(output):
@@ -308,24 +296,20 @@ class SnmpAgent:
     def __init__(self, scenario, prefix="sarn-snmp-", settings=None, env=None,
                  write_community=None, plugins=(), trap_port=None):
         self.root = TempRoot(prefix=prefix)
-        if plugins:
-            os.makedirs(os.path.join(self.root.path, "sarn", "lib", "snmp"))
-        for plugin in plugins:
-            shutil.copy(plugin, os.path.join(self.root.path, "sarn", "lib", "snmp"))
         self.port = free_port()
         self.journal_path = self.root.file("journal")
         self.write_community = write_community
-        self.sim = None
-        self.agent = None
+        self.sim = self.agent = None
         try:
-            path = self.root.write_json("scenario.json", scenario)
-            self.sim = start_kxsim(self.root, path, journal=self.journal_path)
+            for plugin in plugins:
+                os.makedirs(self.root.file("sarn/lib/snmp"), exist_ok=True)
+                shutil.copy(plugin, self.root.file("sarn/lib/snmp"))
+            self.sim = start_kxsim(self.root, self.root.write_json("scenario.json", scenario),
+                                   journal=self.journal_path)
             kxctl_json(self.root, "store", "put", AGENT_SETTINGS_STORE, "0",
                        *(settings or AGENT_SETTINGS))
-            args = [program(SNMPD), "--root", self.root.path, "--port", str(self.port)]
-            if trap_port:
-                args += ["--trap-port", str(trap_port)]
-            self.agent = Process(args, self.root.path, "snmpd", env=env)
+            self.agent = start_snmpd(self.root, self.port, env=env,
+                                     args=["--trap-port", str(trap_port)] if trap_port else [])
             wait_until(self._answers, what="snmpd to answer on port %d" % self.port)
             if write_community:
                 kxctl_json(self.root, "add", "34,1", "0x20000005=" + write_community,
@@ -360,9 +344,6 @@ class SnmpAgent:
         """{oid: (type, value)}; raises with the tool's output on an error."""
         return dict(self._bindings("snmpget", oids, version=version))
 
-    def getnext(self, *oids):
-        return self._bindings("snmpgetnext", oids)
-
     def walk(self, oid, wall_timeout=None):
         return self._bindings("snmpwalk", [oid], wall_timeout=wall_timeout)
 
@@ -371,24 +352,19 @@ class SnmpAgent:
         done = self.run("snmpget", [oid], version=version)
         return done.stdout + done.stderr
 
-    def set(self, oid, kind, value, community=None):
-        """A SET with the write community (or `community`); the finished process."""
-        return self.run("snmpset", [oid, kind, str(value)],
-                        community=community or self.write_community)
-
     def journal(self):
         """The requests kxsim received so far, in order."""
         with open(self.journal_path) as f:
             return [json.loads(line) for line in f]
 
     def stop(self):
-        """Stops both processes, kxsim also when snmpd had to be killed."""
+        """Stops both processes (kxsim also when snmpd had to be killed)."""
         try:
-            if self.agent is not None and self.agent.returncode is None:
+            if self.agent:
                 self.agent.stop()
         finally:
             try:
-                if self.sim is not None and self.sim.returncode is None:
+                if self.sim:
                     self.sim.stop()
             finally:
                 self.root.cleanup()
@@ -400,6 +376,10 @@ class SnmpAgent:
         self.stop()
 
 
+# 2026-01-01 00:00:00 UTC.
+HELD_EPOCH = 1767225600
+
+
 def example_scenario(name="router.json"):
     """A scenario of examples/, parsed."""
     with open(os.path.join(source_dir(), "examples", name)) as f:
@@ -407,15 +387,19 @@ def example_scenario(name="router.json"):
 
 
 def held_still(scenario, at_s):
-    """A copy of the scenario whose list values that follow time
-    ({"base", "rate"}) stay at the value they reach at_s seconds into the
-    run, so that a test can compare them exactly."""
+    """A copy of the scenario whose values that follow time stay where they
+    are at_s seconds into a run begun at HELD_EPOCH."""
+    held = {"uptime": at_s, "epoch": HELD_EPOCH + at_s}
+
+    def still(value):
+        if isinstance(value, dict) and "base" in value:
+            return int(value["base"] + value.get("rate", 0) * at_s)
+        return held[value["clock"]] if isinstance(value, dict) and "clock" in value else value
+
     scenario = json.loads(json.dumps(scenario))
     for service in scenario["services"].values():
-        for obj in service.get("list", []):
-            for key, value in obj.items():
-                if isinstance(value, dict) and "base" in value:
-                    obj[key] = int(value["base"] + value.get("rate", 0) * at_s)
+        for obj in service.get("list", []) + [service.get("record", {})]:
+            obj.update({key: still(value) for key, value in obj.items()})
     return scenario
 
 
@@ -424,24 +408,3 @@ def with_fault(scenario, path, fault):
     scenario = json.loads(json.dumps(scenario))
     scenario["services"][path]["fault"] = fault
     return scenario
-
-
-def record(scenario, path):
-    return scenario["services"][path]["record"]
-
-
-def objects(scenario, path):
-    return scenario["services"][path]["list"]
-
-
-def fixed(value):
-    """A scenario number, also when written as a value that does not move."""
-    if isinstance(value, dict):
-        if value.get("rate", 0) != 0 or "base" not in value:
-            raise ValueError("not a fixed value: %r" % (value,))
-        return value["base"]
-    return value
-
-
-def mac_bytes(text):
-    return bytes.fromhex(text.replace(":", ""))

@@ -1,9 +1,13 @@
-"""A minimal BER writer and reader for hand-made SNMP datagrams, and one
-request/reply exchange over UDP."""
+"""A minimal BER writer and reader for hand-made SNMP datagrams, one
+request/reply exchange over UDP, and a probe of the agent's port."""
 
 import socket
 
 REPLY_WAIT_S = 1.0
+GET, GETNEXT, RESPONSE, SET, GETBULK = 0xa0, 0xa1, 0xa2, 0xa3, 0xa5
+# An object no MIB module serves: every answer to it is noSuchName, which
+# proves that a response came back.
+NO_SUCH_OID = "1.3.6.1.4.1.32473.99.99.0"
 
 
 def ber_length(n):
@@ -96,13 +100,42 @@ def read_pdu(data, start=0):
             "error_index": fields[2], "bindings": bindings}
 
 
+def request(pdu_tag, community, oid, value=b"\x05\x00", version=1, request_id=42,
+            fields=(0, 0)):
+    """A v1 (version 0) or v2c (version 1) request with one binding."""
+    return tlv(0x30, ber_int(version) + tlv(0x04, community.encode()) +
+               pdu(pdu_tag, [oid], request_id, [value], fields))
+
+
+def read_response(data):
+    """read_pdu's fields of a v1 or v2c message, with its version and community."""
+    _, pos, _ = read_tlv(data, 0)
+    _, s, e = read_tlv(data, pos)
+    _, cs, ce = read_tlv(data, e)
+    return dict(read_pdu(data, ce), version=int.from_bytes(data[s:e], "big"),
+                community=data[cs:ce])
+
+
 def exchange(port, datagram, source="127.0.0.1", target="127.0.0.1", wait=REPLY_WAIT_S):
-    """Sends one datagram; the reply's bytes, or None after `wait` seconds."""
+    """Sends one datagram from source to target; the reply's bytes, or None
+    after `wait` seconds.  The socket is connected, so only a reply from the
+    target counts, and a closed port raises ConnectionRefusedError."""
     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
         s.bind((source, 0))
+        s.connect((target, port))
         s.settimeout(wait)
-        s.sendto(datagram, (target, port))
+        s.send(datagram)
         try:
             return s.recv(65536)
         except socket.timeout:
             return None
+
+
+def port_state(port, community="harbor", target="127.0.0.1", version=1):
+    """"open" when a GET is answered, "closed" when the port refuses it
+    (ICMP port unreachable), "silent" when nothing comes back."""
+    try:
+        reply = exchange(port, request(GET, community, NO_SUCH_OID, version=version), target=target)
+    except ConnectionRefusedError:
+        return "closed"
+    return "open" if reply else "silent"

@@ -14,21 +14,14 @@ import time
 import unittest
 
 import harness
-from test_agent_datagrams import GET, request
-from test_agent_operator import port_state
+from snmp_ber import GET, NO_SUCH_OID, port_state, request
 
-SETTINGS_STORE = "/sarn/store/snmpd"
 SYS_NAME = "1.3.6.1.2.1.1.5.0"
 IF_DESCR = "1.3.6.1.2.1.2.2.1.2.1"
-NO_SUCH_OID = "1.3.6.1.4.1.32473.99.99.0"
 AUTH_FAILED = " authentification failed"
 DROPPED = re.compile(r"snmpd: (\d+) lines dropped: standard error could not take them")
 STOP_WITHIN_S = 0.2
 KILLS = 50
-
-
-def agent_args(root, port):
-    return [harness.program(harness.SNMPD), "--root", root.path, "--port", str(port)]
 
 
 def lines_waiting(fd):
@@ -43,19 +36,20 @@ class ReliabilityTest(unittest.TestCase):
     def setUp(self):
         self.root = harness.TempRoot()
         self.port = harness.free_port()
-        harness.kxctl_json(self.root, "store", "put", SETTINGS_STORE, "0", "0x00000001=true")
+        harness.kxctl_json(self.root, "store", "put", harness.AGENT_SETTINGS_STORE, "0", "0x00000001=true")
 
     def tearDown(self):
         self.root.cleanup()
 
     def start_agent(self, name="snmpd", env=None):
-        agent = harness.Process(agent_args(self.root, self.port), self.root.path, name, env=env)
+        agent = harness.start_snmpd(self.root, self.port, name, env=env)
         harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
         return agent
 
     def test_a_log_reader_that_stalls_or_goes_costs_lines_not_service(self):
         with open(self.root.file("out"), "wb") as out:
-            agent = subprocess.Popen(agent_args(self.root, self.port), stdout=out,
+            agent = subprocess.Popen([harness.program(harness.SNMPD), "--root", self.root.path,
+                                      "--port", str(self.port)], stdout=out,
                                      stderr=subprocess.PIPE, stdin=subprocess.DEVNULL)
         try:
             harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
@@ -130,8 +124,7 @@ class ReliabilityTest(unittest.TestCase):
         contact, in_flight = "", ""
         names = []  # communities whose addition was acknowledged
         for i in range(KILLS):
-            agent = harness.Process(agent_args(self.root, self.port), self.root.path,
-                                    "snmpd-%d" % i)
+            agent = harness.start_snmpd(self.root, self.port, "snmpd-%d" % i)
             agent.wait_for_output("engineBoots = ")
             started = int(re.search(r"engineBoots = (\d+)", agent.stdout()).group(1))
             self.assertGreater(started, boots, i)

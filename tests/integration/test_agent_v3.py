@@ -244,9 +244,7 @@ class ChangesTest(unittest.TestCase):
             self.assertIn("engine-id-hex    %s\n" % renamed.hex(), show)
 
             agent.agent.stop()
-            agent.agent = harness.Process([harness.program(harness.SNMPD), "--root",
-                                           agent.root.path, "--port", str(agent.port)],
-                                          agent.root.path, "snmpd-again")
+            agent.agent = harness.start_snmpd(agent.root, agent.port, "snmpd-again")
             harness.wait_until(agent._answers, what="snmpd to answer again")
             self.assertEqual((agent.discover().engine_id, agent.discover().boots), (renamed, 2))
             # The keys follow the engine ID: localised for the new one.

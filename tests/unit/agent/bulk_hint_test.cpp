@@ -4,15 +4,11 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/unit/agent/agent_test_util.h"
-
 namespace {
-
-using agent_test::StreamCapture;
 
 TEST(BulkHint, OncePerSourceAndMinuteAndNoFloodFromManySources) {
   BulkHint hint;
-  StreamCapture err(2);
+  testing::internal::CaptureStderr();
   const uint32_t a = 0x0100007f;  // 127.0.0.1 in network order
   EXPECT_TRUE(hint.note(a, 1000));
   EXPECT_FALSE(hint.note(a, 1000 + BulkHint::kQuietSeconds - 1));
@@ -23,7 +19,7 @@ TEST(BulkHint, OncePerSourceAndMinuteAndNoFloodFromManySources) {
   for (uint32_t peer = 1; peer <= BulkHint::kSources; ++peer) EXPECT_TRUE(hint.note(peer, now));
   EXPECT_FALSE(hint.note(BulkHint::kSources + 1, now + BulkHint::kQuietSeconds - 1));
   EXPECT_TRUE(hint.note(BulkHint::kSources + 1, now + BulkHint::kQuietSeconds));
-  const std::string text = err.text();
+  const std::string text = testing::internal::GetCapturedStderr();
   EXPECT_EQ(text.substr(0, text.find('\n') + 1),
             "GetBulk from 127.0.0.1 is not answered by this agent: walk with GetNext instead "
             "(snmpwalk, snmptable -CB; turn bulk requests off in pollers)\n");

@@ -8,13 +8,11 @@
 #include <tuple>
 #include <vector>
 
-#include "agent_test_util.h"
 #include "kx/looper.h"
 #include "kx/store.h"
+#include "tests/unit/support/temp_root.h"
 
 namespace {
-
-using agent_test::TempRoot;
 
 constexpr uint32_t kNoStart = 0xffffffff;
 
@@ -64,7 +62,7 @@ class CommunityKeepTest : public ::testing::Test {
   }
   kx::Store store() const { return kx::Store(snmp::kCommunityStore, 5); }
 
-  TempRoot root;
+  test_support::TempRoot root;
   std::unique_ptr<kx::Looper> looper;
   std::unique_ptr<CommunityKeep> keep;
 };

@@ -1,21 +1,22 @@
+// The plug-in search: which files below the directory are loaded, what a
+// file that cannot be loaded says, and the limits of the walk.
 #include "agent/plugin_loader.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <filesystem>
+#include <fstream>
 #include <string>
 
-#include "agent_test_util.h"
+#include "tests/unit/support/temp_root.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using agent_test::StreamCapture;
-using agent_test::TempRoot;
 
 // The test plug-ins are built next to this executable.
-fs::path pluginBuildDir() { return fs::read_symlink("/proc/self/exe").parent_path() / "agent_plugins"; }
+const fs::path kPlugins = fs::read_symlink("/proc/self/exe").parent_path() / "agent_plugins";
+const fs::path kWithEntry = kPlugins / "with_autorun.so";
 
 int occurrences(const std::string& text, const std::string& what) {
   int n = 0;
@@ -26,58 +27,60 @@ int occurrences(const std::string& text, const std::string& what) {
 class PluginLoaderTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    withEntry = pluginBuildDir() / "with_autorun.so";
-    ASSERT_TRUE(fs::exists(withEntry)) << withEntry << " missing: build the agent library";
+    ASSERT_TRUE(fs::exists(kWithEntry)) << kWithEntry << " missing: build the agent library";
   }
-
   // Each copy is a distinct file, so the loader maps it afresh.
-  void place(const fs::path& plugin, const fs::path& at) {
+  static void place(const fs::path& plugin, const fs::path& at) {
     fs::create_directories(at.parent_path());
     fs::copy_file(plugin, at, fs::copy_options::overwrite_existing);
   }
-
   // A directory under the root whose path is exactly len characters.
-  std::string dirOfLength(size_t len, const std::string& under) {
-    std::string dir = under + "/";
+  std::string dirOfLength(size_t len) {
+    std::string dir = root.path() + "/";
     EXPECT_LT(dir.size() + 1, len);
     dir += std::string(len - dir.size(), 'd');
     fs::create_directories(dir);
     return dir;
   }
+  // What loading the plug-ins below dir writes on standard error.
+  static std::string load(const std::string& dir) {
+    testing::internal::CaptureStderr();
+    loadPlugins(dir);
+    return testing::internal::GetCapturedStderr();
+  }
 
-  TempRoot root;
-  fs::path withEntry;
+  test_support::TempRoot root;
 };
 
-// Broken, entry-less and nested plug-ins are exercised against the running
-// daemon; here the skips that one does not reach.
-TEST_F(PluginLoaderTest, SkipsHiddenDirectoriesAndNamesThatOnlyLookLikeSo) {
+TEST_F(PluginLoaderTest, LoadsEverySoFileBelowTheDirectoryAndSaysWhyOneFails) {
   const std::string dir = root.path() + "/lib";
-  place(withEntry, dir + "/x.so");
-  place(withEntry, dir + "/a.s");
-  place(withEntry, dir + "/module.so.1");
-  place(withEntry, dir + "/.cache/inside.so");
+  place(kWithEntry, dir + "/vendor/deeper/x.so");
+  place(kPlugins / "without_autorun.so", dir + "/vendor/noentry.so");
+  std::ofstream(dir + "/broken.so") << "not an ELF object\n";
+  // Dot names, hidden directories, names that only look like plug-ins and a
+  // directory named like one are passed over.
+  for (const char* skipped : {".hidden.so", ".cache/inside.so", "a.s", "module.so.1", "x.so.off"})
+    place(kWithEntry, dir + "/" + skipped);
+  fs::create_directories(dir + "/dir.so");
 
-  StreamCapture err(2);
-  loadPlugins(dir);
-  const std::string log = err.text();
-
-  EXPECT_EQ(occurrences(log, "plugin loaded: "), 1) << log;
-  EXPECT_EQ(occurrences(log, "plugin loaded: " + dir + "/x.so\n"), 1) << log;
+  const std::string log = load(dir);
+  EXPECT_EQ(occurrences(log, "plugin loaded: "), 2) << log;
+  EXPECT_EQ(occurrences(log, "plugin loaded: " + dir + "/vendor/deeper/x.so\n"), 1) << log;
   EXPECT_EQ(occurrences(log, "test plugin autorun ran\n"), 1) << log;
+  EXPECT_EQ(occurrences(log, "plugin loaded: " + dir + "/vendor/noentry.so\nplugin " + dir +
+                                 "/vendor/noentry.so has no symbol autorun\n"),
+            1)
+      << log;
+  EXPECT_EQ(occurrences(log, "failed dlopen: " + dir + "/broken.so:\n"), 1) << log;
 }
 
 TEST_F(PluginLoaderTest, PathOf128CharactersIsSearchedAnd129IsRefused) {
-  const std::string ok = dirOfLength(kMaxPluginPathLength, root.path());
-  place(withEntry, ok + "/y.so");
-  const std::string tooLong = dirOfLength(kMaxPluginPathLength + 1, root.path());
-  place(withEntry, tooLong + "/z.so");
+  const std::string ok = dirOfLength(kMaxPluginPathLength);
+  place(kWithEntry, ok + "/y.so");
+  const std::string tooLong = dirOfLength(kMaxPluginPathLength + 1);
+  place(kWithEntry, tooLong + "/z.so");
 
-  StreamCapture err(2);
-  loadPlugins(ok);
-  loadPlugins(tooLong);
-  const std::string log = err.text();
-
+  const std::string log = load(ok) + load(tooLong);
   EXPECT_EQ(occurrences(log, "plugin loaded: " + ok + "/y.so\n"), 1) << log;
   EXPECT_EQ(log.find("z.so"), std::string::npos) << log;
   EXPECT_EQ(occurrences(log,
@@ -88,25 +91,18 @@ TEST_F(PluginLoaderTest, PathOf128CharactersIsSearchedAnd129IsRefused) {
       << log;
 }
 
-TEST_F(PluginLoaderTest, SymlinkLoopEndsAtTheLengthLimit) {
+TEST_F(PluginLoaderTest, SymlinkLoopEndsAtTheLengthLimitAndAMissingDirectoryIsSilent) {
   const std::string dir = root.path() + "/loop";
   fs::create_directories(dir);
   fs::create_directory_symlink(dir, dir + "/again");
-  place(withEntry, dir + "/w.so");
+  place(kWithEntry, dir + "/w.so");
 
-  StreamCapture err(2);
-  loadPlugins(dir);
-  const std::string log = err.text();
+  const std::string log = load(dir);
   // Loaded once by its own path; the loop's deeper copies map to the same
   // file and are already loaded, but the walk must end with the refusal.
   EXPECT_GE(occurrences(log, "plugin loaded: " + dir + "/w.so\n"), 1) << log;
   EXPECT_GE(occurrences(log, "Refusing to search for snmp plugins"), 1) << log;
-}
-
-TEST_F(PluginLoaderTest, MissingDirectoryIsSilent) {
-  StreamCapture err(2);
-  loadPlugins(root.path() + "/nothing/here");
-  EXPECT_EQ(err.text(), "");
+  EXPECT_EQ(load(root.path() + "/nothing/here"), "");
 }
 
 }  // namespace

@@ -5,9 +5,7 @@
 #define TESTS_UNIT_DATA_BUS_FIXTURE_H_
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <vector>
@@ -15,7 +13,7 @@
 #include "data/providers.h"
 #include "kx/handler.h"
 #include "kx/looper.h"
-#include "kx/platform.h"
+#include "tests/unit/support/temp_root.h"
 
 // A list (paged get all, set object, count) plus a settings record.
 class ListService : public kx::Handler {
@@ -67,10 +65,7 @@ inline uint32_t testTicks() { return g_testTicks; }
 class BusTest : public ::testing::Test {
  protected:
   void SetUp() override {
-    char dir[] = "/tmp/data_test_XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    root_ = dir;
-    kx::setRoot(root_);
+    ASSERT_FALSE(root_.path().empty());
     looper_ = std::make_unique<kx::Looper>(34);
     looper_->setClock([this] { return nowMs_; });
     g_testTicks = 5000;
@@ -80,14 +75,17 @@ class BusTest : public ::testing::Test {
     setTickSource(nullptr);
     looper_.reset();
     services_.clear();
-    std::filesystem::remove_all(root_);
   }
   // A service at path [id]; the fixture owns it.
   ListService& serve(uint32_t id) {
     services_.push_back(std::make_unique<ListService>());
-    EXPECT_TRUE(looper_->listen(id));
-    looper_->addHandler(id, 0, services_.back().get());
+    serve(id, *services_.back());
     return *services_.back();
+  }
+  // The test's own service at path [id].
+  void serve(uint32_t id, kx::Handler& service) {
+    EXPECT_TRUE(looper_->listen(id));
+    looper_->addHandler(id, 0, &service);
   }
   // Moves both clocks on and fires the timers that fell due.
   void advance(uint32_t ticks) {
@@ -103,7 +101,7 @@ class BusTest : public ::testing::Test {
     return m;
   }
 
-  std::string root_;
+  test_support::TempRoot root_;
   uint64_t nowMs_ = 1000;
   std::unique_ptr<kx::Looper> looper_;
   std::vector<std::unique_ptr<ListService>> services_;

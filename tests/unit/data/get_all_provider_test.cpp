@@ -38,9 +38,14 @@ class GetAllTest : public BusTest {
     byId.addIndex(&idPacker);
     byValue.addIndex(&valuePacker);
   }
-  // n objects from id first on, each of value 10 + id.
-  static void fill(ListService& s, uint32_t first, uint32_t n) {
+  // A list at [path] of n objects from id first on, each of value 10 + id,
+  // as a source of the provider.
+  ListService& source(uint32_t path, uint32_t first, uint32_t n,
+                      unsigned arg = kDefaultGetAllArgument) {
+    ListService& s = serve(path);
     for (uint32_t id = first; id < first + n; ++id) s.objects.push_back(listObject(id, 10 + id));
+    provider.addSource(toEntries, {path}, arg);
+    return s;
   }
   DataNumPacker idPacker{dataMember(&Entry::id), 0x02};
   DataNumPacker valuePacker{dataMember(&Entry::value), 0x02};
@@ -52,10 +57,8 @@ class GetAllTest : public BusTest {
 }  // namespace
 
 TEST_F(GetAllTest, ThreePagesEchoTheContinuationMark) {
-  ListService& list = serve(20);
-  fill(list, 1, 5);
+  ListService& list = source(20, 1, 5);
   list.pageSize = 2;
-  provider.addSource(toEntries, {20});
   EXPECT_EQ(valueOf(byId.get(OID{5})), 15);
   EXPECT_EQ(list.starts, (std::vector<uint32_t>{0xffffffff, 1002, 1004}));
   EXPECT_EQ(list.args, (std::vector<uint32_t>{5, 5, 5}));
@@ -63,11 +66,9 @@ TEST_F(GetAllTest, ThreePagesEchoTheContinuationMark) {
 }
 
 TEST_F(GetAllTest, ErrorOnSecondPageKeepsFirstPageRows) {
-  ListService& list = serve(20);
-  fill(list, 1, 5);
+  ListService& list = source(20, 1, 5);
   list.pageSize = 2;
   list.failPage = 2;
-  provider.addSource(toEntries, {20});
   testing::internal::CaptureStderr();
   EXPECT_EQ(byId.getNext(OID{1}).first, (OID{2}));
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "a failed page is not logged";
@@ -76,14 +77,10 @@ TEST_F(GetAllTest, ErrorOnSecondPageKeepsFirstPageRows) {
 }
 
 TEST_F(GetAllTest, TwoSourcesFeedBothTablesLastRecordWinning) {
-  ListService& first = serve(20);
-  ListService& second = serve(21);
-  fill(first, 1, 2);
-  fill(second, 3, 2);
+  ListService& first = source(20, 1, 2);
+  ListService& second = source(21, 3, 2, 7);
   second.objects.push_back(listObject(2, 99));  // id of a row of the first list
   second.objects.push_back(listObject(8, 0));   // left out by the callback
-  provider.addSource(toEntries, {20});
-  provider.addSource(toEntries, {21}, 7);
 
   EXPECT_EQ(valueOf(byId.get(OID{2})), 99);
   EXPECT_EQ(byId.get(OID{8}), nullptr);
@@ -94,13 +91,9 @@ TEST_F(GetAllTest, TwoSourcesFeedBothTablesLastRecordWinning) {
 }
 
 TEST_F(GetAllTest, CountCommandOrRowsAfterAFill) {
-  ListService& first = serve(20);
-  ListService& second = serve(21);
-  fill(first, 1, 3);
+  ListService& first = source(20, 1, 3);
   first.objects.push_back(listObject(9, 0));
-  fill(second, 4, 2);
-  provider.addSource(toEntries, {20});
-  provider.addSource(toEntries, {21});
+  ListService& second = source(21, 4, 2);
 
   EXPECT_EQ(byId.count(), 6u) << "list objects, counted by the services";
   EXPECT_TRUE(first.starts.empty());
@@ -113,9 +106,7 @@ TEST_F(GetAllTest, CountCommandOrRowsAfterAFill) {
 }
 
 TEST_F(GetAllTest, ExpiryEmptiesEveryTableUntilNextRead) {
-  ListService& list = serve(20);
-  fill(list, 1, 3);
-  provider.addSource(toEntries, {20});
+  ListService& list = source(20, 1, 3);
   byId.getNext(OID());
   advance(10);
   EXPECT_EQ(byValue.rowsHeld(), 3u);
@@ -127,11 +118,8 @@ TEST_F(GetAllTest, ExpiryEmptiesEveryTableUntilNextRead) {
 }
 
 TEST_F(GetAllTest, SetGoesToEverySource) {
-  ListService& first = serve(20);
-  ListService& second = serve(21);
-  fill(first, 1, 1);
-  provider.addSource(toEntries, {20});
-  provider.addSource(toEntries, {21});
+  ListService& first = source(20, 1, 1);
+  ListService& second = source(21, 1, 0);
   Data* row = byId.get(OID{1});
   ASSERT_NE(row, nullptr);
   static_cast<Entry*>(row)->value = 77;

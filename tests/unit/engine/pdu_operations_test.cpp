@@ -42,7 +42,7 @@ class PduOperations : public testing::Test {
     EXPECT_EQ(out.size(), 1u);
     return out.empty() ? OID() : out[0].first;
   }
-  TestMib mib;
+  FakeMib mib;
 };
 
 TEST_F(PduOperations, GetAnswersOnlyExistingInstances) {
@@ -163,7 +163,8 @@ TEST_F(PduOperations, SetConstantScalarAnswersConstantUnchanged) {
 TEST_F(PduOperations, SetColumnWritesRowNamedBySuffixIgnoringWriteBack) {
   Call call(kIfMtu + 2, {0x02, 0x01, 0x63});
   ASSERT_EQ(snmpSet(call.ctx), 0u);  // although the table's set said false
-  EXPECT_EQ(mib.interfaces.setIndexes, std::vector<OID>{OID{2}});
+  EXPECT_EQ(mib.interfaces.sets, 1);
+  EXPECT_EQ(mib.interfaces.lastSet, OID{2});
   EXPECT_EQ(mib.interfaces.rows[OID{2}].num, 0x63);
   EXPECT_EQ(written(call.ctx).at(0).first, kIfMtu + 2);
 }

@@ -2,62 +2,12 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/columnar_leaf.h"
 #include "engine/create_reply.h"
-#include "engine/scalar_leaf.h"
 
 namespace engine_test {
 
-TestMib::TestMib() {
-  leafs.clear();
-  auto reg = [this](const OID& key, Packer* packer, DataProvider* provider,
-                    Table* table) {
-    packers_.emplace_back(packer);
-    Leaf* leaf = table ? static_cast<Leaf*>(new ColumnarLeaf(packer, table))
-                       : new ScalarLeaf(packer, provider);
-    leaves_.emplace_back(leaf);
-    addLeaf(key, leaf);
-  };
-  upTime.record.num = 4200;
-  contact.record.text = "noc";
-  location.writable = false;
-  name.available = false;
-  reg(kSysDescr, new TextPacker("router"), nullptr, nullptr);
-  reg(kSysUpTime, new NumPacker(&Row::num, 0x43), &upTime, nullptr);
-  reg(kSysContact, new TextPacker(&Row::text), &contact, nullptr);
-  reg(kSysName, new TextPacker(&Row::text), &name, nullptr);
-  reg(kSysLocation, new TextPacker(&Row::text), &location, nullptr);
-  for (unsigned i : {1u, 2u, 10u}) {
-    interfaces.rows[OID{i}].num = static_cast<int>(i);
-    interfaces.rows[OID{i}].text = "eth" + std::to_string(i);
-  }
-  reg(kIfIndex, new NumPacker(&Row::num, 2), nullptr, &interfaces);
-  reg(kIfDescr, new TextPacker(&Row::text), nullptr, &interfaces);
-  reg(kIfType, new NumPacker(&Row::num, 2), nullptr, &empty);
-  reg(kIfMtu, new NumPacker(&Row::num, 2), nullptr, &interfaces);
-
-  for (const char* n : {"public", "private", "v3user", "lan", "nobody"}) {
-    auto* item = new CommunityList::Item;
-    item->name = n;
-    item->readAccess = item->name != "nobody";
-    item->writeAccess = item->name == "private" || item->name == "v3user";
-    communities.items.push_back(item);
-  }
-  communities.items[2]->security = 1;
-  communities.items[3]->address = static_cast<uint32_t>(ip(10, 1, 0, 0));
-  communities.items[3]->addressMask = static_cast<uint32_t>(ip(255, 255, 0, 0));
-  communityKeep = &communities;
-}
-
-TestMib::~TestMib() {
-  leafs.clear();
-  communityKeep = nullptr;
-}
-
-std::vector<unsigned char> request(int version, const std::string& community,
-                                   unsigned pduTag,
-                                   const std::vector<Binding>& bindings,
-                                   int requestId) {
+std::vector<unsigned char> request(int version, const std::string& community, unsigned pduTag,
+                                   const std::vector<Binding>& bindings, int requestId) {
   OutStream out;
   out.startSeq(0x30);
   out.add(version, 2);
@@ -110,15 +60,13 @@ Outcome dispatch(std::vector<unsigned char> bytes, int peer) {
   Reply& r = o.reply;
   r.version = in.getVersion();
   r.pduTag = (in.getString(&r.community), in.getType());
-  const bool ok = in.enterSeq() >= 0 && in.getInt(&r.requestId) &&
-                  in.getInt(&r.status) && in.getInt(&r.index) &&
-                  in.enterSeq() >= 0 && readBindings(in, &r);
+  const bool ok = in.enterSeq() >= 0 && in.getInt(&r.requestId) && in.getInt(&r.status) &&
+                  in.getInt(&r.index) && in.enterSeq() >= 0 && readBindings(in, &r);
   EXPECT_TRUE(ok) << "reply does not decode";
   return o;
 }
 
-std::vector<std::pair<OID, std::pair<int, std::string>>> written(
-    const Context& ctx) {
+std::vector<std::pair<OID, std::pair<int, std::string>>> written(const Context& ctx) {
   InStream in(ctx.out.bytes().data(), ctx.out.bytes().size());
   Reply reply;
   EXPECT_TRUE(readBindings(in, &reply)) << "output does not decode";

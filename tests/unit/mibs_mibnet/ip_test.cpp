@@ -1,8 +1,9 @@
 // The route conversion: which route objects become rows, one per gateway,
-// and the codes of the route kinds.
+// and the codes of every route kind (the example router has a few).
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "mibs/ip_mib.h"
@@ -23,6 +24,9 @@ constexpr uint32_t wire(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
 }
 constexpr uint32_t agent(uint32_t a, uint32_t b, uint32_t c, uint32_t d) {
   return d << 24 | c << 16 | b << 8 | a;
+}
+constexpr uint32_t agentOf(uint32_t w) {
+  return agent(w >> 24, w >> 16 & 255, w >> 8 & 255, w & 255);
 }
 
 // Runs a conversion; the records are owned by the returned vector.
@@ -78,68 +82,40 @@ TEST(RouteKindCodes, TypeAndBothProtocolCodings) {
   }
 }
 
-TEST(RouteConversion, ConnectedRouteWithoutGatewaysIsOneRow) {
-  kx::message m = route(2);
-  m.setU32(kx::u32_id(0x3), wire(10, 20, 0, 1));
-  m.setU32Array(kRouteInterfaces, {5, 6});
-  auto r = routes(m);
-  ASSERT_EQ(r.size(), 1u);
-  EXPECT_EQ(r[0]->destination, agent(10, 20, 0, 0));
-  EXPECT_EQ(r[0]->mask, agent(255, 255, 0, 0));
-  EXPECT_EQ(r[0]->nextHop, agent(10, 20, 0, 1));
-  EXPECT_EQ(r[0]->ifIndex, 5);
-  EXPECT_EQ(r[0]->metric, 7);
-  EXPECT_EQ(r[0]->routeType, 3);
-  EXPECT_EQ(r[0]->cidrType, 3);
-
-  // An empty gateway array counts as none; no interfaces gives ifIndex 0.
-  m.setU32Array(kGateways, {});
-  m.erase(kRouteInterfaces);
-  r = routes(m);
-  ASSERT_EQ(r.size(), 1u);
-  EXPECT_EQ(r[0]->ifIndex, 0);
-}
-
-TEST(RouteConversion, OneRowPerEnabledGateway) {
-  kx::message m = route(3);
-  m.setU32Array(kGateways, {wire(192, 0, 2, 1), wire(198, 51, 100, 1), wire(203, 0, 113, 9)});
-  m.setU32Array(kRouteInterfaces, {1, 2, 3});
-  auto r = routes(m);
-  ASSERT_EQ(r.size(), 3u);
-  EXPECT_EQ(r[1]->nextHop, agent(198, 51, 100, 1));
-  EXPECT_EQ(r[1]->ifIndex, 2);
-  EXPECT_EQ(r[2]->destination, r[0]->destination);
-  EXPECT_EQ(r[2]->metric, 7);
-  EXPECT_EQ(r[2]->cidrProto, 3);
-
-  // The second gateway marked off; the marks may be fewer than the gateways.
-  m.setU32Array(kGatewayOn, {1, 0});
-  r = routes(m);
-  ASSERT_EQ(r.size(), 2u);
-  EXPECT_EQ(r[0]->nextHop, agent(192, 0, 2, 1));
-  EXPECT_EQ(r[1]->nextHop, agent(203, 0, 113, 9));
-  EXPECT_EQ(r[1]->ifIndex, 3);
-
-  // Fewer interfaces than gateways: the rest show ifIndex 0.
-  m.erase(kGatewayOn);
-  m.setU32Array(kRouteInterfaces, {1});
-  r = routes(m);
-  ASSERT_EQ(r.size(), 3u);
-  EXPECT_EQ(r[2]->ifIndex, 0);
-}
-
-TEST(RouteConversion, RoutesThatMakeNoRows) {
-  kx::message noInterfaces = route(3);
-  noInterfaces.setU32Array(kGateways, {wire(192, 0, 2, 1)});
-  EXPECT_TRUE(routes(noInterfaces).empty());
-
-  kx::message staticWithoutGateway = route(3);
-  staticWithoutGateway.setU32Array(kRouteInterfaces, {1});
-  EXPECT_TRUE(routes(staticWithoutGateway).empty());
-
-  for (uint32_t flag : {kInvalid, kDisabled}) {
-    kx::message connected = route(2);
-    connected.setBool(flag, true);
-    EXPECT_TRUE(routes(connected).empty()) << std::hex << flag;
+TEST(RouteConversion, OneRowPerEnabledGatewayWithItsInterface) {
+  const uint32_t a = wire(192, 0, 2, 1), b = wire(198, 51, 100, 1), c = wire(203, 0, 113, 9);
+  const uint32_t hop = wire(10, 20, 0, 1);             // a connected route's own next hop
+  using Rows = std::vector<std::pair<uint32_t, int>>;  // next hop, ifIndex
+  const struct {
+    const char* what;
+    uint32_t kind;
+    std::vector<uint32_t> gateways, interfaces, on;
+    uint32_t flag;
+    Rows rows;
+  } cases[] = {
+      {"connected", 2, {}, {5, 6}, {}, 0, {{hop, 5}}},
+      {"connected, no interfaces", 2, {}, {}, {}, 0, {{hop, 0}}},
+      {"gateways", 3, {a, b, c}, {1, 2, 3}, {}, 0, {{a, 1}, {b, 2}, {c, 3}}},
+      {"second gateway off, fewer marks", 3, {a, b, c}, {1, 2, 3}, {1, 0}, 0, {{a, 1}, {c, 3}}},
+      {"fewer interfaces", 3, {a, b, c}, {1}, {}, 0, {{a, 1}, {b, 0}, {c, 0}}},
+      {"no interfaces", 3, {a}, {}, {}, 0, {}},
+      {"static without gateway", 3, {}, {1}, {}, 0, {}},
+      {"invalid", 2, {}, {1}, {}, kInvalid, {}},
+      {"disabled", 2, {}, {1}, {}, kDisabled, {}},
+  };
+  for (const auto& t : cases) {
+    kx::message m = route(t.kind);
+    m.setU32(kx::u32_id(0x3), hop);
+    m.setU32Array(kGateways, t.gateways);  // (the example router has one without the array)
+    if (!t.interfaces.empty()) m.setU32Array(kRouteInterfaces, t.interfaces);
+    if (!t.on.empty()) m.setU32Array(kGatewayOn, t.on);
+    if (t.flag) m.setBool(t.flag, true);
+    Rows rows, expected;
+    for (const auto& r : routes(m)) {
+      EXPECT_EQ(r->destination, agent(10, 20, 0, 0)) << t.what;
+      rows.emplace_back(r->nextHop, r->ifIndex);
+    }
+    for (const auto& [next, ifIndex] : t.rows) expected.emplace_back(agentOf(next), ifIndex);
+    EXPECT_EQ(rows, expected) << t.what;
   }
 }

@@ -6,7 +6,6 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/agent/agent_test_util.h"
 #include "tests/unit/data/bus_fixture.h"
 #include "traps/link_traps.h"
 #include "traps/trap_sources.h"
@@ -26,8 +25,7 @@ class LinkBusTest : public BusTest {
  protected:
   void SetUp() override {
     BusTest::SetUp();
-    ASSERT_TRUE(looper_->listen(20));
-    looper_->addHandler(20, 0, &service);
+    serve(20, service);
     linkStates.clear();
     trapMakers.clear();
   }
@@ -67,9 +65,9 @@ TEST_F(LinkBusTest, InterfacesSubscriberAddsItsMakerAndSubscription) {
 
   // A service that is not there: the maker stands, and one line says why
   // no events will come.
-  agent_test::StreamCapture err(2);
+  testing::internal::CaptureStderr();
   EXPECT_FALSE(subscribeToEvents({21, 0}, kLinkEventKind, kx::message()));
-  EXPECT_NE(err.text().find(
+  EXPECT_NE(testing::internal::GetCapturedStderr().find(
                 "\nno events 0x10004 from [21,0]: the service did not take the subscription\n"),
             std::string::npos);
 }

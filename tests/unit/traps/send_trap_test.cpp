@@ -78,10 +78,11 @@ TEST(SendTrap, WritesOneLineForEveryTrapItDoesNotSend) {
     SCOPED_TRACE(c.what);
     TrapSettings s = good;
     c.change(s);
-    agent_test::StreamCapture out(1), err(2);
+    testing::internal::CaptureStdout();
+    testing::internal::CaptureStderr();
     sendTrap(s, c.unhandled ? unknown : request);
-    EXPECT_EQ(out.text(), c.out);
-    EXPECT_EQ(err.text(), c.err);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), c.out);
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), c.err);
     pollfd p = {receiver, POLLIN, 0};
     const bool sent = *c.out == '\0' && *c.err == '\0';
     ASSERT_EQ(::poll(&p, 1, sent ? 1000 : 50), sent ? 1 : 0);

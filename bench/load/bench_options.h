@@ -1,0 +1,32 @@
+// The benchmarks' command lines: options written "--name VALUE", and
+// --help.
+#ifndef BENCH_LOAD_BENCH_OPTIONS_H_
+#define BENCH_LOAD_BENCH_OPTIONS_H_
+
+#include <cstdint>
+#include <functional>
+#include <string>
+
+namespace bench {
+
+// Exit status of a bad command line.
+constexpr int kUsageError = 2;
+
+// A count written in decimal digits only, within [least, most].
+bool parseCount(const char* text, uint64_t least, uint64_t most, uint64_t* out);
+
+// Takes one option and its value: "" when it is taken, else what is wrong,
+// as it reads after the option's name ("is not an option", "wants a count
+// from 1 to 50, not 'x'").
+using OptionTaker = std::function<std::string(const std::string& name, const char* value)>;
+
+// Goes through argv: --help or -h prints usage on standard output and
+// yields 0; every other option goes to take with its value.  A missing
+// value or what take refuses prints "program: option reason" on standard
+// error and yields kUsageError.  -1 when all were taken.
+int parseOptions(int argc, char** argv, const char* program, const char* usage,
+                 const OptionTaker& take);
+
+}  // namespace bench
+
+#endif  // BENCH_LOAD_BENCH_OPTIONS_H_

@@ -1,0 +1,119 @@
+#include "bench/soak/soak_message.h"
+
+#include "asn1/ber.h"
+#include "asn1/in_stream.h"
+#include "asn1/out_stream.h"
+#include "usm/v3_reader.h"
+#include "usm/v3_writer.h"
+
+namespace bench {
+
+namespace {
+
+// The PDU of a request: request-id, error fields 0, one binding.
+void writePdu(OutStream& out, const RequestSpec& spec) {
+  out.startSeq(spec.pduTag);
+  out.add(static_cast<unsigned>(spec.id), ber::kInteger);
+  out.add(0, ber::kInteger);
+  out.add(0, ber::kInteger);
+  out.startSeq(ber::kSequence);
+  out.startSeq(ber::kSequence);
+  out.addOID(spec.name, ber::kObjectId);
+  if (spec.pduTag == ber::kSetRequest) {
+    out.add(spec.value, ber::kOctetString);
+  } else {
+    out.addNull(ber::kNull);
+  }
+  out.endSeq();
+  out.endSeq();
+  out.endSeq();
+}
+
+// Reads the PDU at the cursor and its first binding, if any.
+bool readPdu(InStream& in, SoakReply* out) {
+  out->pduTag = in.getType();
+  if (in.enterSeq() < 0 || !in.getInt(&out->requestId) || !in.getInt(&out->status) ||
+      !in.getInt(&out->index) || in.enterSeq() < 0) {
+    return false;
+  }
+  if (in.atSeqEnd()) return true;
+  if (in.enterSeq() < 0 || !in.getOID(&out->name)) return false;
+  out->valueTag = in.getType();
+  if (!in.getString(&out->value)) return false;
+  out->hasBinding = true;
+  return true;
+}
+
+}  // namespace
+
+V3User Identity::user() const {
+  return {name.c_str(), level,   authMethod,           privProtocol,
+          nullptr,      nullptr, authPassword.c_str(), privPassword.c_str()};
+}
+
+void Identity::localise(const std::string& engineID) {
+  if (version == kSnmpV3 && level > kNoAuthNoPriv) {
+    localiseKeys(user(), engineID, &authKey, &privKey);
+  }
+}
+
+uint32_t EngineClock::now() const {
+  const auto passed = std::chrono::steady_clock::now() - seenAt;
+  return state.time +
+         static_cast<uint32_t>(std::chrono::duration_cast<std::chrono::seconds>(passed).count());
+}
+
+std::vector<uint8_t> encodeRequest(const Identity& identity, const EngineClock& engine,
+                                   const RequestSpec& spec) {
+  if (identity.version != kSnmpV3) {
+    OutStream out;
+    out.startSeq(ber::kSequence);
+    out.add(identity.version, ber::kInteger);
+    out.add(identity.name, ber::kOctetString);
+    writePdu(out, spec);
+    out.endSeq();
+    return out.bytes();
+  }
+  V3ServerInfo remote;
+  remote.engineID = engine.state.engineID;
+  remote.engineBoots = engine.state.boots;
+  V3Info info;
+  prepareOutgoing(info, remote, identity.name, identity.level, identity.authMethod,
+                  identity.privProtocol, spec.id);
+  const uint32_t time = engine.now();
+  info.engineTime = time > spec.lagSeconds ? time - spec.lagSeconds : 0;
+  return v3Message(info, identity.authKey, identity.privKey,
+                   [&](OutStream& out) { writePdu(out, spec); });
+}
+
+bool readSoakReply(const uint8_t* data, size_t n, const KeysFor& keysFor, SoakReply* out) {
+  InStream in(data, static_cast<unsigned>(n));
+  out->version = in.getVersion();
+  if (out->version == kSnmpV1 || out->version == kSnmpV2c) {
+    if (!in.getString(&out->community) || !readPdu(in, out)) return false;
+    out->id = static_cast<uint32_t>(out->requestId);
+    return true;
+  }
+  if (out->version != kSnmpV3) return false;
+  V3Info info;
+  int err = kNoReport;
+  if (!readV3Info(in, info, err)) return false;
+  out->id = info.msgID;
+  out->level = info.level;
+  out->engineID.assign(info.engineID);
+  bool plain = false;
+  const Identity* who = keysFor(info.msgID, &plain);
+  if (who == nullptr && !plain) return false;
+  if (plain) {
+    // A report the agent signed with a key the sender lacks (an unknown
+    // user's): its PDU is plain text at authNoPriv.
+    if (info.level == kAuthPriv) return false;
+    clearAuthPrivInfo(info);
+    if (!decryptAndCheckSignatureLite(in, info, HmacKey(), 0, PrivKey())) return false;
+  } else if (!decryptAndCheckSignatureLite(in, info, who->authKey, who->authMethod, who->privKey)) {
+    return false;
+  }
+  return readPdu(in, out);
+}
+
+}  // namespace bench

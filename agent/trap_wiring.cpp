@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "agent/snmp_looper.h"
-#include "traps/trap_sources.h"
 #include "traps/create_trap.h"
+#include "traps/trap_sources.h"
 
 TrapSettings SnmpLooper::trapSettings() const {
   TrapSettings s;

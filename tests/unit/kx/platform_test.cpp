@@ -1,14 +1,14 @@
 // Allocator, root paths and clocks.
-#include <sys/stat.h>
-#include <unistd.h>
+#include "kx/platform.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
 
 #include "kx/store.h"
-#include "kx/platform.h"
 
 namespace kx {
 namespace {

@@ -31,7 +31,9 @@ class SlotRecorder : public kx::Handler {
     return mark("getall", start, count);
   }
   kx::message cmdRemoveObj(const kx::message&, uint32_t id) override { return mark("remove", id); }
-  kx::message cmdUnknown(const kx::message&, uint32_t code) override { return mark("unknown", code); }
+  kx::message cmdUnknown(const kx::message&, uint32_t code) override {
+    return mark("unknown", code);
+  }
 };
 
 kx::message cmd(uint32_t c) {

@@ -12,8 +12,8 @@
 #include "engine/community_list.h"
 #include "kx/snmp_keys.h"
 #include "tests/unit/agent/agent_test_util.h"
-#include "traps/trap_sources.h"
 #include "traps/create_trap.h"
+#include "traps/trap_sources.h"
 
 namespace {
 

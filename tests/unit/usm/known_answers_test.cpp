@@ -7,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "usm/v3_info.h"
 #include "usm/key_derivation.h"
 #include "usm/privacy.h"
+#include "usm/v3_info.h"
 
 namespace {
 

@@ -16,7 +16,8 @@ constexpr uint32_t kNoStart = 0xffffffff;
 
 }  // namespace
 
-CommunityKeep::CommunityKeep() : store_(kStorePath, kStoreVersion), ids_(kFirstId, kLastId) {}
+CommunityKeep::CommunityKeep()
+    : store_(snmp::kCommunityStore, kStoreVersion), ids_(kFirstId, kLastId) {}
 
 // The items are deleted by CommunityList.
 CommunityKeep::~CommunityKeep() = default;
@@ -34,7 +35,7 @@ void CommunityKeep::init() {
 
   Item* item = new Item;
   item->id = ids_.alloc();
-  item->name = kDefaultName;
+  item->name = snmp::kDefaultCommunity;
   item->readAccess = true;
   item->security = 0;
   store_.save(item->id, getCfg(*item));
@@ -56,7 +57,8 @@ bool CommunityKeep::nameTaken(const std::string& name, const Item* except) const
 kx::message CommunityKeep::cmdGetAll(const kx::message&, uint32_t start, uint32_t count) {
   auto it = items.begin();
   if (start != kNoStart) {
-    it = std::find_if(items.begin(), items.end(), [start](const Item* i) { return i->id == start; });
+    it =
+        std::find_if(items.begin(), items.end(), [start](const Item* i) { return i->id == start; });
     if (it == items.end()) return kx::errorMsg(kx::kErrBadStart, "");
   }
   const uint32_t batch = (count == 0 || count > kMaxBatch) ? kMaxBatch : count;
@@ -77,7 +79,7 @@ kx::message CommunityKeep::cmdGetObj(const kx::message&, uint32_t id) {
 kx::message CommunityKeep::cmdSetObj(const kx::message& msg, uint32_t id) {
   Item* item = findById(id);
   if (!item) return kx::errorMsg(kx::kErrNotFound, "");
-  if (const std::string* name = msg.findString(kName); name && nameTaken(*name, item)) {
+  if (const std::string* name = msg.findString(snmp::kName); name && nameTaken(*name, item)) {
     return kx::errorMsg(kx::kErrRefused, "community with such name already exists");
   }
   kx::message undo = getCfg(*item);
@@ -90,7 +92,7 @@ kx::message CommunityKeep::cmdSetObj(const kx::message& msg, uint32_t id) {
 }
 
 kx::message CommunityKeep::cmdAddObj(const kx::message& msg) {
-  const std::string* name = msg.findString(kName);
+  const std::string* name = msg.findString(snmp::kName);
   if (!name) return kx::errorMsg(kx::kErrMissing, "missing community name");
   if (name->empty()) return kx::errorMsg(kx::kErrRefused, "empty script name");
   if (nameTaken(*name, nullptr)) {

@@ -1,5 +1,6 @@
 // CommunityKeep: the agent's community table on the bus (handler 1 of the
-// agent's service, path [34, 1]) and in its persistent store.
+// agent's service, path [34, 1]) and in its persistent store.  Its bus
+// fields are those of kx/snmp_keys.h.
 //
 // A community is at once a v1/v2c community string (source filter, read and
 // write rights) and a v3 user.  The list itself, and its lookup, belong to
@@ -15,33 +16,15 @@
 #include <cstdint>
 
 #include "engine/community_list.h"
-#include "kx/allocator.h"
 #include "kx/handler.h"
 #include "kx/message.h"
+#include "kx/snmp_keys.h"
 #include "kx/store.h"
 
 class CommunityKeep : public kx::Handler, public CommunityList {
  public:
-  // The handler id of the community table under the agent's service.
-  static constexpr uint32_t ID_COMMUNITIES = 1;
-  // Platform path of the community store.
-  static constexpr const char* kStorePath = "/sarn/store/snmp-communities";
   // Largest batch one get-all reply carries.
   static constexpr uint32_t kMaxBatch = 20;
-  // Name of the community created on a first start.
-  static constexpr const char* kDefaultName = "harbor";
-
-  // Bus fields of an item.
-  static constexpr uint32_t kName = 0x20000005;
-  static constexpr uint32_t kAddress = 0x08000008;      // big-endian IPv4
-  static constexpr uint32_t kAddressMask = 0x08000009;  // big-endian IPv4
-  static constexpr uint32_t kReadAccess = 0x00000006;
-  static constexpr uint32_t kWriteAccess = 0x00000007;
-  static constexpr uint32_t kSecurity = 0x0800000f;
-  static constexpr uint32_t kAuthMethod = 0x08000014;
-  static constexpr uint32_t kEncryptionProtocol = 0x08000015;
-  static constexpr uint32_t kAuthPassword = 0x2000000b;
-  static constexpr uint32_t kEncryptionPassword = 0x2000000c;
 
   // Opens the store (below the root prefix); the list stays empty until
   // init().

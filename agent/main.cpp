@@ -10,17 +10,14 @@
 #include "agent/log_streams.h"
 #include "agent/plugin_loader.h"
 #include "agent/snmp_looper.h"
-#include "data/bus.h"
 #include "kx/message.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "mibs/bridge_mib.h"
-#include "mibs/health_mib.h"
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"
 #include "sarn_version.h"
-#include "traps/enterprise_trap.h"
-#include "traps/trap_maker.h"
+#include "traps/trap_sources.h"
 
 namespace {
 
@@ -121,7 +118,6 @@ int main(int argc, char** argv) {
   SnmpLooper* loop = new SnmpLooper();
   loop->servicePort = opts.port;
   loop->trapPort = opts.trapPort;
-  setBusLooper(loop);
   // From here a stop request, even one that comes during start-up, ends
   // the loop as soon as it runs.
   std::signal(SIGTERM, onStopSignal);
@@ -130,7 +126,7 @@ int main(int argc, char** argv) {
   std::fprintf(stderr, "loop->init();\n");
   loop->init();
 
-  buildSystemMib();
+  buildSystemMib([loop] { return loop->getConfig(); });
   buildIpMib();
   buildBridgeMib();
   buildInterfacesMib();
@@ -145,7 +141,7 @@ int main(int argc, char** argv) {
 
   kx::message notice;
   notice.setDstPath({1});
-  notice.setU32(kStartupService, SnmpLooper::kServiceId);
+  notice.setU32(kStartupService, snmp::kServiceId);
   loop->sendCmd(notice, kStartupCommand);
 
   loop->run();

@@ -5,18 +5,16 @@
 #include <iterator>
 
 #include "agent/snmp_looper.h"
-#include "traps/trap_subscribers.h"
-#include "usm/engine_id.h"
+#include "traps/trap_sources.h"
+#include "usm/v3_info.h"
 
 namespace {
 
 // Object id given to change notifications of the settings record.
 constexpr uint32_t kSettingsChangeId = 0xffffffff;
-// Name of the start-up trap in the generator list.
-constexpr const char* kStartupTrapName = "start-trap";
 // Commands that ask for a trap built from the message: an enterprise trap
 // request, and the two kinds of event a subscription delivers.
-constexpr uint32_t kTrapCommands[] = {1, 0xfe000b, 0x10004};
+constexpr uint32_t kTrapCommands[] = {snmp::kCmdSendTrap, 0xfe000b, 0x10004};
 
 // Keeps the first occurrence of every id, in order.
 std::vector<uint32_t> withoutRepeats(const std::vector<uint32_t>& ids) {
@@ -31,17 +29,17 @@ std::vector<uint32_t> withoutRepeats(const std::vector<uint32_t>& ids) {
 
 kx::message SnmpLooper::getConfig() const {
   kx::message m;
-  m.setString(kCommunity, community);
-  m.setString(kContact, contact);
-  m.setString(kLocation, location);
-  m.setString(kEngineId, deformatEngineID(engineID));
-  m.setU32(kTimeWindow, timeWindow);
-  m.setBe32(kTrapTarget, trapTarget);
-  m.setU32(kTrapVersion, trapVersion);
-  m.setU32(kTrapCommunity, trapCommunity);
-  m.setU32Array(kTrapGenerators, trapGenerators);
-  m.setU32(kEngineBoots, engineBoots);
-  m.setBool(kEnabled, enableSetting);
+  m.setString(snmp::kCommunity, community);
+  m.setString(snmp::kContact, contact);
+  m.setString(snmp::kLocation, location);
+  m.setString(snmp::kEngineId, deformatEngineID(engineID));
+  m.setU32(snmp::kTimeWindow, timeWindow);
+  m.setBe32(snmp::kTrapTarget, trapTarget);
+  m.setU32(snmp::kTrapVersion, trapVersion);
+  m.setU32(snmp::kTrapCommunity, trapCommunity);
+  m.setU32Array(snmp::kTrapGenerators, trapGenerators);
+  m.setU32(snmp::kEngineBoots, engineBoots);
+  m.setBool(snmp::kEnabled, enableSetting);
   return m;
 }
 
@@ -64,15 +62,15 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
   const std::vector<uint32_t>* sender = msg.findU32Array(kx::kSrcPath);
   if (sender && !sender->empty()) std::fprintf(stderr, "cmd_set from %u\n", sender->front());
 
-  if (const std::string* v = msg.findString(kCommunity)) community = *v;
-  if (const std::string* v = msg.findString(kContact)) contact = *v;
-  if (const std::string* v = msg.findString(kLocation)) location = *v;
-  if (msg.has(kTimeWindow)) timeWindow = msg.getU32(kTimeWindow);
-  if (msg.has(kTrapTarget)) trapTarget = msg.getBe32(kTrapTarget);
-  if (msg.has(kTrapCommunity)) trapCommunity = msg.getU32(kTrapCommunity);
-  if (msg.has(kTrapVersion)) trapVersion = msg.getU32(kTrapVersion);
+  if (const std::string* v = msg.findString(snmp::kCommunity)) community = *v;
+  if (const std::string* v = msg.findString(snmp::kContact)) contact = *v;
+  if (const std::string* v = msg.findString(snmp::kLocation)) location = *v;
+  if (msg.has(snmp::kTimeWindow)) timeWindow = msg.getU32(snmp::kTimeWindow);
+  if (msg.has(snmp::kTrapTarget)) trapTarget = msg.getBe32(snmp::kTrapTarget);
+  if (msg.has(snmp::kTrapCommunity)) trapCommunity = msg.getU32(snmp::kTrapCommunity);
+  if (msg.has(snmp::kTrapVersion)) trapVersion = msg.getU32(snmp::kTrapVersion);
 
-  if (const std::vector<uint32_t>* gens = msg.findU32Array(kTrapGenerators)) {
+  if (const std::vector<uint32_t>* gens = msg.findU32Array(snmp::kTrapGenerators)) {
     // Every subscriber is unsubscribed, subscribed or not, so that the new
     // list alone decides; ids without a subscriber (the start-up trap)
     // stay in the list all the same.
@@ -89,11 +87,11 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
   }
 
   const uint32_t bootsBefore = engineBoots;
-  if (msg.has(kEngineBoots)) engineBoots = msg.getU32(kEngineBoots);
-  if (const std::string* v = msg.findString(kEngineId)) setEngineID(*v);
+  if (msg.has(snmp::kEngineBoots)) engineBoots = msg.getU32(snmp::kEngineBoots);
+  if (const std::string* v = msg.findString(snmp::kEngineId)) setEngineID(*v);
 
-  if (msg.has(kEnabled)) {
-    enableSetting = msg.getBool(kEnabled);
+  if (msg.has(snmp::kEnabled)) {
+    enableSetting = msg.getBool(snmp::kEnabled);
     if (enableSetting) {
       enable();
     } else {
@@ -109,16 +107,16 @@ kx::message SnmpLooper::cmdSet(const kx::message& msg) {
 
 kx::message SnmpLooper::cmdUnknown(const kx::message& msg, uint32_t code) {
   kx::message reply;
-  if (code == kCmdListGenerators) {
+  if (code == snmp::kCmdListGenerators) {
     std::vector<kx::message>& list = reply.messageArray(kx::kObjects);
     kx::message startTrap;
-    startTrap.setU32(kx::kObjId, kStartupTrapGenerator);
-    startTrap.setString(kGeneratorName, kStartupTrapName);
+    startTrap.setU32(kx::kObjId, snmp::kStartupGenerator);
+    startTrap.setString(snmp::kGeneratorName, snmp::kStartupGeneratorName);
     list.push_back(startTrap);
     for (size_t i = 0; i < scribers.size(); ++i) {
       kx::message entry;
       entry.setU32(kx::kObjId, static_cast<uint32_t>(i));
-      entry.setString(kGeneratorName, scribers[i].name);
+      entry.setString(snmp::kGeneratorName, scribers[i].name);
       list.push_back(entry);
     }
   } else if (std::find(std::begin(kTrapCommands), std::end(kTrapCommands), code) !=

@@ -4,8 +4,8 @@
 #include <string>
 
 #include "agent/community_keep.h"
-#include "kx/clock.h"
-#include "usm/engine_id.h"
+#include "kx/platform.h"
+#include "usm/v3_info.h"
 
 SnmpLooper* snmpLooper = nullptr;
 
@@ -23,9 +23,9 @@ constexpr uint32_t kPolicies[][2] = {{1, 128}, {100, 704}};
 }  // namespace
 
 SnmpLooper::SnmpLooper()
-    : kx::Looper(kServiceId, std::vector<unsigned>(kLooperParams, 0)),
-      store(kStorePath, kStoreVersion),
-      community(kDefaultCommunity),
+    : kx::Looper(snmp::kServiceId, std::vector<unsigned>(kLooperParams, 0)),
+      store(snmp::kSettingsStore, kStoreVersion),
+      community(snmp::kDefaultCommunity),
       batch_(c_buf, kReceiveBufferSize) {
   std::fprintf(stderr, "communityKeep = new CommunityKeep;\n");
   CommunityKeep* keep = new CommunityKeep;
@@ -33,13 +33,13 @@ SnmpLooper::SnmpLooper()
   std::fprintf(stderr, "communityKeep->init();\n");
   keep->init();
   std::fprintf(stderr, "addHandler(snmp::ID_COMMUNITIES, communityKeep);\n");
-  addHandler(CommunityKeep::ID_COMMUNITIES, keep);
+  addHandler(snmp::ID_COMMUNITIES, keep);
 
   uptime = kx::getUptime;
   startUptime = kx::getUptime();
   startJiffies = kx::getJiffies();
-  trapCommunity = 0xffffffff;
-  timeWindow = 15;
+  trapCommunity = snmp::kNoCommunity;
+  timeWindow = snmp::kDefaultTimeWindow;
   trapVersion = 0;
   trapTarget = 0;
   snmpLooper = this;
@@ -47,7 +47,7 @@ SnmpLooper::SnmpLooper()
 
 SnmpLooper::~SnmpLooper() {
   disable();
-  removeHandler(kServiceId, CommunityKeep::ID_COMMUNITIES);
+  removeHandler(snmp::kServiceId, snmp::ID_COMMUNITIES);
   delete communityKeep;
   communityKeep = nullptr;
   if (snmpLooper == this) snmpLooper = nullptr;
@@ -57,20 +57,21 @@ void SnmpLooper::init() {
   for (const auto& policy : kPolicies) addPolicy(policy[0], policy[1]);
 
   kx::message stored;
-  if (store.load(kSettingsObject, stored)) {
-    community = stored.getString(kCommunity);
-    contact = stored.getString(kContact);
-    location = stored.getString(kLocation);
+  if (store.load(snmp::kSettingsObject, stored)) {
+    community = stored.getString(snmp::kCommunity);
+    contact = stored.getString(snmp::kContact);
+    location = stored.getString(snmp::kLocation);
     // A stored object without a time window means none, not the default.
-    timeWindow = stored.getU32(kTimeWindow, 0);
-    trapTarget = stored.getBe32(kTrapTarget, 0);
-    trapVersion = stored.getU32(kTrapVersion, 0);
-    trapCommunity = stored.getU32(kTrapCommunity, 0xffffffff);
-    if (stored.has(kTrapGenerators)) trapGenerators = stored.getU32Array(kTrapGenerators);
-    engineBoots = stored.getU32(kEngineBoots, 0) + 1;
+    timeWindow = stored.getU32(snmp::kTimeWindow, 0);
+    trapTarget = stored.getBe32(snmp::kTrapTarget, 0);
+    trapVersion = stored.getU32(snmp::kTrapVersion, 0);
+    trapCommunity = stored.getU32(snmp::kTrapCommunity, snmp::kNoCommunity);
+    if (stored.has(snmp::kTrapGenerators))
+      trapGenerators = stored.getU32Array(snmp::kTrapGenerators);
+    engineBoots = stored.getU32(snmp::kEngineBoots, 0) + 1;
     // The keys were derived before the engine ID was known.
-    setEngineID(stored.getString(kEngineId));
-    enableSetting = stored.getBool(kEnabled, false);
+    setEngineID(stored.getString(snmp::kEngineId));
+    enableSetting = stored.getBool(snmp::kEnabled, false);
     // Persist the new boot count before the first request is served, and
     // announce it only then: no two starts use the same count.
     saveSettings(true);
@@ -87,11 +88,11 @@ void SnmpLooper::init() {
 }
 
 void SnmpLooper::saveSettings(bool bootsRose) {
-  store.save(kSettingsObject, getConfig());
+  store.save(snmp::kSettingsObject, getConfig());
   // The store falls back to the previous version of a damaged object.  A
   // raised boot count goes into both versions, so that such a fallback
   // cannot bring back a count that has been used.
-  if (bootsRose) store.save(kSettingsObject, getConfig());
+  if (bootsRose) store.save(snmp::kSettingsObject, getConfig());
 }
 
 void SnmpLooper::setEngineID(const std::string& text) {

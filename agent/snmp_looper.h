@@ -18,46 +18,21 @@
 #include "agent/request_batch.h"
 #include "kx/looper.h"
 #include "kx/message.h"
+#include "kx/snmp_keys.h"
 #include "kx/store.h"
-#include "traps/trap_settings.h"
+#include "traps/create_trap.h"
 #include "usm/v3_info.h"
 
-// The looper is also the local v3 engine (V3ServerInfo): its boots, start
+// Its bus keys, store paths and first-start values are those of
+// kx/snmp_keys.h.  The looper is also the local v3 engine (V3ServerInfo): its boots, start
 // uptime, time window and formatted engine ID are the base's fields, and
 // the receive path hands the looper itself to every request.
 class SnmpLooper : public kx::Looper, public V3ServerInfo {
  public:
-  // The agent's service id on the bus.
-  static constexpr uint32_t kServiceId = 34;
-  // Platform path of the settings store; the settings are object 0.
-  static constexpr const char* kStorePath = "/sarn/store/snmpd";
-  static constexpr uint32_t kSettingsObject = 0;
   static constexpr uint16_t kDefaultServicePort = 161;
   static constexpr uint16_t kDefaultTrapPort = 162;
   // Idle time after which a disabled agent's loop may leave.
   static constexpr unsigned kIdleLeaveMs = 1000;
-  // The community setting before any is stored.
-  static constexpr const char* kDefaultCommunity = "harbor";
-  // Generator id of the start-up trap in trapGenerators.
-  static constexpr uint32_t kStartupTrapGenerator = 0x0abc0001;
-
-  // Settings fields, in the order getConfig writes them.
-  static constexpr uint32_t kCommunity = 0x20000004;
-  static constexpr uint32_t kContact = 0x20000002;
-  static constexpr uint32_t kLocation = 0x20000003;
-  static constexpr uint32_t kEngineId = 0x2000000a;
-  static constexpr uint32_t kTimeWindow = 0x0800000e;
-  static constexpr uint32_t kTrapTarget = 0x08000010;  // big-endian IPv4
-  static constexpr uint32_t kTrapVersion = 0x08000012;
-  static constexpr uint32_t kTrapCommunity = 0x08000011;
-  static constexpr uint32_t kTrapGenerators = 0x88000013;
-  static constexpr uint32_t kEngineBoots = 0x0800000d;
-  static constexpr uint32_t kEnabled = 0x00000001;
-
-  // Bus commands of the agent beyond the generic ones.
-  static constexpr uint32_t kCmdListGenerators = 100;
-  // Entries of the generator list.
-  static constexpr uint32_t kGeneratorName = 0x20fe0010;
 
   // Creates the community keeper (published as `communityKeep`, loaded from
   // its store, registered as handler 1) and publishes this looper as
@@ -134,7 +109,7 @@ class SnmpLooper : public kx::Looper, public V3ServerInfo {
   std::string spare1;
   std::string spare2;
   uint32_t startJiffies = 0;
-  uint32_t trapCommunity = 0xffffffff;
+  uint32_t trapCommunity = snmp::kNoCommunity;
   uint32_t trapVersion = 0;
   // Network order in memory.
   uint32_t trapTarget = 0;

@@ -3,10 +3,8 @@
 #include <algorithm>
 
 #include "agent/snmp_looper.h"
-#include "traps/startup_trap.h"
-#include "traps/trap_maker.h"
-#include "traps/trap_sender.h"
-#include "traps/trap_subscribers.h"
+#include "traps/create_trap.h"
+#include "traps/trap_sources.h"
 
 TrapSettings SnmpLooper::trapSettings() const {
   TrapSettings s;
@@ -23,7 +21,7 @@ TrapSettings SnmpLooper::trapSettings() const {
 void SnmpLooper::send_trap(const kx::message& event) { sendTrap(trapSettings(), event); }
 
 void SnmpLooper::startup() {
-  if (std::find(trapGenerators.begin(), trapGenerators.end(), kStartupTrapGenerator) ==
+  if (std::find(trapGenerators.begin(), trapGenerators.end(), snmp::kStartupGenerator) ==
       trapGenerators.end())
     return;
   // Last in the list, so that it answers only the empty event nobody else

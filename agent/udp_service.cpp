@@ -12,7 +12,7 @@
 #include "asn1/ber.h"
 #include "engine/context.h"
 #include "engine/create_reply.h"
-#include "kx/clock.h"
+#include "kx/platform.h"
 
 unsigned char c_buf[kReceiveBufferSize];
 

@@ -3,9 +3,8 @@
 #include <cstdio>
 #include <utility>
 
-#include "data/bus.h"
-#include "data/paging.h"
-#include "data/table_provider_client.h"
+#include "data/providers.h"
+#include "data/tables.h"
 #include "engine/data.h"
 
 GetAllProvider::GetAllProvider() : CacheUpdateTimeout(kProviderIdleTicks, kProviderAgeTicks) {}

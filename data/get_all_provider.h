@@ -11,8 +11,8 @@
 
 #include <vector>
 
-#include "data/cache_update_timeout.h"
-#include "data/table_provider.h"
+#include "data/providers.h"
+#include "data/tables.h"
 #include "kx/message.h"
 
 // Get-all argument sent when a module gives none.

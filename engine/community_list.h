@@ -12,8 +12,8 @@
 #include <string>
 #include <vector>
 
-#include "usm/hmac_key.h"
-#include "usm/priv_key.h"
+#include "usm/key_derivation.h"
+#include "usm/privacy.h"
 
 class CommunityList {
  public:

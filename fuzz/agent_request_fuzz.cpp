@@ -20,19 +20,17 @@
 #include "agent/community_keep.h"
 #include "agent/snmp_looper.h"
 #include "asn1/in_stream.h"
-#include "data/bus.h"
 #include "engine/context.h"
 #include "engine/create_reply.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "mibs/bridge_mib.h"
-#include "mibs/health_mib.h"
 #include "mibs/interfaces_mib.h"
 #include "mibs/ip_mib.h"
 #include "mibs/system_mib.h"
-#include "sim/journal.h"
+#include "sim/endpoint.h"
+#include "sim/object_template.h"
 #include "sim/scenario.h"
 #include "sim/server.h"
-#include "sim/sim_clock.h"
 
 namespace {
 
@@ -73,9 +71,9 @@ void removeRoot() {
 
 void addCommunity(const char* name, bool write) {
   kx::message m;
-  m.setString(CommunityKeep::kName, name);
-  m.setBool(CommunityKeep::kReadAccess, true);
-  m.setBool(CommunityKeep::kWriteAccess, write);
+  m.setString(snmp::kName, name);
+  m.setBool(snmp::kReadAccess, true);
+  m.setBool(snmp::kWriteAccess, write);
   static_cast<CommunityKeep*>(communityKeep)->cmdAddObj(m);
 }
 
@@ -103,12 +101,11 @@ World& world() {
     std::abort();
   }
   w.agent = new SnmpLooper();
-  setBusLooper(w.agent);
   w.agent->init();
   addCommunity("public", false);
   addCommunity("private", true);
   w.startRouter();
-  buildSystemMib();
+  buildSystemMib([agent = w.agent] { return agent->getConfig(); });
   buildIpMib();
   buildBridgeMib();
   buildInterfacesMib();

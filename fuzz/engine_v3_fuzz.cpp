@@ -18,8 +18,8 @@
 #include "engine/context.h"
 #include "engine/create_reply.h"
 #include "tests/unit/support/fake_mib.h"
-#include "usm/engine_id.h"
 #include "usm/privacy.h"
+#include "usm/v3_info.h"
 #include "usm/v3_reader.h"
 
 namespace {

@@ -10,7 +10,7 @@
 #include <cstdlib>
 #include <string>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "kx/store.h"
 #include "kx/store_file.h"
 

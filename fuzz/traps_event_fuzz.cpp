@@ -12,9 +12,9 @@
 #include "engine/community_list.h"
 #include "engine/context.h"
 #include "traps/create_trap.h"
-#include "traps/enterprise_trap.h"
 #include "traps/link_traps.h"
-#include "usm/engine_id.h"
+#include "traps/trap_sources.h"
+#include "usm/v3_info.h"
 #include "usm/v3_reader.h"
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -41,11 +41,11 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   kx::message event;
   if (!kx::message::decode(data, size, event)) return 0;
-  for (uint32_t version : {kTrapVersion1, kTrapVersion2c, kTrapVersion3}) {
+  for (uint32_t version : {snmp::kTrapV1, snmp::kTrapV2c, snmp::kTrapV3}) {
     linkStates.clear();  // the first event of an interface always traps
     TrapSettings settings;
     settings.version = version;
-    settings.community = version == kTrapVersion3 ? 1 : 0;
+    settings.community = version == snmp::kTrapV3 ? 1 : 0;
     settings.engine.engineID = formatEngineID("fuzz");
     Context ctx(nullptr, 0);
     if (!createTrap(ctx, event, 0x0100007f, settings)) continue;
@@ -56,7 +56,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     const int len = in.enterSeq();
     const size_t header = len < 0x80 ? 2 : len < 0x100 ? 3 : 4;
     if (len < 0 || header + static_cast<size_t>(len) != out.size()) std::abort();
-    if (version == kTrapVersion3) {
+    if (version == snmp::kTrapV3) {
       InStream v3(out.data(), static_cast<unsigned>(out.size()));
       V3Info info;
       int err = kNoReport;

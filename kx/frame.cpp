@@ -45,12 +45,12 @@ FrameAssembler::Result FrameAssembler::feed(const uint8_t* packet, size_t len) {
 
 namespace {
 
-// Waits until fd can take more bytes, the deadline passes or the runner
-// is asked to stop.
+// Waits until fd can take more bytes, the deadline passes (on the runner's
+// clock when there is a runner) or the runner is asked to stop.
 SendStatus waitWritable(int fd, uint64_t deadlineMs, const ThinRunner* runner) {
   for (;;) {
     if (runner && runner->stopping()) return SendStatus::kStopped;
-    uint64_t now = monotonicNowMs();
+    const uint64_t now = runner ? runner->nowMs() : monotonicNowMs();
     if (now >= deadlineMs) return SendStatus::kTimeout;
     uint64_t left = deadlineMs - now;
     const int ms = static_cast<int>(left > 1u << 30 ? 1u << 30 : left);

@@ -18,7 +18,7 @@
 #include <cstdint>
 #include <string>
 
-#include "kx/monotonic_clock.h"
+#include "kx/platform.h"
 
 namespace kx {
 namespace frame {
@@ -66,10 +66,9 @@ class ThinRunner;
 enum class SendStatus { kOk, kPeerGone, kTimeout, kFailed, kStopped };
 
 // Sends bytes as framed packets on the non-blocking socket fd, waiting for
-// buffer space until deadlineMs (on the monotonicNowMs clock), or until
-// runner (if given) is asked to stop.  Never raises SIGPIPE.  A status
-// other than kOk may leave part of the message sent: the connection is
-// then unusable.
+// buffer space until deadlineMs (on runner's clock, nowMs, when a runner is
+// given, else on monotonicNowMs), or until runner is asked to stop.  Never raises SIGPIPE.  A
+// status other than kOk may leave part of the message sent: the connection is then unusable.
 SendStatus sendFramed(int fd, const std::string& bytes, uint64_t deadlineMs,
                       const ThinRunner* runner = nullptr);
 

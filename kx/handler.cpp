@@ -5,7 +5,6 @@
 #include "kx/looper.h"
 #include "kx/runner.h"
 #include "kx/transport.h"
-#include "kx/undo_message.h"
 
 namespace kx {
 
@@ -131,7 +130,7 @@ message Handler::getObject(uint32_t id) {
 namespace {
 
 // The looper a handler talks through: its own, else the process's.
-Looper* busFor(Looper* own) { return own ? own : dynamic_cast<Looper*>(getRunner()); }
+Looper* busFor(Looper* own) { return own ? own : getLooper(); }
 
 }  // namespace
 

@@ -22,6 +22,16 @@ class Looper;
 // The error code of the reply to a request whose path names no handler.
 constexpr uint32_t kErrNoHandler = 0xff0105;
 
+// The undo notice that sendUndo sends to the configuration history after a
+// change: one-way, so a missing history costs nothing.  Its command, the
+// message that undoes the change, and what changed, for people ("changed
+// snmp settings").
+constexpr uint32_t kCmdUndo = 0xfe0020;
+constexpr uint32_t kUndoMessage = 0x28fe0021;
+constexpr uint32_t kUndoText = 0x20fe0022;
+// The configuration history's service id.
+constexpr uint32_t kHistoryService = 2;
+
 class Handler {
  public:
   Handler();

@@ -64,4 +64,6 @@ uint64_t Looper::exchangesSent() const { return transport_->exchangesSent(); }
 
 void Looper::beforePoll() { transport_->dispatchQueued(); }
 
+Looper* getLooper() { return dynamic_cast<Looper*>(getRunner()); }
+
 }  // namespace kx

@@ -91,6 +91,10 @@ class Looper : public Handler, public ThinRunner {
   std::unique_ptr<Transport> transport_;
 };
 
+// The process's runner (getRunner) when it is a Looper, else null: the one
+// handle through which code without a looper of its own reaches the bus.
+Looper* getLooper();
+
 }  // namespace kx
 
 #endif  // KX_LOOPER_H_

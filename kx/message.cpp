@@ -166,8 +166,7 @@ std::vector<message>& message::messageArray(uint32_t key) {
     key = message_array_id(keyId(key));
   }
   Field& f = slot(key);
-  if (!std::holds_alternative<std::vector<message>>(f.value))
-    f.value = std::vector<message>();
+  if (!std::holds_alternative<std::vector<message>>(f.value)) f.value = std::vector<message>();
   return std::get<std::vector<message>>(f.value);
 }
 
@@ -202,11 +201,13 @@ void message::setU64(uint32_t key, uint64_t v) {
 // networkOrder has the first octet first in memory; ntohl makes it the
 // most significant byte, which is how the field carries an address.
 void message::setBe32(uint32_t key, uint32_t networkOrder) {
-  if (tagMatches(key, kTypeU32)) assign(Field{key, FieldValue(std::in_place_type<uint32_t>, ntohl(networkOrder))});
+  if (tagMatches(key, kTypeU32))
+    assign(Field{key, FieldValue(std::in_place_type<uint32_t>, ntohl(networkOrder))});
 }
 
 void message::setString(uint32_t key, const std::string& v) {
-  if (tagMatches(key, kTypeString)) assign(Field{key, FieldValue(std::in_place_type<std::string>, v)});
+  if (tagMatches(key, kTypeString))
+    assign(Field{key, FieldValue(std::in_place_type<std::string>, v)});
 }
 
 void message::setRaw(uint32_t key, const raw& v) {
@@ -225,11 +226,13 @@ void message::setMessage(uint32_t key, const message& v) {
 }
 
 void message::setU32Array(uint32_t key, const std::vector<uint32_t>& v) {
-  if (tagMatches(key, kArrayBit | kTypeU32)) assign(Field{key, FieldValue(std::in_place_type<std::vector<uint32_t>>, v)});
+  if (tagMatches(key, kArrayBit | kTypeU32))
+    assign(Field{key, FieldValue(std::in_place_type<std::vector<uint32_t>>, v)});
 }
 
 void message::setU64Array(uint32_t key, const std::vector<uint64_t>& v) {
-  if (tagMatches(key, kArrayBit | kTypeU64)) assign(Field{key, FieldValue(std::in_place_type<std::vector<uint64_t>>, v)});
+  if (tagMatches(key, kArrayBit | kTypeU64))
+    assign(Field{key, FieldValue(std::in_place_type<std::vector<uint64_t>>, v)});
 }
 
 void message::setStringArray(uint32_t key, const std::vector<std::string>& v) {
@@ -238,7 +241,8 @@ void message::setStringArray(uint32_t key, const std::vector<std::string>& v) {
 }
 
 void message::setRawArray(uint32_t key, const std::vector<raw>& v) {
-  if (tagMatches(key, kArrayBit | kTypeRaw)) assign(Field{key, FieldValue(std::in_place_type<std::vector<raw>>, v)});
+  if (tagMatches(key, kArrayBit | kTypeRaw))
+    assign(Field{key, FieldValue(std::in_place_type<std::vector<raw>>, v)});
 }
 
 void message::setMessageArray(uint32_t key, const std::vector<message>& v) {

@@ -61,15 +61,15 @@ constexpr uint32_t kErrorCode = 0x08ff000a;  // u32: error reply code
 constexpr uint32_t kErrorText = 0x20ff000b;  // string: error reply text
 
 // Generic object fields and commands.
-constexpr uint32_t kObjId = 0x08fe0001;       // u32: object id
-constexpr uint32_t kObjects = 0xa8fe0002;     // message[]: objects of a list
-constexpr uint32_t kContinue = 0x08fe0003;    // u32: continuation mark
-constexpr uint32_t kGetAllArg = 0x08fe000c;   // u32: get-all argument
-constexpr uint32_t kObjGone = 0x08fe0013;     // u32: 1 = object is gone
-constexpr uint32_t kCount = 0x08fe0014;       // u32: count reply
-constexpr uint32_t kPageSize = 0x08fe0016;    // u32: wanted page size
-constexpr uint32_t kFilterValue = 0x08010002; // u32: subscription filter v
-constexpr uint32_t kFilterMask = 0x08010003;  // u32: subscription filter m
+constexpr uint32_t kObjId = 0x08fe0001;        // u32: object id
+constexpr uint32_t kObjects = 0xa8fe0002;      // message[]: objects of a list
+constexpr uint32_t kContinue = 0x08fe0003;     // u32: continuation mark
+constexpr uint32_t kGetAllArg = 0x08fe000c;    // u32: get-all argument
+constexpr uint32_t kObjGone = 0x08fe0013;      // u32: 1 = object is gone
+constexpr uint32_t kCount = 0x08fe0014;        // u32: count reply
+constexpr uint32_t kPageSize = 0x08fe0016;     // u32: wanted page size
+constexpr uint32_t kFilterValue = 0x08010002;  // u32: subscription filter v
+constexpr uint32_t kFilterMask = 0x08010003;   // u32: subscription filter m
 
 enum : uint32_t {
   kCmdGetObj = 0xfe0002,
@@ -88,16 +88,16 @@ constexpr uint32_t kSubFilter = 0x28fe0012;
 
 // Error codes used by handlers and the transport.
 enum : uint32_t {
-  kErrNotFound = 0xfe0004,     // unknown object id
-  kErrMissing = 0xfe0005,      // a required value is missing
-  kErrRefused = 0xfe0006,      // a value is refused
-  kErrUnknownCmd = 0xfe0007,   // command not handled
-  kErrBadStart = 0xfe000b,     // unknown start id of a list
-  kErrNoService = 0xff0101,    // no such service on the bus
-  kErrTimeout = 0xff0102,      // no reply within the time-out
-  kErrPeerGone = 0xff0103,     // connection broke before the reply
-  kErrBadMessage = 0xff0104,   // undecodable message
-  kErrStopping = 0xff0106,     // the process is stopping: the wait was cut short
+  kErrNotFound = 0xfe0004,    // unknown object id
+  kErrMissing = 0xfe0005,     // a required value is missing
+  kErrRefused = 0xfe0006,     // a value is refused
+  kErrUnknownCmd = 0xfe0007,  // command not handled
+  kErrBadStart = 0xfe000b,    // unknown start id of a list
+  kErrNoService = 0xff0101,   // no such service on the bus
+  kErrTimeout = 0xff0102,     // no reply within the time-out
+  kErrPeerGone = 0xff0103,    // connection broke before the reply
+  kErrBadMessage = 0xff0104,  // undecodable message
+  kErrStopping = 0xff0106,    // the process is stopping: the wait was cut short
 };
 
 // Upper bound on an encoded message, and on nesting depth while decoding.

@@ -183,19 +183,30 @@ bool readValue(Reader& in, uint32_t type, int depth, FieldValue& out) {
 bool readField(Reader& in, uint32_t key, int depth, FieldValue& out) {
   const uint32_t type = keyType(key);
   switch (type) {
-    case kTypeBool: return readValue<bool>(in, type, depth, out);
-    case kTypeU32: return readValue<uint32_t>(in, type, depth, out);
-    case kTypeU64: return readValue<uint64_t>(in, type, depth, out);
-    case kTypeString: return readValue<std::string>(in, type, depth, out);
-    case kTypeRaw: return readValue<message::raw>(in, type, depth, out);
-    case kTypeMessage: return readValue<message>(in, type, depth, out);
-    case kArrayBit | kTypeU32: return readValue<std::vector<uint32_t>>(in, type, depth, out);
-    case kArrayBit | kTypeU64: return readValue<std::vector<uint64_t>>(in, type, depth, out);
+    case kTypeBool:
+      return readValue<bool>(in, type, depth, out);
+    case kTypeU32:
+      return readValue<uint32_t>(in, type, depth, out);
+    case kTypeU64:
+      return readValue<uint64_t>(in, type, depth, out);
+    case kTypeString:
+      return readValue<std::string>(in, type, depth, out);
+    case kTypeRaw:
+      return readValue<message::raw>(in, type, depth, out);
+    case kTypeMessage:
+      return readValue<message>(in, type, depth, out);
+    case kArrayBit | kTypeU32:
+      return readValue<std::vector<uint32_t>>(in, type, depth, out);
+    case kArrayBit | kTypeU64:
+      return readValue<std::vector<uint64_t>>(in, type, depth, out);
     case kArrayBit | kTypeString:
       return readValue<std::vector<std::string>>(in, type, depth, out);
-    case kArrayBit | kTypeRaw: return readValue<std::vector<message::raw>>(in, type, depth, out);
-    case kArrayBit | kTypeMessage: return readValue<std::vector<message>>(in, type, depth, out);
-    default: return false;  // unknown type tag
+    case kArrayBit | kTypeRaw:
+      return readValue<std::vector<message::raw>>(in, type, depth, out);
+    case kArrayBit | kTypeMessage:
+      return readValue<std::vector<message>>(in, type, depth, out);
+    default:
+      return false;  // unknown type tag
   }
 }
 

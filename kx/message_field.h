@@ -14,10 +14,10 @@ namespace kx {
 // The value alternatives, one per type tag.  The active alternative always
 // matches the key's tag: the setters and the decoder only create fields
 // that way, so readers may rely on it.
-using FieldValue = std::variant<bool, uint32_t, uint64_t, std::string, message::raw, message,
-                                std::vector<uint32_t>, std::vector<uint64_t>,
-                                std::vector<std::string>, std::vector<message::raw>,
-                                std::vector<message>>;
+using FieldValue =
+    std::variant<bool, uint32_t, uint64_t, std::string, message::raw, message,
+                 std::vector<uint32_t>, std::vector<uint64_t>, std::vector<std::string>,
+                 std::vector<message::raw>, std::vector<message>>;
 
 struct message::Field {
   uint32_t key;

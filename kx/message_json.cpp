@@ -1,10 +1,6 @@
 #include "kx/message_json.h"
 
-#include <arpa/inet.h>
-
-#include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <limits>
 
 #include "kx/message_field.h"
@@ -25,62 +21,22 @@ std::string shown(const json& v) {
   return s;
 }
 
-// Only decimal digits: strtoul alone would accept signs, spaces and hex.
-bool parseDecimal(const std::string& t, uint64_t max, uint64_t& out) {
-  if (t.empty() || t.size() > 20) return false;
-  for (char c : t)
-    if (c < '0' || c > '9') return false;
-  errno = 0;
-  const unsigned long long v = std::strtoull(t.c_str(), nullptr, 10);
-  if (errno == ERANGE || v > max) return false;
-  out = v;
-  return true;
-}
-
-bool parseDottedQuad(const std::string& t, uint32_t& out) {
-  in_addr a{};
-  // inet_pton takes exactly four decimal octets (no shorthand forms); a
-  // NUL inside the text would hide what follows it.
-  if (t.find('\0') != std::string::npos || inet_pton(AF_INET, t.c_str(), &a) != 1) return false;
-  out = ntohl(a.s_addr);
-  return true;
-}
-
-bool hexDigit(char c, uint8_t& v) {
-  if (c >= '0' && c <= '9') v = c - '0';
-  else if (c >= 'a' && c <= 'f') v = c - 'a' + 10;
-  else if (c >= 'A' && c <= 'F') v = c - 'A' + 10;
-  else return false;
-  return true;
-}
-
-// "4c:5e:0c" or "4c5e0c"; colons only between whole octets.
-bool parseHex(const std::string& t, message::raw& out) {
-  message::raw bytes;
-  size_t i = 0;
-  while (i < t.size()) {
-    uint8_t hi, lo;
-    if (i + 1 >= t.size() || !hexDigit(t[i], hi) || !hexDigit(t[i + 1], lo)) return false;
-    bytes.push_back(static_cast<uint8_t>(hi << 4 | lo));
-    i += 2;
-    if (i < t.size() && t[i] == ':') {
-      ++i;
-      if (i == t.size()) return false;  // trailing colon
-    }
-  }
-  out = std::move(bytes);
-  return true;
-}
-
 const char* expected(uint32_t scalarType) {
   switch (scalarType) {
-    case kTypeBool: return "a bool (true or false)";
-    case kTypeU32: return "a u32 (number or dotted quad)";
-    case kTypeU64: return "a u64 (number)";
-    case kTypeString: return "a string";
-    case kTypeRaw: return "raw bytes (hex, colons allowed)";
-    case kTypeMessage: return "a message (object)";
-    default: return "a known type";
+    case kTypeBool:
+      return "a bool (true or false)";
+    case kTypeU32:
+      return "a u32 (number or dotted quad)";
+    case kTypeU64:
+      return "a u64 (number)";
+    case kTypeString:
+      return "a string";
+    case kTypeRaw:
+      return "raw bytes (hex, colons allowed)";
+    case kTypeMessage:
+      return "a message (object)";
+    default:
+      return "a known type";
   }
 }
 
@@ -207,6 +163,7 @@ bool fieldFrom(message& out, uint32_t key, const json& v, std::string& err, int 
   const uint32_t type = keyType(key);
   const uint32_t scalar = type & ~kArrayBit;
   bool ok = false;
+  // clang-format off
   switch (type) {
     case kTypeBool: { bool x; if ((ok = scalarFrom(v, scalar, x, err, depth))) out.setBool(key, x); break; }
     case kTypeU32: { uint32_t x; if ((ok = scalarFrom(v, scalar, x, err, depth))) out.setU32(key, x); break; }
@@ -221,24 +178,17 @@ bool fieldFrom(message& out, uint32_t key, const json& v, std::string& err, int 
     case kArrayBit | kTypeMessage: { std::vector<message> x; if ((ok = arrayFrom(v, scalar, x, err, depth))) out.setMessageArray(key, x); break; }
     default: err = "unknown type tag in key " + keyText(key); break;
   }
+  // clang-format on
   return ok;
 }
 
 }  // namespace
 
 bool parseKey(const std::string& text, uint32_t& key) {
+  // Eight hex digits at most: a typed key is written in full or not at all.
+  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
   uint64_t v;
-  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
-    if (text.size() > 10) return false;
-    v = 0;
-    for (size_t i = 2; i < text.size(); ++i) {
-      uint8_t d;
-      if (!hexDigit(text[i], d)) return false;
-      v = v << 4 | d;
-    }
-  } else if (!parseDecimal(text, kU32Max, v)) {
-    return false;
-  }
+  if ((hex && text.size() > 10) || !parseNumber(text, kU32Max, v)) return false;
   const uint32_t k = static_cast<uint32_t>(v);
   if (!validKeyType(keyType(k))) return false;  // a tag no field can have
   key = k;
@@ -264,9 +214,12 @@ bool setFieldFromText(message& out, uint32_t key, const std::string& text, std::
       return false;
     }
   } else if (type == kTypeBool) {
-    if (text == "true" || text == "1") v = true;
-    else if (text == "false" || text == "0") v = false;
-    else v = text;
+    if (text == "true" || text == "1")
+      v = true;
+    else if (text == "false" || text == "0")
+      v = false;
+    else
+      v = text;
   } else if (type == kTypeU32 || type == kTypeU64) {
     uint64_t n;
     v = parseDecimal(text, std::numeric_limits<uint64_t>::max(), n) ? json(n) : json(text);
@@ -286,14 +239,30 @@ Json toJson(const message& m) {
     const uint32_t key = m.keyAt(i);
     Json& v = j[keyText(key)];
     switch (keyType(key)) {
-      case kTypeBool: v = m.getBool(key); break;
-      case kTypeU32: v = m.getU32(key); break;
-      case kTypeU64: v = m.getU64(key); break;
-      case kTypeString: v = validUtf8(*m.findString(key)); break;
-      case kTypeRaw: v = hexText(*m.findRaw(key)); break;
-      case kTypeMessage: v = toJson<Json>(*m.findMessage(key)); break;
-      case kArrayBit | kTypeU32: v = *m.findU32Array(key); break;
-      case kArrayBit | kTypeU64: v = m.getU64Array(key); break;
+      case kTypeBool:
+        v = m.getBool(key);
+        break;
+      case kTypeU32:
+        v = m.getU32(key);
+        break;
+      case kTypeU64:
+        v = m.getU64(key);
+        break;
+      case kTypeString:
+        v = validUtf8(*m.findString(key));
+        break;
+      case kTypeRaw:
+        v = hexText(*m.findRaw(key));
+        break;
+      case kTypeMessage:
+        v = toJson<Json>(*m.findMessage(key));
+        break;
+      case kArrayBit | kTypeU32:
+        v = *m.findU32Array(key);
+        break;
+      case kArrayBit | kTypeU64:
+        v = m.getU64Array(key);
+        break;
       case kArrayBit | kTypeString:
         v = Json::array();
         for (const std::string& s : m.getStringArray(key)) v.push_back(validUtf8(s));
@@ -306,7 +275,8 @@ Json toJson(const message& m) {
         v = Json::array();
         for (const message& e : *m.findMessageArray(key)) v.push_back(toJson<Json>(e));
         break;
-      default: break;
+      default:
+        break;
     }
   }
   return j;

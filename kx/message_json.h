@@ -9,9 +9,8 @@
 #define KX_MESSAGE_JSON_H_
 
 #include <cstdint>
-#include <string>
-
 #include <nlohmann/json.hpp>
+#include <string>
 
 #include "kx/message.h"
 #include "kx/message_text.h"  // keyText, used with these forms

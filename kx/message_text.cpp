@@ -1,8 +1,95 @@
 #include "kx/message_text.h"
 
 #include <cstdio>
+#include <limits>
 
 namespace kx {
+
+namespace {
+
+// The value of a digit in base 10 or 16, or -1.
+int digitValue(char c, unsigned base) {
+  if (c >= '0' && c <= '9') return c - '0';
+  if (base == 16 && c >= 'a' && c <= 'f') return c - 'a' + 10;
+  if (base == 16 && c >= 'A' && c <= 'F') return c - 'A' + 10;
+  return -1;
+}
+
+// Digits of base from text[pos] on; false on any other character or none.
+bool parseDigits(const std::string& text, size_t pos, unsigned base, uint64_t max, uint64_t& value,
+                 bool& tooLarge) {
+  if (pos >= text.size()) return false;
+  uint64_t v = 0;
+  bool over = false;
+  for (; pos < text.size(); ++pos) {
+    const int d = digitValue(text[pos], base);
+    if (d < 0) return false;
+    // Checked per digit so a long word cannot wrap the accumulator.
+    if (v > (std::numeric_limits<uint64_t>::max() - d) / base) over = true;
+    v = v * base + d;
+    if (v > max) over = true;
+  }
+  if (over) {
+    tooLarge = true;
+    return false;
+  }
+  value = v;
+  return true;
+}
+
+}  // namespace
+
+bool parseDecimal(const std::string& text, uint64_t max, uint64_t& value) {
+  bool tooLarge = false;
+  return parseDigits(text, 0, 10, max, value, tooLarge);
+}
+
+bool parseNumber(const std::string& text, uint64_t max, uint64_t& value, bool* tooLarge) {
+  const bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
+  bool over = false;
+  const bool ok = parseDigits(text, hex ? 2 : 0, hex ? 16 : 10, max, value, over);
+  if (tooLarge) *tooLarge = over;
+  return ok;
+}
+
+bool parseDottedQuad(const std::string& text, uint32_t& value) {
+  uint32_t v = 0;
+  size_t pos = 0;
+  for (int octet = 0; octet < 4; ++octet) {
+    if (octet > 0 && (pos >= text.size() || text[pos++] != '.')) return false;
+    const size_t start = pos;
+    while (pos < text.size() && pos - start < 3 && text[pos] >= '0' && text[pos] <= '9') ++pos;
+    uint64_t n;
+    const std::string digits = text.substr(start, pos - start);
+    if (digits.size() > 1 && digits[0] == '0') return false;
+    if (!parseDecimal(digits, 255, n)) return false;
+    v = v << 8 | static_cast<uint32_t>(n);
+  }
+  if (pos != text.size()) return false;
+  value = v;
+  return true;
+}
+
+std::string dottedQuadText(uint32_t value) {
+  return std::to_string(value >> 24) + '.' + std::to_string(value >> 16 & 0xff) + '.' +
+         std::to_string(value >> 8 & 0xff) + '.' + std::to_string(value & 0xff);
+}
+
+bool parseHex(const std::string& text, message::raw& bytes) {
+  message::raw out;
+  size_t i = 0;
+  while (i < text.size()) {
+    if (i + 1 >= text.size()) return false;
+    const int hi = digitValue(text[i], 16), lo = digitValue(text[i + 1], 16);
+    if (hi < 0 || lo < 0) return false;
+    out.push_back(static_cast<uint8_t>(hi << 4 | lo));
+    i += 2;
+    // A colon must stand between two octets.
+    if (i < text.size() && text[i] == ':' && ++i == text.size()) return false;
+  }
+  bytes = std::move(out);
+  return true;
+}
 
 std::string keyText(uint32_t key) {
   char buf[11];
@@ -61,6 +148,7 @@ void appendQuoted(std::string& out, const std::string& utf8) {
   out.push_back('"');
   for (char ch : utf8) {
     const unsigned char c = static_cast<unsigned char>(ch);
+    // clang-format off
     switch (c) {
       case '"': out += "\\\""; break;
       case '\\': out += "\\\\"; break;
@@ -78,6 +166,7 @@ void appendQuoted(std::string& out, const std::string& utf8) {
           out.push_back(ch);
         }
     }
+    // clang-format on
   }
   out.push_back('"');
 }
@@ -103,6 +192,7 @@ void appendMessage(std::string& out, const message& m) {
     auto text = [&out](const std::string& s) { appendQuoted(out, validUtf8(s)); };
     auto hex = [&out](const message::raw& r) { appendQuoted(out, hexText(r)); };
     auto nested = [&out](const message& e) { appendMessage(out, e); };
+    // clang-format off
     switch (keyType(key)) {
       case kTypeBool: out += m.getBool(key) ? "true" : "false"; break;
       case kTypeU32: number(m.getU32(key)); break;
@@ -117,6 +207,7 @@ void appendMessage(std::string& out, const message& m) {
       case kArrayBit | kTypeMessage: appendArray(out, *m.findMessageArray(key), nested); break;
       default: out += "null"; break;
     }
+    // clang-format on
   }
   out.push_back('}');
 }

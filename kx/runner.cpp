@@ -10,7 +10,7 @@
 #include <mutex>
 #include <vector>
 
-#include "kx/monotonic_clock.h"
+#include "kx/platform.h"
 
 namespace kx {
 

@@ -1,6 +1,7 @@
-// kx::Store: persistent messages by object id, one file per object.
+// kx::Store: persistent messages by object id, one file per object, and
+// kx::Allocator, the ids of a store's objects.
 //
-// The directory is the platform path taken below the root (kx/paths.h).
+// The directory is the platform path taken below the root (kx/platform.h).
 // Every write is atomic (temporary file, fsync, rename, fsync of the
 // directory): after a crash an object is either its old or its new
 // version, never torn.  Each object file carries a checksum, and the
@@ -12,6 +13,7 @@
 #define KX_STORE_H_
 
 #include <cstdint>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -53,6 +55,25 @@ class Store {
 
   std::string dir_;
   unsigned version_;
+};
+
+// Object ids in [min, max].
+class Allocator {
+ public:
+  static constexpr uint32_t kNone = 0xffffffff;
+  // Ids from min to max inclusive (max = -2 gives 0xfffffffe).
+  Allocator(uint32_t min, uint32_t max);
+  // The lowest free id, now taken; kNone when all are taken.
+  uint32_t alloc();
+  // Takes id; false when it is out of range or already taken.
+  bool reserve(uint32_t id);
+  // Returns id; no effect when it was not taken.
+  void free(uint32_t id);
+  bool taken(uint32_t id) const;
+
+ private:
+  uint32_t min_, max_;
+  std::set<uint32_t> taken_;
 };
 
 }  // namespace kx

@@ -14,7 +14,7 @@
 
 #include "kx/handler.h"
 #include "kx/looper.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 
 namespace kx {
 
@@ -37,6 +37,26 @@ void stripTransportFields(message& m) {
 }
 
 bool isAbsentError(int err) { return err == ENOENT || err == ECONNREFUSED; }
+
+// The address of the socket file at path; false when the path is too long
+// for one.
+bool socketAddress(const std::string& path, sockaddr_un& addr) {
+  addr = sockaddr_un{};
+  addr.sun_family = AF_UNIX;
+  if (path.size() >= sizeof addr.sun_path) return false;
+  std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
+  return true;
+}
+
+// msg's wire bytes into bytes; false, with a line naming what and to whom,
+// when they exceed the size limit.
+bool encodeWithin(const message& msg, const char* what, const std::string& to, std::string& bytes) {
+  bytes = msg.encode();
+  if (bytes.size() <= kMaxMessageSize) return true;
+  std::fprintf(stderr, "kx: %s of %zu bytes for %s is too large; not sent\n", what, bytes.size(),
+               to.c_str());
+  return false;
+}
 
 // True when a live process accepts connections on addr.  A socket file
 // whose process died refuses them and may be replaced.
@@ -68,6 +88,16 @@ message stopped(const std::vector<uint32_t>& dst, uint32_t cmd) {
   std::fprintf(stderr, "kx: request to %s abandoned: the process is stopping (command 0x%x)\n",
                pathText(dst).c_str(), cmd);
   return errorMsg(kErrStopping, "stopping");
+}
+
+message timedOut(const std::vector<uint32_t>& dst, int timeoutMs, uint32_t cmd) {
+  std::fprintf(stderr, "kx: no reply from %s within %d ms (command 0x%x)\n", pathText(dst).c_str(),
+               timeoutMs, cmd);
+  return errorMsg(kErrTimeout, "timeout");
+}
+
+void logNoService(uint32_t service, int err) {
+  std::fprintf(stderr, "kx: no service %u on the bus (%s)\n", service, std::strerror(err));
 }
 
 }  // namespace
@@ -103,12 +133,8 @@ std::string Transport::socketPath(uint32_t service) {
 }
 
 bool Transport::served(uint32_t service) {
-  const std::string path = socketPath(service);
-  sockaddr_un addr{};
-  addr.sun_family = AF_UNIX;
-  if (path.size() >= sizeof addr.sun_path) return false;
-  std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
-  return servedElsewhere(addr);
+  sockaddr_un addr;
+  return socketAddress(socketPath(service), addr) && servedElsewhere(addr);
 }
 
 bool Transport::listen(uint32_t service) {
@@ -120,14 +146,12 @@ bool Transport::listen(uint32_t service) {
     return false;
   }
   const std::string path = socketPath(service);
-  sockaddr_un addr{};
-  addr.sun_family = AF_UNIX;
-  if (path.size() >= sizeof addr.sun_path) {
+  sockaddr_un addr;
+  if (!socketAddress(path, addr)) {
     std::fprintf(stderr, "kx: cannot listen for service %u: socket path %s is too long\n", service,
                  path.c_str());
     return false;
   }
-  std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
   int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (fd < 0) {
     std::fprintf(stderr, "kx: cannot listen for service %u: %s\n", service, std::strerror(errno));
@@ -217,14 +241,11 @@ Transport::Connection* Transport::find(int fd, uint64_t serial) {
 Transport::Connection* Transport::outgoing(uint32_t service, int* err) {
   auto o = outgoing_.find(service);
   if (o != outgoing_.end()) return &conns_.at(o->second);
-  const std::string path = socketPath(service);
-  sockaddr_un addr{};
-  addr.sun_family = AF_UNIX;
-  if (path.size() >= sizeof addr.sun_path) {
+  sockaddr_un addr;
+  if (!socketAddress(socketPath(service), addr)) {
     *err = ENAMETOOLONG;
     return nullptr;
   }
-  std::memcpy(addr.sun_path, path.c_str(), path.size() + 1);
   int fd = ::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
   if (fd < 0) {
     *err = errno;
@@ -247,6 +268,19 @@ Transport::Connection* Transport::outgoing(uint32_t service, int* err) {
   looper_.addSocketFn(
       fd, [this, fd, serial](int, int ev) { onReadable(fd, serial, ev); }, POLLIN);
   return &it->second;
+}
+
+const Transport::Connection* Transport::sendTo(uint32_t service, const std::string& bytes,
+                                               uint64_t deadlineMs, SendStatus* status, int* err) {
+  for (int attempt = 0;; ++attempt) {
+    Connection* c = outgoing(service, err);
+    if (!c) return nullptr;
+    *status = sendFramed(c->fd, bytes, deadlineMs, &looper_);
+    if (*status == SendStatus::kOk) return c;
+    closeConnection(c->fd);
+    // The cached connection outlived the service's previous process.
+    if (*status != SendStatus::kPeerGone || attempt > 0) return nullptr;
+  }
 }
 
 std::string Transport::describe(const Connection& c) const {
@@ -362,7 +396,7 @@ void Transport::dispatch(Incoming in) {
   if (!c) return;  // the requester went away meanwhile
   reply.setU32(kRequestId, requestId);
   reply.setBool(kReplyFlag, true);
-  writeMessage(*c, reply, monotonicNowMs() + kSendTimeoutMs);
+  writeMessage(*c, reply, looper_.nowMs() + kSendTimeoutMs);
 }
 
 bool Transport::enqueue(Incoming in) {
@@ -390,12 +424,8 @@ void Transport::dispatchQueued() {
 }
 
 bool Transport::writeMessage(Connection& c, const message& msg, uint64_t deadlineMs) {
-  std::string bytes = msg.encode();
-  if (bytes.size() > kMaxMessageSize) {
-    std::fprintf(stderr, "kx: message of %zu bytes for %s is too large; not sent\n", bytes.size(),
-                 describe(c).c_str());
-    return false;
-  }
+  std::string bytes;
+  if (!encodeWithin(msg, "message", describe(c), bytes)) return false;
   c.lastUsed = ++useClock_;
   SendStatus s = sendFramed(c.fd, bytes, deadlineMs, &looper_);
   if (s == SendStatus::kOk) return true;
@@ -434,41 +464,28 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
   if (listening(dst[0])) return localExchange(msg);
   looper_.beforeBlocking();
 
-  const std::string bytes = msg.encode();
-  if (bytes.size() > kMaxMessageSize) {
-    std::fprintf(stderr, "kx: request of %zu bytes for %s is too large; not sent\n", bytes.size(),
-                 pathText(dst).c_str());
+  std::string bytes;
+  if (!encodeWithin(msg, "request", pathText(dst), bytes)) {
     return errorMsg(kErrBadMessage, "message too large");
   }
   // A process that is stopping waits for nobody.
   if (looper_.stopping()) return stopped(dst, cmd);
-  const uint64_t deadline = monotonicNowMs() + static_cast<uint64_t>(timeoutMs > 0 ? timeoutMs : 0);
-  int fd = -1;
-  uint64_t serial = 0;
-  for (int attempt = 0;; ++attempt) {
-    int err = 0;
-    Connection* c = outgoing(dst[0], &err);
-    if (!c) {
-      std::fprintf(stderr, "kx: no service %u on the bus (%s)\n", dst[0], std::strerror(err));
-      return errorMsg(kErrNoService, "no such service");
-    }
-    fd = c->fd;
-    serial = c->serial;
-    SendStatus s = sendFramed(fd, bytes, deadline, &looper_);
-    if (s == SendStatus::kOk) break;
-    closeConnection(fd);
-    // The cached connection outlived the service's previous process.
-    if (s == SendStatus::kPeerGone && attempt == 0) continue;
-    if (s == SendStatus::kStopped) return stopped(dst, cmd);
-    if (s == SendStatus::kTimeout) {
-      std::fprintf(stderr, "kx: no reply from %s within %d ms (command 0x%x)\n",
-                   pathText(dst).c_str(), timeoutMs, cmd);
-      return errorMsg(kErrTimeout, "timeout");
-    }
+  const uint64_t deadline = looper_.nowMs() + static_cast<uint64_t>(timeoutMs > 0 ? timeoutMs : 0);
+  int err = 0;
+  SendStatus s = SendStatus::kOk;
+  const Connection* c = sendTo(dst[0], bytes, deadline, &s, &err);
+  if (!c && err != 0) {
+    logNoService(dst[0], err);
+    return errorMsg(kErrNoService, "no such service");
+  }
+  if (!c && s == SendStatus::kStopped) return stopped(dst, cmd);
+  if (!c && s == SendStatus::kTimeout) return timedOut(dst, timeoutMs, cmd);
+  if (!c) {
     std::fprintf(stderr, "kx: service %u went away (command 0x%x)\n", dst[0], cmd);
     return errorMsg(kErrPeerGone, "peer gone");
   }
-
+  const int fd = c->fd;
+  const uint64_t serial = c->serial;
   Wait w;
   w.fd = fd;
   w.serial = serial;
@@ -476,7 +493,7 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
   Wait* outer = wait_;
   wait_ = &w;
   while (!w.done && !w.gone && !w.bad && !looper_.stopping()) {
-    const uint64_t now = monotonicNowMs();
+    const uint64_t now = looper_.nowMs();
     if (now >= deadline) break;
     const uint64_t left = deadline - now;
     // Nothing to read (time-out, signal, stop request): the loop re-checks.
@@ -495,10 +512,7 @@ message Transport::exchange(message& msg, int timeoutMs, const std::vector<uint3
                  dst[0], cmd);
     return errorMsg(kErrPeerGone, "peer gone");
   }
-  if (looper_.stopping()) return stopped(dst, cmd);
-  std::fprintf(stderr, "kx: no reply from %s within %d ms (command 0x%x)\n", pathText(dst).c_str(),
-               timeoutMs, cmd);
-  return errorMsg(kErrTimeout, "timeout");
+  return looper_.stopping() ? stopped(dst, cmd) : timedOut(dst, timeoutMs, cmd);
 }
 
 bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath, bool quietIfAbsent) {
@@ -514,29 +528,17 @@ bool Transport::send(const message& msg, const std::vector<uint32_t>& srcPath, b
     return enqueue(Incoming{-1, 0, std::move(m)});
   }
   looper_.beforeBlocking();
-  const std::string bytes = m.encode();
-  if (bytes.size() > kMaxMessageSize) {
-    std::fprintf(stderr, "kx: message of %zu bytes for %s is too large; not sent\n", bytes.size(),
-                 pathText(dst).c_str());
-    return false;
-  }
-  const uint64_t deadline = monotonicNowMs() + kSendTimeoutMs;
-  for (int attempt = 0;; ++attempt) {
-    int err = 0;
-    Connection* c = outgoing(dst[0], &err);
-    if (!c) {
-      if (!(quietIfAbsent && isAbsentError(err)))
-        std::fprintf(stderr, "kx: no service %u on the bus (%s)\n", dst[0], std::strerror(err));
-      return false;
-    }
-    const int fd = c->fd;
-    SendStatus s = sendFramed(fd, bytes, deadline, &looper_);
-    if (s == SendStatus::kOk) return true;
-    closeConnection(fd);
-    if (s == SendStatus::kPeerGone && attempt == 0) continue;
+  std::string bytes;
+  if (!encodeWithin(m, "message", pathText(dst), bytes)) return false;
+  int err = 0;
+  SendStatus s = SendStatus::kOk;
+  if (sendTo(dst[0], bytes, looper_.nowMs() + kSendTimeoutMs, &s, &err)) return true;
+  if (err == 0) {
     std::fprintf(stderr, "kx: sending to service %u failed (%s)\n", dst[0], failure(s));
-    return false;
+  } else if (!(quietIfAbsent && isAbsentError(err))) {
+    logNoService(dst[0], err);
   }
+  return false;
 }
 
 bool Transport::sendOn(int connection, const message& msg) {
@@ -545,7 +547,7 @@ bool Transport::sendOn(int connection, const message& msg) {
   if (it == conns_.end()) return false;
   message m = msg;
   stripTransportFields(m);
-  return writeMessage(it->second, m, monotonicNowMs() + kSendTimeoutMs);
+  return writeMessage(it->second, m, looper_.nowMs() + kSendTimeoutMs);
 }
 
 }  // namespace kx

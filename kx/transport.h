@@ -34,6 +34,7 @@ class Looper;
 
 // One-way messages (replies to one-way sends, events, the replies
 // themselves) must leave within this time or the connection is dropped.
+// Every deadline of the transport is on its looper's clock (nowMs).
 constexpr int kSendTimeoutMs = 2000;
 
 // Connections a process accepts at most, over all its services.  Each may
@@ -120,6 +121,13 @@ class Transport {
 
   Connection* find(int fd, uint64_t serial);
   Connection* outgoing(uint32_t service, int* err);
+  // Sends bytes to service on its cached connection, opened when there is
+  // none, and once more on a new one when the cached connection outlived
+  // the service's previous process.  Returns the connection used, or null:
+  // *err is errno when no connection could be opened, else *status says
+  // why the send failed (the connection is closed then).
+  const Connection* sendTo(uint32_t service, const std::string& bytes, uint64_t deadlineMs,
+                           SendStatus* status, int* err);
   void watchListener(int fd, uint32_t service);
   static std::string pauseKey(uint32_t service);
   void onAccept(int listenFd, uint32_t service);

@@ -63,13 +63,19 @@ inline uint64_t readU64(const uint8_t* p) {
 // in what remains before it allocates anything for them.
 constexpr size_t minValueSize(uint32_t scalarType) {
   switch (scalarType) {
-    case kTypeBool: return kBoolSize;
-    case kTypeU32: return kU32Size;
-    case kTypeU64: return kU64Size;
+    case kTypeBool:
+      return kBoolSize;
+    case kTypeU32:
+      return kU32Size;
+    case kTypeU64:
+      return kU64Size;
     case kTypeString:
-    case kTypeRaw: return kPrefixSize;
-    case kTypeMessage: return kPrefixSize + kMinMessageSize;
-    default: return 0;
+    case kTypeRaw:
+      return kPrefixSize;
+    case kTypeMessage:
+      return kPrefixSize + kMinMessageSize;
+    default:
+      return 0;
   }
 }
 

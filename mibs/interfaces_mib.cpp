@@ -1,18 +1,177 @@
 #include "mibs/interfaces_mib.h"
 
 #include "asn1/ber.h"
-#include "data/bignum_packer.h"
-#include "data/count_provider.h"
-#include "data/data_member.h"
 #include "data/get_all_provider.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
-#include "data/string_packer.h"
+#include "data/packers.h"
+#include "data/providers.h"
+#include "data/tables.h"
 #include "engine/leafs.h"
-#include "mibs/interfaces_counters_table.h"
-#include "mibs/interfaces_records.h"
+#include "kx/snmp_keys.h"
 #include "traps/link_traps.h"
-#include "traps/trap_subscribers.h"
+#include "traps/trap_sources.h"
+
+namespace {
+
+// Speeds of the Ethernet speed index, in bits per second.
+constexpr int kSpeedByIndex[] = {10000000, 100000000, 1000000000};
+constexpr uint32_t kSpeedIndexCount = sizeof(kSpeedByIndex) / sizeof(kSpeedByIndex[0]);
+
+constexpr int kTenMbit = 10000000;
+
+}  // namespace
+
+int speedOfIndex(uint32_t index) { return index < kSpeedIndexCount ? kSpeedByIndex[index] : 0; }
+
+InterfaceKindInfo interfaceKindInfo(uint32_t kind) {
+  switch (kind) {
+    case kKindEthernet:
+      return {6, 0, true};
+    case 2:
+      return {188, 2000000, false};
+    case 5:
+    case 13:
+    case 24:
+    case 35:
+      return {71, 11000000, false};
+    case 6:
+      return {188, kTenMbit, false};
+    case 7:
+    case 8:
+    case 23:
+    case 28:
+      return {118, 64000, false};
+    case 10:
+    case 11:
+    case 16:
+    case 18:
+    case 33:
+    case 34:
+      return {23, kTenMbit, false};
+    case 12:
+      return {209, 100000000, false};
+    case 15:
+    case 22:
+      return {63, 64000, false};
+    case 17:
+      return {131, kTenMbit, false};
+    case 19:
+    case 20:
+      return {23, 57600, false};
+    case 21:
+      return {131, 128000, false};
+    case 27:
+      return {32, 64000, false};
+    case kKindVlan:
+      return {135, 0, true};
+    default:
+      return {1, kTenMbit, false};
+  }
+}
+
+const std::vector<unsigned int> kInterfacesPath = {20, 0};
+
+namespace {
+
+// Fields of an interface object.
+constexpr uint32_t kKind = kx::u32_id(0x10001);
+constexpr uint32_t kName = kx::string_id(0x10006);
+constexpr uint32_t kRunning = kx::bool_id(0x1000e);
+constexpr uint32_t kMtu = kx::u32_id(0x10064);
+constexpr uint32_t kSpeedIndex = kx::u32_id(0x3f2);
+constexpr uint32_t kParent = kx::u32_id(0x7d2);
+constexpr uint32_t kHwAddress = kx::raw_id(0x3e9);
+constexpr uint32_t kDisabled = kx::bool_id(0xfe000a);
+
+constexpr uint32_t kInOctets = kx::u64_id(0x100fc);
+constexpr uint32_t kOutOctets = kx::u64_id(0x100fd);
+constexpr uint32_t kInPackets = kx::u64_id(0x100fe);
+constexpr uint32_t kOutPackets = kx::u64_id(0x100ff);
+constexpr uint32_t kInErrors = kx::u32_id(0x100fa);
+constexpr uint32_t kOutErrors = kx::u32_id(0x100fb);
+constexpr uint32_t kInDiscards = kx::u32_id(0x100f8);
+constexpr uint32_t kOutDiscards = kx::u32_id(0x100f9);
+
+// The speed index of another interface, read from the list service.
+uint32_t parentSpeedIndex(uint32_t parent) {
+  kx::message request;
+  request.setCommand(kx::kCmdGetObj);
+  request.setDstPath(kInterfacesPath);
+  request.setU32(kx::kObjId, parent);
+  // An error reply has no speed index: it reads as 0 like any absent field.
+  return busExchange(request).getU32(kSpeedIndex);
+}
+
+int low32(uint64_t v) { return static_cast<int>(static_cast<uint32_t>(v)); }
+
+}  // namespace
+
+InterfaceData* InterfaceData::fromMessage(kx::message const& object) {
+  auto* d = new InterfaceData;
+  d->id = static_cast<int>(object.getU32(kx::kObjId));
+  d->mtu = static_cast<int>(object.getU32(kMtu));
+  const InterfaceKindInfo kind = interfaceKindInfo(object.getU32(kKind));
+  d->ifType = kind.ifType;
+  d->speed = kind.speed;
+  if (kind.speedFromIndex) {
+    const uint32_t index = object.getU32(kKind) == kKindVlan
+                               ? parentSpeedIndex(object.getU32(kParent))
+                               : object.getU32(kSpeedIndex);
+    d->speed = speedOfIndex(index);
+  }
+  d->operStatus = object.getBool(kRunning) ? 1 : 2;
+  d->adminStatus = object.getBool(kDisabled) ? 2 : 1;
+  d->name = object.getString(kName);
+  if (const kx::message::raw* hw = object.findRaw(kHwAddress))
+    d->hwAddress.assign(hw->begin(), hw->end());
+  return d;
+}
+
+void InterfaceData::build(kx::message const& object, std::vector<Data*>* out) {
+  out->push_back(fromMessage(object));
+}
+
+void InterfaceCounters::fill(kx::message const& object) {
+  inOctets64 = object.getU64(kInOctets);
+  outOctets64 = object.getU64(kOutOctets);
+  inPackets64 = object.getU64(kInPackets);
+  outPackets64 = object.getU64(kOutPackets);
+  inOctets = low32(inOctets64);
+  outOctets = low32(outOctets64);
+  inPackets = low32(inPackets64);
+  outPackets = low32(outPackets64);
+  inErrors = static_cast<int>(object.getU32(kInErrors));
+  outErrors = static_cast<int>(object.getU32(kOutErrors));
+  inDiscards = static_cast<int>(object.getU32(kInDiscards));
+  outDiscards = static_cast<int>(object.getU32(kOutDiscards));
+}
+
+InterfacesCountersTable::InterfacesCountersTable(Table* interfaces)
+    : AugmentProxyTable(interfaces), CacheUpdateTimeout(kCountersIdleTicks, kCountersAgeTicks) {}
+
+InterfacesCountersTable::~InterfacesCountersTable() = default;
+
+Data* InterfacesCountersTable::augment(OID const&, Data* baseRecord) {
+  // Lets the cache expire (or stay) before the map is consulted.
+  accessData();
+  const uint32_t id = static_cast<uint32_t>(static_cast<InterfaceData*>(baseRecord)->id);
+  auto found = counters_.find(id);
+  if (found != counters_.end()) return found->second.get();
+
+  // Kept (zeroed) even when the fetch fails, so a silent service costs one
+  // time-out per cache life, not one per read.
+  InterfaceCounters* counters =
+      counters_.emplace(id, std::make_unique<InterfaceCounters>()).first->second.get();
+  kx::message request;
+  request.setCommand(kx::kCmdGetObj);
+  request.setDstPath(kInterfacesPath);
+  request.setU32(kx::kObjId, id);
+  request.setU32(kx::kGetAllArg, kCountersRequestFlag);
+  kx::message reply = busExchange(request);
+  if (!kx::isError(reply)) counters->fill(reply);
+  return counters;
+}
+
+void InterfacesCountersTable::clearCache() { counters_.clear(); }
 
 namespace {
 
@@ -97,5 +256,5 @@ void buildInterfacesMib() {
   // Link traps: the states the interfaces start in, and the generator that
   // switches the traps on.
   primeLinkStates();
-  scribers.push_back({kInterfacesSubscriberName, interfacesSubscribe, interfacesUnsubscribe});
+  scribers.push_back({snmp::kInterfacesGeneratorName, interfacesSubscribe, interfacesUnsubscribe});
 }

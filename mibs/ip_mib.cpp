@@ -1,30 +1,194 @@
 #include "mibs/ip_mib.h"
 
+#include <arpa/inet.h>
+
 #include "asn1/ber.h"
-#include "data/bignum_packer.h"
-#include "data/const_leaves.h"
-#include "data/count_provider.h"
-#include "data/data_member.h"
 #include "data/get_all_provider.h"
-#include "data/ip_packer.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
-#include "data/oid_packer.h"
-#include "data/string_packer.h"
+#include "data/packers.h"
+#include "data/providers.h"
+#include "data/tables.h"
 #include "engine/leafs.h"
-#include "mibs/ip_queues.h"
-#include "mibs/ip_records.h"
-#include "mibs/ip_routes.h"
 
 namespace {
 
-using ber::kInteger;
-using ber::kOctetString;
-using ber::kObjectId;
-using ber::kIpAddress;
+constexpr uint32_t kInvalid = kx::bool_id(0xfe0008);
+constexpr uint32_t kDisabled = kx::bool_id(0xfe000a);
+constexpr uint32_t kDynamic = kx::bool_id(0xfe0007);
+
+constexpr uint32_t kAddress = kx::be32_id(0x1);
+constexpr uint32_t kNetmask = kx::be32_id(0x3);
+constexpr uint32_t kAddressInterface = kx::u32_id(0x5);
+
+constexpr uint32_t kNeighbourAddress = kx::be32_id(0x1);
+constexpr uint32_t kNeighbourInterface = kx::u32_id(0x3);
+constexpr uint32_t kNeighbourHwAddress = kx::raw_id(0x2);
+
+}  // namespace
+
+bool ipObjectInactive(kx::message const& object) {
+  return object.getBool(kInvalid) || object.getBool(kDisabled);
+}
+
+void IpAddressData::build(kx::message const& object, std::vector<Data*>* out) {
+  if (ipObjectInactive(object)) return;
+  auto* d = new IpAddressData;
+  d->address = object.getBe32(kAddress);
+  d->ifIndex = static_cast<int>(object.getU32(kAddressInterface));
+  d->netmask = object.getBe32(kNetmask);
+  out->push_back(d);
+}
+
+void ArpEntryData::build(kx::message const& object, std::vector<Data*>* out) {
+  auto* d = new ArpEntryData;
+  d->ifIndex = static_cast<int>(object.getU32(kNeighbourInterface));
+  d->netAddress = object.getBe32(kNeighbourAddress);
+  if (object.getBool(kInvalid))
+    d->type = kNeighbourInvalid;
+  else
+    d->type = object.getBool(kDynamic) ? kNeighbourDynamic : kNeighbourStatic;
+  if (const kx::message::raw* hw = object.findRaw(kNeighbourHwAddress))
+    d->hwAddress.assign(hw->begin(), hw->end());
+  out->push_back(d);
+}
+
+namespace {
+
+constexpr uint32_t kDestination = kx::be32_id(0x1);
+constexpr uint32_t kMask = kx::be32_id(0x2);
+constexpr uint32_t kConnectedNextHop = kx::be32_id(0x3);
+constexpr uint32_t kKind = kx::u32_id(0x7);
+constexpr uint32_t kMetric = kx::u32_id(0x8);
+constexpr uint32_t kGateways = kx::u32_array_id(0x4);    // be32 elements
+constexpr uint32_t kInterfaces = kx::u32_array_id(0x5);  // one per gateway
+constexpr uint32_t kGatewayOn = kx::u32_array_id(0x6);   // 0 = gateway disabled
+
+constexpr uint32_t kKindConnected = 2;
+
+// An element of an optional u32 array, or 0 when there is none.
+uint32_t elementOr0(const std::vector<uint32_t>* array, size_t i) {
+  return array && i < array->size() ? (*array)[i] : 0;
+}
+
+}  // namespace
+
+RouteKindCodes routeKindCodes(uint32_t kind) {
+  switch (kind) {
+    case kKindConnected:
+      return {3, 1, 3, 2};
+    case 3:
+      return {4, 2, 4, 3};
+    case 4:
+      return {4, 8, 4, 8};
+    case 6:
+      return {4, 13, 4, 13};
+    case 8:
+      return {4, 14, 4, 14};
+    case 30:
+      return {4, 2, 4, 3};
+    case 31:
+      return {4, 1, 3, 2};
+    default:  // 5, 7, 9 to 29, and every kind outside 2 to 31
+      return {4, 1, 1, 1};
+  }
+}
+
+void RouteData::build(kx::message const& object, std::vector<Data*>* out) {
+  if (ipObjectInactive(object)) return;
+  const uint32_t kind = object.getU32(kKind);
+  const RouteKindCodes codes = routeKindCodes(kind);
+  auto record = [&](unsigned int nextHop, uint32_t ifIndex) {
+    auto* d = new RouteData;
+    d->destination = object.getBe32(kDestination);
+    d->mask = object.getBe32(kMask);
+    d->metric = static_cast<int>(object.getU32(kMetric));
+    d->nextHop = nextHop;
+    d->routeType = codes.routeType;
+    d->cidrType = codes.cidrType;
+    d->cidrProto = codes.cidrProto;
+    d->routeProto = codes.routeProto;
+    d->ifIndex = static_cast<int>(ifIndex);
+    out->push_back(d);
+  };
+
+  const std::vector<uint32_t>* gateways = object.findU32Array(kGateways);
+  const std::vector<uint32_t>* interfaces = object.findU32Array(kInterfaces);
+  const bool noGateways = gateways == nullptr || gateways->empty();
+  if (noGateways && kind == kKindConnected) {
+    record(object.getBe32(kConnectedNextHop), elementOr0(interfaces, 0));
+    return;
+  }
+  if (interfaces == nullptr || noGateways) return;
+  const std::vector<uint32_t>* enabled = object.findU32Array(kGatewayOn);
+  for (size_t i = 0; i < gateways->size(); ++i) {
+    if (enabled && i < enabled->size() && (*enabled)[i] == 0) continue;
+    // Array elements carry addresses first octet most significant, like
+    // every u32 address of the bus.
+    record(htonl((*gateways)[i]), elementOr0(interfaces, i));
+  }
+}
+
+namespace {
+
+constexpr uint32_t kName = kx::string_id(0x2);
+
+constexpr uint32_t kTargets = kx::u32_array_id(0x69);  // be32 elements
+constexpr uint32_t kAddress3 = kx::be32_id(0x65);
+constexpr uint32_t kAddress4 = kx::be32_id(0x67);
+constexpr uint32_t kValue = kx::u32_id(0x68);
+constexpr uint32_t kCounter1 = kx::u64_id(0x12c);
+constexpr uint32_t kCounter2 = kx::u64_id(0xc8);
+constexpr uint32_t kCounter3 = kx::u32_id(0x12d);
+constexpr uint32_t kCounter4 = kx::u32_id(0xc9);
+
+constexpr uint32_t kTreeTexts = kx::string_array_id(0xc);
+constexpr uint32_t kTreeValue = kx::u32_id(0x1);
+constexpr uint32_t kTreeCounter64 = kx::u64_id(0xc8);
+constexpr uint32_t kTreeCounter = kx::u32_id(0xc9);
+
+}  // namespace
+
+void QueueData::build(kx::message const& object, std::vector<Data*>* out) {
+  auto* d = new QueueData;
+  d->id = static_cast<int>(object.getU32(kx::kObjId));
+  d->name = object.getString(kName);
+  const std::vector<uint32_t>* targets = object.findU32Array(kTargets);
+  if (targets && targets->size() >= 2) {
+    // Elements carry addresses first octet most significant.
+    d->address1 = htonl((*targets)[0]);
+    d->address2 = htonl((*targets)[1]);
+  }
+  d->address3 = object.getBe32(kAddress3);
+  d->address4 = object.getBe32(kAddress4);
+  d->value = static_cast<int>(object.getU32(kValue));
+  d->counter1 = object.getU64(kCounter1);
+  d->counter2 = object.getU64(kCounter2);
+  d->counter3 = static_cast<int>(object.getU32(kCounter3));
+  d->counter4 = static_cast<int>(object.getU32(kCounter4));
+  out->push_back(d);
+}
+
+void QueueTreeData::build(kx::message const& object, std::vector<Data*>* out) {
+  auto* d = new QueueTreeData;
+  d->id = static_cast<int>(object.getU32(kx::kObjId));
+  d->name = object.getString(kName);
+  const std::vector<std::string> texts = object.getStringArray(kTreeTexts);
+  if (!texts.empty()) d->firstText = texts.front();
+  d->value = static_cast<int>(object.getU32(kTreeValue));
+  d->counter64 = object.getU64(kTreeCounter64);
+  d->counterLow = static_cast<int>(static_cast<uint32_t>(d->counter64));
+  d->counter = static_cast<int>(object.getU32(kTreeCounter));
+  out->push_back(d);
+}
+
+namespace {
+
 using ber::kCounter32;
-using ber::kGauge32;
 using ber::kCounter64;
+using ber::kGauge32;
+using ber::kInteger;
+using ber::kIpAddress;
+using ber::kObjectId;
+using ber::kOctetString;
 
 // The queue services take this get-all argument instead of the default.
 constexpr unsigned kQueueGetAllArgument = 7;

@@ -1,36 +1,247 @@
 #include "mibs/system_mib.h"
 
+#include <sys/utsname.h>
+
+#include <cstdio>
+#include <utility>
 #include <vector>
 
 #include "asn1/ber.h"
 #include "asn1/oid.h"
-#include "data/const_leaves.h"
-#include "data/data_member.h"
 #include "data/get_all_provider.h"
-#include "data/get_provider.h"
-#include "data/ip_packer.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
-#include "data/oid_packer.h"
-#include "data/proxy_data_provider.h"
-#include "data/static_mux_table.h"
-#include "data/string_packer.h"
+#include "data/packers.h"
+#include "data/providers.h"
+#include "data/tables.h"
+#include "engine/data_provider.h"
 #include "engine/leafs.h"
 #include "kx/message.h"
-#include "mibs/system_config_provider.h"
-#include "mibs/system_host_rows.h"
-#include "mibs/system_list_records.h"
-#include "mibs/system_os_version.h"
-#include "mibs/system_records.h"
+#include "kx/snmp_keys.h"
+
+namespace {
+
+// Fields of the resources record [24, 2].
+constexpr uint32_t kUptime = kx::u32_id(0x1);  // seconds
+constexpr uint32_t kMemoryTotal = kx::u32_id(0x2);
+constexpr uint32_t kMemoryFree = kx::u32_id(0x3);
+constexpr uint32_t kDiskTotal = kx::u32_id(0xa);
+constexpr uint32_t kDiskFree = kx::u32_id(0xb);
+constexpr uint32_t kProcessorLoad = kx::u32_id(0x6);
+constexpr uint32_t kHundredthsPerSecond = 100;
+
+// Fields of the clock record [24, 0].
+constexpr uint32_t kClockSeconds = kx::u32_id(0x7);
+constexpr uint32_t kClockUtcOffset = kx::u32_id(0x1b);  // seconds, signed
+
+// Field of the identity record [24, 1].
+constexpr uint32_t kIdentName = kx::string_id(0xc);
+
+// Fields of the software record [65].
+constexpr uint32_t kSoftwareText = kx::string_id(0x1);
+constexpr uint32_t kSoftwareVersion = kx::u32_id(0x4);
+constexpr uint32_t kSoftwareVariant = kx::u32_id(0x9);
+// The time every software date is taken from.
+constexpr std::time_t kSoftwareDateTime = 67;
+
+// The reboot command goes to the system service's own looper.
+const std::vector<uint32_t> kRebootPath = {24};
+constexpr uint32_t kRebootCommand = 5;
+
+constexpr int kSecondsPerHour = 3600;
+constexpr int kSecondsPerMinute = 60;
+
+}  // namespace
+
+std::vector<unsigned char> localDateBytes(std::time_t t) {
+  std::vector<unsigned char> bytes(kLocalDateLength, 0);
+  const std::tm* tm = std::localtime(&t);
+  if (!tm) return bytes;
+  const int year = tm->tm_year + 1900;
+  bytes[0] = static_cast<unsigned char>(year >> 8);
+  bytes[1] = static_cast<unsigned char>(year % 256);
+  bytes[2] = static_cast<unsigned char>(tm->tm_mon + 1);
+  bytes[3] = static_cast<unsigned char>(tm->tm_mday);
+  bytes[4] = static_cast<unsigned char>(tm->tm_hour);
+  bytes[5] = static_cast<unsigned char>(tm->tm_min);
+  bytes[6] = static_cast<unsigned char>(tm->tm_sec);
+  bytes[7] = 0;  // deci-seconds are not known
+  return bytes;
+}
+
+Data* ResourceData::build(const kx::message& msg) {
+  auto* r = new ResourceData;
+  const uint32_t memoryTotal = msg.getU32(kMemoryTotal);
+  const uint32_t diskTotal = msg.getU32(kDiskTotal);
+  r->uptime = static_cast<int>(msg.getU32(kUptime) * kHundredthsPerSecond);
+  r->memoryTotal = static_cast<int>(memoryTotal);
+  r->memoryUsed = static_cast<int>(memoryTotal - msg.getU32(kMemoryFree));
+  r->diskTotal = static_cast<int>(diskTotal);
+  r->diskUsed = static_cast<int>(diskTotal - msg.getU32(kDiskFree));
+  r->processorLoad = static_cast<int>(msg.getU32(kProcessorLoad));
+  return r;
+}
+
+Data* DateData::build(const kx::message& msg) {
+  auto* d = new DateData;
+  d->date = localDateBytes(static_cast<std::time_t>(msg.getU32(kClockSeconds)));
+  // Widened before negating: the most negative offset has no 32-bit
+  // opposite.
+  int64_t offset = static_cast<int32_t>(msg.getU32(kClockUtcOffset));
+  unsigned char sign = '+';
+  if (offset < 0) {
+    sign = '-';
+    offset = -offset;
+  }
+  d->date.push_back(sign);
+  d->date.push_back(static_cast<unsigned char>(offset / kSecondsPerHour));
+  d->date.push_back(static_cast<unsigned char>((offset / kSecondsPerMinute) % 60));
+  return d;
+}
+
+Data* Ident::build(const kx::message& msg) {
+  auto* i = new Ident;
+  i->name = msg.getString(kIdentName);
+  return i;
+}
+
+void Ident::reverseBuild(kx::message& msg) {
+  std::fputs("Ident::reverseBuild\n", stderr);
+  msg.setString(kIdentName, name);
+}
+
+Data* TheSystem::build(const kx::message&) {
+  std::fputs("TheSystem::build\n", stderr);
+  return new TheSystem;
+}
+
+void TheSystem::reverseBuild(kx::message&) {
+  std::fputs("TheSystem::reverseBuild\n", stderr);
+  if (reboot == 0) return;
+  std::fputs("TheSystem::REBOOT\n", stderr);
+  kx::message request;
+  request.setDstPath(kRebootPath);
+  request.setCommand(kRebootCommand);
+  // The answer means nothing: the router is going down.
+  busExchange(request);
+}
+
+Data* SoftwareInfoData::build(const kx::message& msg) {
+  auto* s = new SoftwareInfoData;
+  s->text = msg.getString(kSoftwareText);
+  s->date = localDateBytes(kSoftwareDateTime);
+  s->versionNumber = static_cast<int>(msg.getU32(kSoftwareVersion));
+  s->variant = static_cast<int>(msg.getU32(kSoftwareVariant) + 1);
+  return s;
+}
+
+namespace {
+
+constexpr uint32_t kScriptName = kx::string_id(0x66);
+// The command that runs a script instead of changing it.
+constexpr uint32_t kRunCommand = 1;
+
+constexpr uint32_t kAddress = kx::be32_id(0x1);
+constexpr uint32_t kHardwareAddress = kx::raw_id(0x2);
+constexpr uint32_t kHostName = kx::string_id(0x7);
+constexpr uint32_t kClientId = kx::string_id(0x8);
+constexpr uint32_t kServer = kx::string_id(0x6);
+constexpr uint32_t kStatus = kx::string_id(0xb);
+
+}  // namespace
+
+void Script::build(const kx::message& object, std::vector<Data*>* out) {
+  std::fputs("Script::build\n", stderr);
+  auto* s = new Script;
+  s->id = static_cast<int>(object.getU32(kx::kObjId));
+  s->name = object.getString(kScriptName);
+  out->push_back(s);
+}
+
+void Script::reverseBuild(kx::message& msg) {
+  std::fputs("Script::reverseBuild\n", stderr);
+  msg.setU32(kx::kObjId, static_cast<uint32_t>(id));
+  if (run != 0) {
+    std::fputs("Run, FOREST, run!\n", stderr);
+    msg.setCommand(kRunCommand);
+  } else {
+    msg.setString(kScriptName, name);
+  }
+}
+
+void AddressData::build(const kx::message& object, std::vector<Data*>* out) {
+  auto* a = new AddressData;
+  a->id = static_cast<int>(object.getU32(kx::kObjId));
+  a->address = object.getBe32(kAddress);
+  a->hardwareAddress = object.getRaw(kHardwareAddress);
+  a->hostName = object.getString(kHostName);
+  a->clientId = object.getString(kClientId);
+  a->server = object.getString(kServer);
+  a->status = object.getString(kStatus);
+  out->push_back(a);
+}
+
+std::string getOSVersion() {
+  struct utsname names;
+  if (uname(&names) != 0) return std::string();
+  return names.release;
+}
+
+DataProvider* resourceProvider = nullptr;
+
+namespace {
+
+// Storage and device types of the host-resources registry.
+const OID kStorageOther = {1, 3, 6, 1, 2, 1, 25, 2, 1, 1};
+const OID kStorageFixedDisk = {1, 3, 6, 1, 2, 1, 25, 2, 1, 4};
+const OID kDeviceProcessor = {1, 3, 6, 1, 2, 1, 25, 3, 1, 3};
+
+// Defined after the types in this file, so they are built after them.
+StorageData g_diskRow(kDiskRowIndex, kStorageFixedDisk, "disk");
+StorageData g_memoryRow(kMemoryRowIndex, kStorageOther, "main memory");
+ProcessorData g_processorRow(kDeviceProcessor);
+
+const ResourceData* currentResources() {
+  return resourceProvider ? static_cast<const ResourceData*>(resourceProvider->get()) : nullptr;
+}
+
+}  // namespace
+
+Data* diskRow() {
+  if (const ResourceData* r = currentResources()) {
+    g_diskRow.size = r->diskTotal;
+    g_diskRow.used = r->diskUsed;
+  }
+  return &g_diskRow;
+}
+
+Data* memoryRow() {
+  if (const ResourceData* r = currentResources()) {
+    g_memoryRow.size = r->memoryTotal;
+    g_memoryRow.used = r->memoryUsed;
+  }
+  return &g_memoryRow;
+}
+
+Data* processorRow() {
+  if (const ResourceData* r = currentResources()) g_processorRow.load = r->processorLoad;
+  g_processorRow.index = kProcessorRowIndex;
+  return &g_processorRow;
+}
+
+Data* ConfigInfoProvider::get() {
+  const kx::message settings = source_ ? source_() : kx::message();
+  contact = settings.getString(snmp::kContact);
+  location = settings.getString(snmp::kLocation);
+  return this;
+}
 
 namespace {
 
 // BER tags of the values served here.
-using ber::kInteger;
-using ber::kOctetString;
-using ber::kObjectId;
-using ber::kIpAddress;
 using ber::kCounter32;
+using ber::kInteger;
+using ber::kIpAddress;
+using ber::kObjectId;
+using ber::kOctetString;
 using ber::kTimeTicks;
 
 const char kSysDescr[] = "router";
@@ -58,8 +269,9 @@ GetProvider* settingsProvider(GetProvider::Convert convert, std::vector<unsigned
   return new GetProvider(convert, path, kx::kCmdGet, kx::kCmdSet);
 }
 
-void buildSystemGroup(GetProvider* resources, GetProvider* identity) {
-  auto* config = new ConfigInfoProvider();
+void buildSystemGroup(GetProvider* resources, GetProvider* identity,
+                      ConfigInfoProvider::Source settings) {
+  auto* config = new ConfigInfoProvider(std::move(settings));
   addScalarConstStringLeaf(kSystem + 1, kSysDescr, kOctetString);
   addScalarConstOIDLeaf(kSystem + 2, kEnterprise, kObjectId);
   addScalarLeaf(kSystem + 3, new DataNumPacker(dataMember(&ResourceData::uptime), kTimeTicks),
@@ -169,11 +381,11 @@ void buildAddressTable() {
 
 }  // namespace
 
-void buildSystemMib() {
+void buildSystemMib(ConfigInfoProvider::Source settings) {
   auto* resources = settingsProvider(ResourceData::build, kResourcePath);
   resourceProvider = resources;
   auto* identity = settingsProvider(Ident::build, kIdentityPath);
-  buildSystemGroup(resources, identity);
+  buildSystemGroup(resources, identity, std::move(settings));
   buildHostResources(resources);
   buildSoftwareAndControl();
   buildScriptTable();

@@ -11,10 +11,9 @@
 #include <map>
 #include <vector>
 
-#include "kx/allocator.h"
+#include "kx/store.h"
 #include "sim/object_template.h"
 #include "sim/service.h"
-#include "sim/sim_clock.h"
 
 namespace sim {
 
@@ -30,7 +29,7 @@ class ListService : public Service {
  public:
   struct Options {
     unsigned page = kDefaultPage;  // objects per get-all page unless the request asks
-    bool count = true;    // answer the count command
+    bool count = true;             // answer the count command
   };
 
   // Objects without an id get the lowest free one.  REQUIRES: the given

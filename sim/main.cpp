@@ -11,13 +11,12 @@
 #include <string>
 #include <vector>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "sarn_version.h"
-#include "sim/journal.h"
-#include "sim/process_plan.h"
+#include "sim/endpoint.h"
+#include "sim/object_template.h"
 #include "sim/scenario.h"
 #include "sim/server.h"
-#include "sim/sim_clock.h"
 
 namespace {
 

@@ -6,11 +6,14 @@
 #include <set>
 #include <sstream>
 
-#include "sim/commands.h"
-#include "sim/repeat.h"
-#include "sim/template_parser.h"
+#include "kx/message_text.h"
+#include "sim/endpoint.h"
+#include "sim/list_service.h"
+#include "sim/object_template.h"
+#include "sim/service.h"
 
 namespace sim {
+
 namespace {
 
 // Far deeper than any real scenario; keeps the recursive readers' stack use
@@ -39,12 +42,8 @@ bool parsePath(const std::string& text, std::vector<uint32_t>& out) {
     size_t e = part.find_last_not_of(' ');
     if (b == std::string::npos) return false;
     part = part.substr(b, e - b + 1);
-    if (part.size() > 10) return false;
-    for (char c : part) {
-      if (!std::isdigit(static_cast<unsigned char>(c))) return false;
-    }
-    uint64_t v = std::stoull(part);
-    if (v > 0xffffffffu) return false;
+    uint64_t v;
+    if (!kx::parseDecimal(part, 0xffffffff, v)) return false;
     out.push_back(static_cast<uint32_t>(v));
   }
   if (out.empty() || out.size() > 2 || text.back() == ',') return false;
@@ -75,7 +74,8 @@ void parseList(const nlohmann::json& j, const JsonPath& at, ServiceDesc& desc) {
     if (item.is_object() && item.contains("repeat")) {
       if (item.size() != 1) throw ScenarioError(here, "a repeat element has no other fields");
       JsonPath body = here.key("repeat");
-      for (auto& row : expandRepeat(item["repeat"], body)) add(std::move(row), body.key("template"));
+      for (auto& row : expandRepeat(item["repeat"], body))
+        add(std::move(row), body.key("template"));
     } else {
       add(parseObject(item, here), here);
     }
@@ -88,15 +88,15 @@ void parseAliases(const nlohmann::json& j, const JsonPath& at, ServiceDesc& desc
     uint32_t from = 0, to = 0;
     if (!parseCommand(nlohmann::json(k), from)) throw ScenarioError(at.key(k), "bad command");
     if (!v.is_string() || !commandByName(v.get<std::string>(), to)) {
-      throw ScenarioError(at.key(k), "unknown command name (get, set, getall, getobj, setobj, "
-                                     "add, remove, count, empty)");
+      throw ScenarioError(at.key(k),
+                          "unknown command name (get, set, getall, getobj, setobj, "
+                          "add, remove, count, empty)");
     }
     desc.aliases[from] = to;
   }
 }
 
-ServiceDesc parseService(const std::string& pathText, const nlohmann::json& j,
-                         const JsonPath& at) {
+ServiceDesc parseService(const std::string& pathText, const nlohmann::json& j, const JsonPath& at) {
   ServiceDesc desc;
   desc.pathText = pathText;
   if (!parsePath(pathText, desc.path)) {
@@ -142,8 +142,9 @@ ServiceDesc parseService(const std::string& pathText, const nlohmann::json& j,
     } else if (k == "note") {
       if (!v.is_string()) throw ScenarioError(here, "expected a string");
     } else {
-      throw ScenarioError(here, "unknown field (record, list, history, page, count, events, "
-                                "commands, fault, changes, note)");
+      throw ScenarioError(here,
+                          "unknown field (record, list, history, page, count, events, "
+                          "commands, fault, changes, note)");
     }
   }
   if (kinds > 1) throw ScenarioError(at, "a service is one of record, list or history");
@@ -226,6 +227,47 @@ bool loadScenario(const std::string& file, Scenario& out, std::string& err) {
     return false;
   }
   return true;
+}
+
+ProcessPlan planProcesses(const Scenario& scenario) {
+  std::set<uint32_t> held;
+  for (const auto& s : scenario.services) {
+    for (const auto& f : s.faults) {
+      if (f.silent || f.delayMs) held.insert(s.path[0]);
+    }
+  }
+  ProcessPlan plan;
+  for (uint32_t id : scenario.serviceIds()) {
+    if (held.count(id)) {
+      plan.others.push_back({id});
+    } else {
+      plan.main.push_back(id);
+    }
+  }
+  return plan;
+}
+
+std::unique_ptr<Endpoint> buildEndpoint(const ServiceDesc& desc, const SimClock& clock) {
+  std::unique_ptr<Service> service;
+  switch (desc.kind) {
+    case ServiceDesc::Kind::kRecord:
+      service = std::make_unique<RecordService>(desc.record, clock);
+      break;
+    case ServiceDesc::Kind::kList: {
+      ListService::Options options;
+      options.page = desc.page;
+      options.count = desc.count;
+      service = std::make_unique<ListService>(desc.objects, clock, options);
+      break;
+    }
+    case ServiceDesc::Kind::kHistory:
+      service = std::make_unique<HistoryService>();
+      break;
+    case ServiceDesc::Kind::kEmpty:
+      service = std::make_unique<EmptyService>();
+      break;
+  }
+  return std::make_unique<Endpoint>(std::move(service), desc.aliases, desc.faults);
 }
 
 }  // namespace sim

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "sim/endpoint_factory.h"
+#include "sim/scenario.h"
 
 namespace sim {
 

@@ -13,13 +13,10 @@
 
 #include "kx/looper.h"
 #include "kx/runner.h"
-#include "sim/bus_handler.h"
-#include "sim/change_schedule.h"
+#include "sim/change.h"
 #include "sim/endpoint.h"
-#include "sim/journal.h"
-#include "sim/responder.h"
+#include "sim/object_template.h"
 #include "sim/scenario.h"
-#include "sim/sim_clock.h"
 
 namespace sim {
 

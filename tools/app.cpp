@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <utility>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "sarn_version.h"
 #include "tools/arg_parse.h"
-#include "tools/looper_bus_client.h"
+#include "tools/session.h"
 
 namespace kxctl {
 

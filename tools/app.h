@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/command_table.h"
+#include "tools/command.h"
 #include "tools/session.h"
 
 namespace kxctl {

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "kx/message_json.h"
+#include "kx/message_text.h"
 
 namespace kxctl {
 
@@ -11,48 +12,20 @@ namespace {
 constexpr uint32_t kTransportIdFirst = 0xff0000;
 constexpr uint32_t kTransportIdLast = 0xffffff;
 
-bool digitValue(char c, unsigned base, unsigned& d) {
-  if (c >= '0' && c <= '9') {
-    d = static_cast<unsigned>(c - '0');
-  } else if (base == 16 && c >= 'a' && c <= 'f') {
-    d = static_cast<unsigned>(c - 'a' + 10);
-  } else if (base == 16 && c >= 'A' && c <= 'F') {
-    d = static_cast<unsigned>(c - 'A' + 10);
-  } else {
-    return false;
-  }
-  return true;
-}
-
 }  // namespace
 
 bool parseU32(const std::string& text, uint32_t& value, std::string& err) {
-  unsigned base = 10;
-  size_t pos = 0;
-  if (text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X')) {
-    base = 16;
-    pos = 2;
+  uint64_t v;
+  bool tooLarge = false;
+  if (kx::parseNumber(text, 0xffffffff, v, &tooLarge)) {
+    value = static_cast<uint32_t>(v);
+    return true;
   }
-  if (pos == text.size()) {
-    err = "'" + text + "' is not a number";
-    return false;
-  }
-  uint64_t v = 0;
-  for (; pos < text.size(); ++pos) {
-    unsigned d;
-    if (!digitValue(text[pos], base, d)) {
-      err = "'" + text + "' is not a number (decimal or 0x hex)";
-      return false;
-    }
-    v = v * base + d;
-    // Checked per digit so a long word cannot wrap the accumulator.
-    if (v > 0xffffffffULL) {
-      err = "'" + text + "' is larger than 0xffffffff";
-      return false;
-    }
-  }
-  value = static_cast<uint32_t>(v);
-  return true;
+  err = "'" + text + "' " +
+        (text.empty() ? "is not a number"
+         : tooLarge   ? "is larger than 0xffffffff"
+                      : "is not a number (decimal or 0x hex)");
+  return false;
 }
 
 bool parsePath(const std::string& text, std::vector<uint32_t>& path, std::string& err) {

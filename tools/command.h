@@ -7,6 +7,7 @@
 #ifndef TOOLS_COMMAND_H_
 #define TOOLS_COMMAND_H_
 
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,26 @@ class Command {
   // an exit status of session.h.
   virtual int run(Session& session, const std::vector<std::string>& args) = 0;
 };
+
+// kxctl::CommandTable: the commands kxctl knows, in the order they are
+// listed by --help.  Owns its commands.
+class CommandTable {
+ public:
+  // REQUIRES: no command of the same name was added before.
+  void add(std::unique_ptr<Command> command);
+  // Null when no command has that name.
+  Command* find(const std::string& name) const;
+  const std::vector<std::unique_ptr<Command>>& commands() const { return commands_; }
+
+ private:
+  std::vector<std::unique_ptr<Command>> commands_;
+};
+
+// The modules.
+void addBusCommands(CommandTable& table);
+void addWatchCommand(CommandTable& table);
+void addStoreCommand(CommandTable& table);
+void addSnmpCommand(CommandTable& table);
 
 }  // namespace kxctl
 

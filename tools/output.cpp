@@ -1,6 +1,7 @@
 #include "tools/output.h"
 
 #include <cstdio>
+#include <utility>
 
 #include "kx/message_json.h"
 #include "tools/arg_parse.h"
@@ -48,6 +49,19 @@ std::string errorLine(const kx::message& reply) {
   char code[16];
   std::snprintf(code, sizeof code, "0x%06x", kx::getErrorCode(reply));
   return std::string("error ") + code + ": " + kx::getError(reply);
+}
+
+EventPrinter::EventPrinter(std::ostream& out, uint64_t limit, std::function<void()> onLimit)
+    : out_(out), limit_(limit), onLimit_(std::move(onLimit)) {}
+
+kx::message EventPrinter::print(const kx::message& event) {
+  // Events past the limit may already be queued; they are not printed so
+  // that --count N prints exactly N lines.
+  if (limit_ != 0 && printed_ >= limit_) return kx::message();
+  writeJsonLine(out_, eventJson(event));
+  ++printed_;
+  if (limit_ != 0 && printed_ == limit_ && onLimit_) onLimit_();
+  return kx::message();
 }
 
 }  // namespace kxctl

@@ -1,5 +1,7 @@
 #include "tools/session.h"
 
+#include <unistd.h>
+
 #include <utility>
 
 #include "tools/output.h"
@@ -28,6 +30,15 @@ int Session::fail(const std::string& command, const std::string& problem) {
 int Session::errorReply(const kx::message& reply) {
   err_ << errorLine(reply) << std::endl;
   return kExitError;
+}
+
+uint32_t clientServiceId() { return kClientServiceBase + static_cast<uint32_t>(getpid()); }
+
+LooperBusClient::LooperBusClient(int timeoutMs)
+    : timeoutMs_(timeoutMs), looper_(clientServiceId()) {}
+
+kx::message LooperBusClient::exchange(kx::message& msg) {
+  return looper_.exchangeMessage(msg, timeoutMs_);
 }
 
 }  // namespace kxctl

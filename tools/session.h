@@ -5,16 +5,20 @@
 // Exit statuses: kExitOk when the command did its work, kExitError when the
 // bus or the store refused it (an error reply, a time-out, a missing
 // object), kExitUsage when the command line itself is wrong.
+//
+// Commands reach the bus through a BusClient, the real one a
+// LooperBusClient, so that tests can answer them with a scripted service.
 #ifndef TOOLS_SESSION_H_
 #define TOOLS_SESSION_H_
 
+#include <cstdint>
 #include <functional>
 #include <memory>
 #include <ostream>
 #include <string>
 
+#include "kx/looper.h"
 #include "kx/message.h"
-#include "tools/bus_client.h"
 
 namespace kxctl {
 
@@ -33,6 +37,21 @@ struct Options {
   int timeoutMs = kDefaultTimeoutMs;
   // The agent's stores stand in for the agent (`kxctl snmp ... --offline`).
   bool offline = false;
+};
+
+// kxctl::BusClient: how kxctl's commands reach the bus.
+//
+// Commands talk to this interface rather than to a kx::Looper so that
+// tests can answer them with a scripted service.
+class BusClient {
+ public:
+  virtual ~BusClient() = default;
+
+  // Sends msg, which carries its destination path and command, and returns
+  // the reply.  Anything that prevents a reply (no such service, time-out,
+  // broken connection) comes back as an error reply (kx::isError); this
+  // never blocks longer than the client's time-out.
+  virtual kx::message exchange(kx::message& msg) = 0;
 };
 
 class Session {
@@ -63,6 +82,35 @@ class Session {
   std::ostream& err_;
   BusFactory makeBus_;
   std::unique_ptr<BusClient> bus_;
+};
+
+// kxctl::LooperBusClient: a BusClient over a kx::Looper of its own.
+//
+// Each kxctl process is a bus service of its own so that replies and
+// events find their way back.  Its service id is kClientServiceBase plus
+// the process id: unique among the processes running at one time, so any
+// number of kxctl processes may run at once, and far above the services of
+// the router (which use small ids), so it never shadows one of them.
+
+// Linux process ids stay below 2^22, so base + pid never wraps.
+constexpr uint32_t kClientServiceBase = 0x40000000;
+
+// The service id of this process's client.
+uint32_t clientServiceId();
+
+class LooperBusClient : public BusClient {
+ public:
+  // REQUIRES: the root (kx::setRoot) is set; the looper starts listening
+  // under it at once.
+  explicit LooperBusClient(int timeoutMs);
+
+  kx::message exchange(kx::message& msg) override;
+
+  kx::Looper& looper() { return looper_; }
+
+ private:
+  int timeoutMs_;
+  kx::Looper looper_;
 };
 
 }  // namespace kxctl

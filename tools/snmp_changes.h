@@ -1,7 +1,6 @@
 // The operator's name=value words of kxctl's snmp commands turned into the
-// agent's bus messages.  Pure functions: the lists they consult are read
-// from the agent beforehand, so every refusal happens before anything is
-// sent.
+// agent's bus messages, and the settings back into words.  Pure functions: the lists they consult
+// are read from the agent beforehand, so every refusal happens before anything is sent.
 //
 // Each returns false with a one-line reason in err on the first bad word
 // (an unknown name, a malformed value, an unknown or repeated key) and then
@@ -32,10 +31,18 @@ struct SettingsContext {
 bool needsCommunities(const std::vector<std::string>& words);
 bool needsGenerators(const std::vector<std::string>& words);
 
-// enabled, contact, location, community, engine-id, time-window,
-// trap-target, trap-version, trap-community, trap-generators.
+// The settings words, from one table: enabled, contact, location,
+// community, engine-id, time-window, trap-target, trap-version,
+// trap-community, trap-generators.
 bool settingsChange(const std::vector<std::string>& words, const SettingsContext& context,
                     kx::message& out, std::string& err);
+// The same table read the other way, for snmp show: one row of name and
+// readable value per setting (engine-id-hex and engine-boots besides),
+// communities and generators by name where context lists them.
+std::vector<std::vector<std::string>> settingsRows(const kx::message& settings,
+                                                   const SettingsContext& context);
+// One help line (or more) per settable word: its form and what it sets.
+std::string settingsHelp();
 
 // The community among list named text, or else with the id text: a name
 // wins over an id, so a community called "7" stays reachable.  Null when

@@ -1,10 +1,13 @@
 #include "tools/snmp_command.h"
 
+#include <algorithm>
+#include <cstdio>
 #include <memory>
 
-#include "tools/command_table.h"
-#include "tools/snmp_sessions.h"
-#include "tools/snmp_subcommands.h"
+#include "tools/command.h"
+#include "tools/snmp_agent_link.h"
+#include "tools/snmp_changes.h"
+#include "tools/snmp_values.h"
 
 namespace kxctl {
 
@@ -28,18 +31,7 @@ const Sub kSubs[] = {
      "Changes the settings named; the others keep their values.  The agent applies\n"
      "and stores the change at once (enabled=no closes the SNMP port, yes opens it).\n"
      "\n"
-     "  enabled=yes|no            the SNMP service\n"
-     "  contact=TEXT              sysContact\n"
-     "  location=TEXT             sysLocation\n"
-     "  community=TEXT            the community setting (stored and shown only)\n"
-     "  engine-id=TEXT            the text part of the local engine id (show prints\n"
-     "                            the whole id in hex as engine-id-hex, for -e)\n"
-     "  time-window=SECONDS       the v3 time window\n"
-     "  trap-target=192.0.2.1     where traps go (UDP port 162); none for no traps\n"
-     "  trap-version=1|2c|3       the version of trap messages\n"
-     "  trap-community=NAME|none  the community (or v3 user) traps are sent as\n"
-     "  trap-generators=A,B,...   what raises traps, by name or id (see 'kxctl snmp\n"
-     "                            generators'); none for nothing\n"
+     "{settings}"
      "\n"
      "Example: kxctl snmp set trap-target=192.0.2.1 trap-version=2c trap-community=public\n",
      snmp::set},
@@ -99,6 +91,9 @@ constexpr const char kFooter[] =
     "agent's stores while it is stopped; it takes them over when it starts.  A\n"
     "first start: kxctl snmp set --offline enabled=yes\n";
 
+// Where a details text lists the settings words.
+const std::string kSettingsMark = "{settings}";
+
 std::string usageLine(const Sub& s) {
   return std::string("Usage: kxctl [--root DIR] [--timeout MS] snmp ") + s.synopsis + "\n";
 }
@@ -142,7 +137,11 @@ std::string SnmpCommand::helpFor(const std::vector<std::string>& args) const {
   size_t used;
   const Sub* sub = findSub(args, used);
   if (!sub) return help();
-  return usageLine(*sub) + "\n" + sub->details + kFooter;
+  std::string details = sub->details;
+  // The settings words come from their table (snmp_changes.h).
+  const size_t at = details.find(kSettingsMark);
+  if (at != std::string::npos) details.replace(at, kSettingsMark.size(), snmp::settingsHelp());
+  return usageLine(*sub) + "\n" + details + kFooter;
 }
 
 int SnmpCommand::run(Session& session, const std::vector<std::string>& words) {
@@ -173,4 +172,183 @@ int SnmpCommand::run(Session& session, const std::vector<std::string>& words) {
 
 void addSnmpCommand(CommandTable& table) { table.add(std::make_unique<SnmpCommand>()); }
 
+namespace snmp {
+
+int show(Session& session, const Args& args) {
+  if (!args.empty()) return session.usage("snmp show", "unexpected argument '" + args[0] + "'");
+  AgentLink agent(session.bus());
+  kx::message settings, error;
+  if (!agent.settings(settings, error)) return session.errorReply(error);
+  // The names are a courtesy: without the lists the ids are shown instead.
+  SettingsContext names;
+  agent.communities(names.communities, error);
+  agent.generators(names.generators, error);
+  session.out() << tableText(settingsRows(settings, names)) << std::flush;
+  return kExitOk;
+}
+
+int set(Session& session, const Args& args) {
+  if (args.empty()) return session.usage("snmp set", "nothing to change; give name=value");
+  SettingsContext context;
+  context.unlistedIds = session.options().offline;
+  kx::message change, error;
+  std::string err;
+  // Refuse what is malformed before asking the agent anything; only words
+  // that name a community or a generator need its lists first.
+  if (!settingsChange(args, context, change, err) && !needsCommunities(args) &&
+      !needsGenerators(args)) {
+    return session.usage("snmp set", err);
+  }
+  AgentLink agent(session.bus());
+  if (needsCommunities(args) && !agent.communities(context.communities, error)) {
+    return session.errorReply(error);
+  }
+  if (needsGenerators(args) && !agent.generators(context.generators, error)) {
+    return session.errorReply(error);
+  }
+  if (!settingsChange(args, context, change, err)) return session.usage("snmp set", err);
+  kx::message reply = agent.send(kSettingsPath, kx::kCmdSet, change);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  return kExitOk;
+}
+
+int generators(Session& session, const Args& args) {
+  if (!args.empty()) {
+    return session.usage("snmp generators", "unexpected argument '" + args[0] + "'");
+  }
+  AgentLink agent(session.bus());
+  std::vector<kx::message> gens;
+  kx::message settings, error;
+  if (!agent.generators(gens, error) || !agent.settings(settings, error)) {
+    return session.errorReply(error);
+  }
+  std::vector<uint32_t> on = settings.getU32Array(kTrapGenerators);
+  std::vector<std::vector<std::string>> rows = {{"ID", "NAME", "ENABLED"}};
+  for (const kx::message& g : gens) {
+    uint32_t id = g.getU32(kx::kObjId);
+    rows.push_back({generatorIdText(id), g.getString(kGeneratorName),
+                    yesNo(std::find(on.begin(), on.end(), id) != on.end())});
+  }
+  session.out() << tableText(rows) << std::flush;
+  return kExitOk;
+}
+
+int sendTrap(Session& session, const Args& args) {
+  kx::message request;
+  std::string err;
+  if (!trapRequest(args, request, err)) return session.usage("snmp send-trap", err);
+  AgentLink agent(session.bus());
+  kx::message reply = agent.send(kSettingsPath, kCmdSendTrap, request);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  return kExitOk;
+}
+
+namespace {
+
+std::vector<std::string> row(const kx::message& c) {
+  uint32_t level = c.getU32(kSecurity);
+  Network net{c.getBe32(kAddress), c.getBe32(kAddressMask)};
+  return {std::to_string(c.getU32(kx::kObjId)),
+          c.getString(kName),
+          networkText(net),
+          yesNo(c.getBool(kReadAccess)),
+          yesNo(c.getBool(kWriteAccess)),
+          securityText(level),
+          level >= kSecurityAuth ? authMethodText(c.getU32(kAuthMethod)) : "-",
+          level >= kSecurityAuthPriv ? privacyText(c.getU32(kEncryptionProtocol)) : "-"};
+}
+
+// Finds the community args[0] names; on failure returns the exit status in
+// status (the error printed), else kExitOk.
+const kx::message* target(Session& session, const char* command, const Args& args,
+                          std::vector<kx::message>& list, int& status) {
+  status = kExitOk;
+  if (args.empty()) {
+    status = session.usage(command, "which community? give its name or id");
+    return nullptr;
+  }
+  AgentLink agent(session.bus());
+  kx::message error;
+  if (!agent.communities(list, error)) {
+    status = session.errorReply(error);
+    return nullptr;
+  }
+  const kx::message* c = findCommunity(list, args[0]);
+  if (!c) {
+    status = session.usage(command, "no community is named '" + args[0] +
+                                        "' or has that id (see 'kxctl snmp community list')");
+  }
+  return c;
+}
+
+}  // namespace
+
+int communityList(Session& session, const Args& args) {
+  if (!args.empty()) {
+    return session.usage("snmp community list", "unexpected argument '" + args[0] + "'");
+  }
+  AgentLink agent(session.bus());
+  std::vector<kx::message> list;
+  kx::message error;
+  if (!agent.communities(list, error)) return session.errorReply(error);
+  std::vector<std::vector<std::string>> rows = {
+      {"ID", "NAME", "ADDRESS", "READ", "WRITE", "SECURITY", "AUTH", "PRIVACY"}};
+  for (const kx::message& c : list) rows.push_back(row(c));
+  session.out() << tableText(rows) << std::flush;
+  return kExitOk;
+}
+
+int communityAdd(Session& session, const Args& args) {
+  kx::message add;
+  std::string err;
+  if (!communityChange(args, nullptr, add, err)) return session.usage("snmp community add", err);
+  AgentLink agent(session.bus());
+  kx::message reply = agent.send(kCommunitiesPath, kx::kCmdAddObj, add);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  session.out() << "added community '" << add.getString(kName) << "' with id "
+                << reply.getU32(kx::kObjId) << std::endl;
+  return kExitOk;
+}
+
+int communitySet(Session& session, const Args& args) {
+  const char* command = "snmp community set";
+  if (args.size() < 2) {
+    return session.usage(command, "give the community's name or id and name=value words");
+  }
+  // A malformed word is refused before the list is even read; what depends
+  // on the community (its passwords) is checked once it is known.
+  kx::message scratch;
+  std::string err;
+  Args words(args.begin() + 1, args.end());
+  if (!communityFields(words, scratch, err)) return session.usage(command, err);
+  std::vector<kx::message> list;
+  int status;
+  const kx::message* c = target(session, command, args, list, status);
+  if (!c) return status;
+  kx::message change;
+  if (!communityChange(words, c, change, err)) return session.usage(command, err);
+  uint32_t id = c->getU32(kx::kObjId);
+  change.setU32(kx::kObjId, id);
+  AgentLink agent(session.bus());
+  kx::message reply = agent.send(kCommunitiesPath, kx::kCmdSetObj, change);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  return kExitOk;
+}
+
+int communityRemove(Session& session, const Args& args) {
+  const char* command = "snmp community remove";
+  if (args.size() > 1) return session.usage(command, "unexpected argument '" + args[1] + "'");
+  std::vector<kx::message> list;
+  int status;
+  const kx::message* c = target(session, command, args, list, status);
+  if (!c) return status;
+  kx::message remove;
+  remove.setU32(kx::kObjId, c->getU32(kx::kObjId));
+  AgentLink agent(session.bus());
+  kx::message reply = agent.send(kCommunitiesPath, kx::kCmdRemoveObj, remove);
+  if (kx::isError(reply)) return session.errorReply(reply);
+  return kExitOk;
+}
+
+}  // namespace snmp
 }  // namespace kxctl

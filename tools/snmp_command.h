@@ -15,10 +15,12 @@
 #ifndef TOOLS_SNMP_COMMAND_H_
 #define TOOLS_SNMP_COMMAND_H_
 
+#include <cstdint>
 #include <string>
 #include <vector>
 
 #include "tools/command.h"
+#include "tools/session.h"
 
 namespace kxctl {
 
@@ -34,6 +36,24 @@ class SnmpCommand : public Command {
   int run(Session& session, const std::vector<std::string>& args) override;
 };
 
+// The sub-commands of "kxctl snmp", one function each.  args: the words
+// after the sub-command's own words.  Each returns an exit status of
+// session.h.  Only SnmpCommand calls them.
+
+namespace snmp {
+
+using Args = std::vector<std::string>;
+
+int show(Session& session, const Args& args);
+int set(Session& session, const Args& args);
+int generators(Session& session, const Args& args);
+int sendTrap(Session& session, const Args& args);
+int communityList(Session& session, const Args& args);
+int communityAdd(Session& session, const Args& args);
+int communitySet(Session& session, const Args& args);
+int communityRemove(Session& session, const Args& args);
+
+}  // namespace snmp
 }  // namespace kxctl
 
 #endif  // TOOLS_SNMP_COMMAND_H_

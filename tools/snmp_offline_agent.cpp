@@ -6,11 +6,11 @@
 #include <string>
 #include <utility>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "kx/store.h"
 #include "kx/transport.h"
 #include "tools/arg_parse.h"
-#include "tools/snmp_keys.h"
+#include "tools/snmp_values.h"
 #include "tools/store_command.h"
 
 namespace kxctl {
@@ -18,13 +18,6 @@ namespace snmp {
 
 namespace {
 
-constexpr const char* kSettingsStore = "/sarn/store/snmpd";
-constexpr const char* kCommunityStore = "/sarn/store/snmp-communities";
-constexpr uint32_t kSettingsObject = 0;
-constexpr uint32_t kAgentService = 34;
-// What a first start of the agent holds and writes.
-constexpr const char* kDefaultCommunity = "harbor";
-constexpr uint32_t kDefaultTimeWindow = 15;
 // Community ids the agent hands out: 0 up to here.
 constexpr uint32_t kLastCommunityId = 0xfffffffe;
 // Never a community's id.
@@ -63,9 +56,9 @@ kx::message communityDefaults(uint32_t id) {
   c.setBool(kReadAccess, false);
   c.setBool(kWriteAccess, false);
   c.setString(kAuthPassword, "");
-  c.setString(kPrivPassword, "");
+  c.setString(kEncryptionPassword, "");
   c.setU32(kAuthMethod, kAuthMd5);
-  c.setU32(kPrivacy, kPrivDes);
+  c.setU32(kEncryptionProtocol, kPrivDes);
   c.setU32(kSecurity, kSecurityNone);
   return c;
 }
@@ -137,9 +130,9 @@ kx::message OfflineAgent::exchange(kx::message& msg) {
       // The built-in ones; plug-ins add theirs when the agent starts.
       kx::message start, links, reply;
       start.setU32(kx::kObjId, kStartupGenerator);
-      start.setString(kGeneratorName, "start-trap");
+      start.setString(kGeneratorName, kStartupGeneratorName);
       links.setU32(kx::kObjId, kInterfacesGenerator);
-      links.setString(kGeneratorName, "interfaces");
+      links.setString(kGeneratorName, kInterfacesGeneratorName);
       reply.setMessageArray(kx::kObjects, {start, links});
       return reply;
     }
@@ -238,7 +231,7 @@ kx::message OfflineAgent::removeCommunity(uint32_t id) {
   return status;
 }
 
-bool agentRunning() { return kx::Transport::served(kAgentService); }
+bool agentRunning() { return kx::Transport::served(kServiceId); }
 
 }  // namespace snmp
 }  // namespace kxctl

@@ -26,7 +26,7 @@
 #include <vector>
 
 #include "kx/message.h"
-#include "tools/bus_client.h"
+#include "tools/session.h"
 
 namespace kxctl {
 namespace snmp {

@@ -6,26 +6,13 @@
 #include <cctype>
 #include <iterator>
 
+#include "kx/message_text.h"
 #include "tools/arg_parse.h"
-#include "tools/snmp_keys.h"
 
 namespace kxctl {
 namespace snmp {
 
 namespace {
-
-// Decimal digits only; value at most max.
-bool parseDecimal(const std::string& text, uint32_t max, uint32_t& value) {
-  if (text.empty() || text.size() > 10) return false;
-  uint64_t v = 0;
-  for (char c : text) {
-    if (c < '0' || c > '9') return false;
-    v = v * 10 + static_cast<unsigned>(c - '0');
-  }
-  if (v > max) return false;
-  value = static_cast<uint32_t>(v);
-  return true;
-}
 
 // Host-order mask to prefix length; -1 when the ones are not contiguous.
 int prefixLength(uint32_t hostMask) {
@@ -71,33 +58,16 @@ bool parseYesNo(const std::string& text, bool& value, std::string& err) {
 std::string yesNo(bool value) { return value ? "yes" : "no"; }
 
 bool parseIpv4(const std::string& text, uint32_t& address, std::string& err) {
-  uint32_t host = 0;
-  size_t start = 0;
-  for (int part = 0; part < 4; ++part) {
-    size_t dot = text.find('.', start);
-    if ((part < 3) != (dot != std::string::npos)) {
-      err = "'" + text + "' is not an IPv4 address like 192.0.2.1";
-      return false;
-    }
-    uint32_t octet;
-    if (!parseDecimal(
-            text.substr(start, dot == std::string::npos ? std::string::npos : dot - start), 255,
-            octet)) {
-      err = "'" + text + "' is not an IPv4 address like 192.0.2.1";
-      return false;
-    }
-    host = host << 8 | octet;
-    start = dot + 1;
+  uint32_t host;
+  if (!kx::parseDottedQuad(text, host)) {
+    err = "'" + text + "' is not an IPv4 address like 192.0.2.1";
+    return false;
   }
   address = htonl(host);
   return true;
 }
 
-std::string ipv4Text(uint32_t address) {
-  uint32_t h = ntohl(address);
-  return std::to_string(h >> 24) + "." + std::to_string(h >> 16 & 0xff) + "." +
-         std::to_string(h >> 8 & 0xff) + "." + std::to_string(h & 0xff);
-}
+std::string ipv4Text(uint32_t address) { return kx::dottedQuadText(ntohl(address)); }
 
 bool parseNetwork(const std::string& text, Network& net, std::string& err) {
   if (text == "any") {
@@ -116,13 +86,13 @@ bool parseNetwork(const std::string& text, Network& net, std::string& err) {
     n.mask = 0xffffffff;
   } else {
     std::string m = text.substr(slash + 1);
-    uint32_t len;
+    uint64_t len;
     if (m.find('.') != std::string::npos) {
       if (!parseIpv4(m, n.mask, why) || prefixLength(ntohl(n.mask)) < 0) {
         err = bad + " (the mask's ones must come first)";
         return false;
       }
-    } else if (parseDecimal(m, 32, len)) {
+    } else if (kx::parseDecimal(m, 32, len)) {
       n.mask = len == 0 ? 0 : htonl(~0u << (32 - len));
     } else {
       err = bad;
@@ -198,6 +168,13 @@ std::string privacyText(uint32_t protocol) {
   return protocol < std::size(names) ? names[protocol] : unknownText(protocol);
 }
 
+std::string generatorIdText(uint32_t id) {
+  // Generator ids at or above this are special values.
+  constexpr uint32_t kFirstSpecialGenerator = 0x10000;
+  if (id < kFirstSpecialGenerator) return std::to_string(id);
+  return kx::keyText(id);
+}
+
 std::string engineIdHex(const std::string& text) {
   static const char digits[] = "0123456789abcdef";
   std::string hex = kEngineIdPrefixHex;
@@ -231,8 +208,8 @@ bool checkOidText(const std::string& text, std::string& err) {
   size_t start = 0;
   while (true) {
     size_t dot = body.find('.', start);
-    uint32_t arc;
-    if (!parseDecimal(
+    uint64_t arc;
+    if (!kx::parseDecimal(
             body.substr(start, dot == std::string::npos ? std::string::npos : dot - start),
             0xffffffff, arc)) {
       err = "'" + text + "' is not an OID like 1.3.6.1.2.1.1.5.0";

@@ -1,4 +1,5 @@
-// Readable values of kxctl's snmp commands and the agent's stored forms.
+// Readable values of kxctl's snmp commands, and the agent's keys
+// (kx/snmp_keys.h) and stored forms as those commands use them.
 //
 // Each parser returns false on malformed input and then leaves a one-line
 // reason in err naming the word; outputs are written only on success.
@@ -7,12 +8,31 @@
 #ifndef TOOLS_SNMP_VALUES_H_
 #define TOOLS_SNMP_VALUES_H_
 
+#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <vector>
 
+#include "kx/snmp_keys.h"
+
 namespace kxctl {
 namespace snmp {
+
+// The agent's keys, unqualified in kxctl's snmp commands.
+using namespace ::snmp;
+
+inline const std::vector<uint32_t> kSettingsPath = {kServiceId};
+inline const std::vector<uint32_t> kCommunitiesPath = {kServiceId, ID_COMMUNITIES};
+
+// The agent's engine ID is its configured text behind these octets
+// (enterprise 32473, format 4 = text), in the hex managers take (-e).
+constexpr const char* kEngineIdPrefixHex = "80007ed904";
+// Engine IDs are at most 32 octets (RFC 3411): 27 for the text.
+constexpr size_t kMaxEngineIdText = 27;
+
+// A shorter password makes a key anyone can compute from the engine id, so
+// users that need authentication or privacy are refused with one.
+constexpr size_t kMinPasswordLength = 8;
 
 // yes/no, true/false, on/off.
 bool parseYesNo(const std::string& text, bool& value, std::string& err);
@@ -50,6 +70,10 @@ std::string authMethodText(uint32_t method);
 // Privacy protocols des, aes (or aes128), aes192, aes256 (stored 0 to 3).
 bool parsePrivacy(const std::string& text, uint32_t& protocol, std::string& err);
 std::string privacyText(uint32_t protocol);
+
+// A trap generator's id as the operator reads it: small indexes in
+// decimal, special values (the start-up trap's id) in hex.
+std::string generatorIdText(uint32_t id);
 
 // The engine ID the agent forms from its configured text, as hex digits
 // (what snmpget -e and snmptrapd's createUser -e take).

@@ -6,10 +6,10 @@
 #include <utility>
 
 #include "kx/message_json.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "kx/store.h"
 #include "tools/arg_parse.h"
-#include "tools/command_table.h"
+#include "tools/command.h"
 #include "tools/output.h"
 
 namespace kxctl {

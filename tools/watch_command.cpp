@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "tools/arg_parse.h"
-#include "tools/command_table.h"
-#include "tools/event_printer.h"
-#include "tools/looper_bus_client.h"
+#include "tools/command.h"
+#include "tools/output.h"
+#include "tools/session.h"
 
 namespace kxctl {
 

@@ -1,14 +1,72 @@
 #include "traps/create_trap.h"
 
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <vector>
 
 #include "asn1/ber.h"
 #include "engine/community_list.h"
-#include "kx/clock.h"
-#include "traps/trap_maker.h"
-#include "traps/v3_trap.h"
+#include "engine/context.h"
+#include "kx/platform.h"
+#include "traps/trap_sources.h"
+#include "usm/key_derivation.h"
+#include "usm/privacy.h"
+#include "usm/v3_writer.h"
+
+namespace {
+
+// The level a trap goes out at: any required security authenticates, and
+// only authPriv (2) encrypts.
+unsigned trapLevel(uint32_t security) {
+  if (security == 0) return kNoAuthNoPriv;
+  return security == kAuthPriv ? kAuthPriv : kAuthNoPriv;
+}
+
+// False, with the line that says so, when the user's method or protocol is
+// one the agent doesn't have: nothing is sent rather than a trap the
+// receiver can't verify or read.
+bool algorithmsKnown(const CommunityList::Item& user, unsigned level) {
+  if (level >= kAuthNoPriv && authMethod(user.authMethod) == nullptr) {
+    std::fprintf(stderr,
+                 "createTrap: trap user '%s' has unknown authentication method %u; "
+                 "set auth= with kxctl snmp community set\n",
+                 user.name.c_str(), user.authMethod);
+    return false;
+  }
+  if (level == kAuthPriv && privProtocol(user.encryptionProtocol) == nullptr) {
+    std::fprintf(stderr,
+                 "createTrap: trap user '%s' has unknown privacy protocol %u; "
+                 "set priv= with kxctl snmp community set\n",
+                 user.name.c_str(), user.encryptionProtocol);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool V3TrapFraming::begin(Context& ctx, CommunityList::Item& user, const TrapSettings& settings) {
+  const unsigned level = trapLevel(user.security);
+  if (!algorithmsKnown(user, level)) return false;
+  if (level >= kAuthNoPriv) user.ensureKeys(settings.engine.engineID);
+  prepareOutgoing(ctx.v3, settings.engine, user.name, level, user.authMethod,
+                  user.encryptionProtocol, static_cast<uint32_t>(std::rand()));
+  writeV3Info(ctx.out, ctx.v3);
+  return true;
+}
+
+void V3TrapFraming::finish(Context& ctx, const CommunityList::Item& user) {
+  cryptPacket(ctx.out, ctx.v3, user.privKey);
+  ctx.out.endSeq();  // message
+  signPacket(ctx.out, ctx.v3, user.authKey);
+}
 
 namespace {
 
@@ -54,8 +112,8 @@ void addOidBinding(OutStream& out, const OID& name, const OID& value) {
 int createTrap(Context& ctx, const kx::message& event, uint32_t agentAddress,
                const TrapSettings& settings) {
   OutStream& out = ctx.out;
-  const bool v1 = settings.version == kTrapVersion1;
-  const bool v3 = settings.version == kTrapVersion3;
+  const bool v1 = settings.version == snmp::kTrapV1;
+  const bool v3 = settings.version == snmp::kTrapV3;
   out.startSeq(ber::kSequence);
   out.add(static_cast<int>(settings.version), ber::kInteger);
 
@@ -117,4 +175,57 @@ int createTrap(Context& ctx, const kx::message& event, uint32_t agentAddress,
     out.endSeq();  // message
   }
   return 1;
+}
+
+namespace {
+
+void fail(const char* what) {
+  std::fprintf(stderr, "send_trap: %s: %s\n", what, std::strerror(errno));
+}
+
+// Steps after the socket is open; the caller closes it.
+void sendOn(int fd, const TrapSettings& settings, const kx::message& event) {
+  sockaddr_in target;
+  std::memset(&target, 0, sizeof target);
+  target.sin_family = AF_INET;
+  target.sin_addr.s_addr = settings.target;
+  target.sin_port = htons(settings.port);
+  if (::connect(fd, reinterpret_cast<sockaddr*>(&target), sizeof target) != 0) {
+    fail("failed to connect");
+    return;
+  }
+
+  Context ctx(nullptr, 0);
+  sockaddr_in local;
+  socklen_t len = sizeof local;
+  if (::getsockname(fd, reinterpret_cast<sockaddr*>(&local), &len) != 0) {
+    fail("failed to getsockname");
+    return;
+  }
+  if (!createTrap(ctx, event, local.sin_addr.s_addr, settings)) {
+    std::fprintf(stderr, "send_trap: createTrap failed\n");
+    return;
+  }
+  const std::vector<uint8_t>& bytes = ctx.out.bytes();
+  if (::send(fd, bytes.data(), bytes.size(), 0) < 0) fail("failed to send trap packet");
+}
+
+}  // namespace
+
+void sendTrap(const TrapSettings& settings, const kx::message& event) {
+  if (!settings.enabled) {
+    std::fprintf(stderr, "send_trap: snmp disabled\n");
+    return;
+  }
+  if (settings.target == 0 || settings.community == snmp::kNoCommunity) {
+    std::fprintf(stderr, "send_trap: no trap sink specified\n");
+    return;
+  }
+  const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
+  if (fd < 0) {
+    fail("failed to open UDP socket");
+    return;
+  }
+  sendOn(fd, settings, event);
+  ::close(fd);
 }

@@ -3,9 +3,8 @@
 #include <string>
 
 #include "asn1/ber.h"
-#include "data/bus.h"
-#include "data/paging.h"
-#include "traps/trap_subscribers.h"
+#include "data/providers.h"
+#include "traps/trap_sources.h"
 
 const std::vector<uint32_t> kLinkEventPath = {20, 0};
 std::map<uint32_t, uint32_t> linkStates;

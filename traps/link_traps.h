@@ -14,15 +14,13 @@
 #include <map>
 #include <vector>
 
-#include "traps/trap_maker.h"
+#include "traps/trap_sources.h"
 
 // The interface service, its event kind and the state field.
 extern const std::vector<uint32_t> kLinkEventPath;  // [20, 0]
 constexpr uint32_t kLinkEventKind = 0x10004;
 constexpr uint32_t kLinkState = 0x08010003;
 constexpr uint32_t kLinkFlags = 0x08010002;
-// Name of the subscriber in the generator list.
-constexpr const char* kInterfacesSubscriberName = "interfaces";
 
 // Interface id -> the state bits last seen.  Priming stores them masked
 // with 0x10103 while linkTrapMaker compares them masked with 0x500; the

@@ -20,16 +20,34 @@
 #include <openssl/evp.h>
 
 // Every libcrypto function the agent calls.
-#define SARN_CRYPTO_FUNCTIONS(X)                                                                   \
-  X(OPENSSL_init_crypto)                                                                           \
-  X(CRYPTO_memcmp)                                                                                 \
-  X(EVP_md5)                                                                                       \
-  X(EVP_sha1) X(EVP_sha224) X(EVP_sha256) X(EVP_sha384) X(EVP_sha512) X(EVP_MD_get_block_size)     \
-      X(EVP_MD_CTX_new) X(EVP_MD_CTX_free) X(EVP_MD_CTX_copy_ex) X(EVP_DigestInit_ex)              \
-          X(EVP_DigestUpdate) X(EVP_DigestFinal_ex) X(EVP_Digest) X(EVP_aes_128_cfb128)            \
-              X(EVP_aes_192_cfb128) X(EVP_aes_256_cfb128) X(EVP_CIPHER_CTX_new)                    \
-                  X(EVP_CIPHER_CTX_free) X(EVP_CipherInit_ex) X(EVP_CipherUpdate) X(DES_key_sched) \
-                      X(DES_ncbc_encrypt)
+// clang-format off
+#define SARN_CRYPTO_FUNCTIONS(X) \
+  X(OPENSSL_init_crypto) \
+  X(CRYPTO_memcmp) \
+  X(EVP_md5) \
+  X(EVP_sha1) \
+  X(EVP_sha224) \
+  X(EVP_sha256) \
+  X(EVP_sha384) \
+  X(EVP_sha512) \
+  X(EVP_MD_get_block_size) \
+  X(EVP_MD_CTX_new) \
+  X(EVP_MD_CTX_free) \
+  X(EVP_MD_CTX_copy_ex) \
+  X(EVP_DigestInit_ex) \
+  X(EVP_DigestUpdate) \
+  X(EVP_DigestFinal_ex) \
+  X(EVP_Digest) \
+  X(EVP_aes_128_cfb128) \
+  X(EVP_aes_192_cfb128) \
+  X(EVP_aes_256_cfb128) \
+  X(EVP_CIPHER_CTX_new) \
+  X(EVP_CIPHER_CTX_free) \
+  X(EVP_CipherInit_ex) \
+  X(EVP_CipherUpdate) \
+  X(DES_key_sched) \
+  X(DES_ncbc_encrypt)
+// clang-format on
 
 // The functions, by their OpenSSL names and types: crypto->EVP_DigestUpdate(...).
 struct CryptoLibrary {

@@ -2,7 +2,6 @@
 // DES functions (see crypto_library.h).
 #include <cstring>
 
-#include "usm/cipher_state.h"
 #include "usm/crypto_library.h"
 #include "usm/privacy.h"
 

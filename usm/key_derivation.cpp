@@ -1,9 +1,36 @@
 #include "usm/key_derivation.h"
 
+#include <algorithm>
+#include <iterator>
 #include <memory>
 
 #include "usm/crypto_library.h"
-#include "usm/hmac_key.h"
+
+namespace {
+
+// The digest behind one of libcrypto's getters, loading the library on
+// first use; null when it can't be loaded.
+template <decltype(&::EVP_md5) CryptoLibrary::*getter>
+const EVP_MD* lazyDigest() {
+  const CryptoLibrary* crypto = cryptoLibrary();
+  return crypto ? (crypto->*getter)() : nullptr;
+}
+
+}  // namespace
+
+const AuthMethod methods[] = {
+    {"MD5", lazyDigest<&CryptoLibrary::EVP_md5>, 12},         // HMAC-MD5-96
+    {"SHA-1", lazyDigest<&CryptoLibrary::EVP_sha1>, 12},      // HMAC-SHA-96
+    {"SHA-224", lazyDigest<&CryptoLibrary::EVP_sha224>, 16},  // HMAC-128-SHA-224
+    {"SHA-256", lazyDigest<&CryptoLibrary::EVP_sha256>, 24},  // HMAC-192-SHA-256
+    {"SHA-384", lazyDigest<&CryptoLibrary::EVP_sha384>, 32},  // HMAC-256-SHA-384
+    {"SHA-512", lazyDigest<&CryptoLibrary::EVP_sha512>, 48},  // HMAC-384-SHA-512
+};
+const std::size_t kAuthMethodCount = std::size(methods);
+
+const AuthMethod* authMethod(uint32_t index) {
+  return index < kAuthMethodCount ? &methods[index] : nullptr;
+}
 
 namespace {
 
@@ -103,4 +130,74 @@ void digestMessage(std::vector<uint8_t>& out, const uint8_t* message, std::size_
 void digestMessage(std::vector<uint8_t>& out, const uint8_t* message, std::size_t size,
                    const Key& dKey, std::size_t position, std::size_t length, uint32_t method) {
   digestMessage(out, message, size, dKey, position, length, digestOf(method));
+}
+
+namespace {
+
+// Zeros fed in place of the authentication parameters.
+constexpr uint8_t kZeros[kMaxBlockLength] = {};
+
+bool feedZeros(const CryptoLibrary& crypto, EVP_MD_CTX* ctx, std::size_t n) {
+  while (n > 0) {
+    const std::size_t chunk = std::min(n, sizeof kZeros);
+    if (crypto.EVP_DigestUpdate(ctx, kZeros, chunk) != 1) return false;
+    n -= chunk;
+  }
+  return true;
+}
+
+}  // namespace
+
+HmacKey::~HmacKey() { clear(); }
+
+void HmacKey::clear() {
+  // States exist only once libcrypto is loaded.
+  if (inner_ || outer_ || work_) {
+    const CryptoLibrary* crypto = cryptoLibrary();
+    crypto->EVP_MD_CTX_free(inner_);
+    crypto->EVP_MD_CTX_free(outer_);
+    crypto->EVP_MD_CTX_free(work_);
+  }
+  inner_ = outer_ = work_ = nullptr;
+  dKey_.clear();
+}
+
+bool HmacKey::assign(const Key& dKey, const EVP_MD* method) {
+  clear();
+  // A method comes from a loaded libcrypto.
+  if (method == nullptr) return false;
+  const CryptoLibrary& c = *cryptoLibrary();
+  inner_ = c.EVP_MD_CTX_new();
+  outer_ = c.EVP_MD_CTX_new();
+  work_ = c.EVP_MD_CTX_new();
+  const std::size_t half = dKey.size() / 2;
+  const bool ok = inner_ && outer_ && work_ && c.EVP_DigestInit_ex(inner_, method, nullptr) == 1 &&
+                  c.EVP_DigestUpdate(inner_, dKey.data(), half) == 1 &&
+                  c.EVP_DigestInit_ex(outer_, method, nullptr) == 1 &&
+                  c.EVP_DigestUpdate(outer_, dKey.data() + half, half) == 1;
+  if (!ok) {
+    clear();
+    return false;
+  }
+  dKey_ = dKey;
+  return true;
+}
+
+unsigned HmacKey::digest(const uint8_t* message, std::size_t size, std::size_t hole,
+                         std::size_t holeLength, uint8_t out[kMaxDigestLength]) const {
+  if (empty() || hole > size || holeLength > size - hole) return 0;
+  const CryptoLibrary& c = *cryptoLibrary();
+  uint8_t inner[EVP_MAX_MD_SIZE];
+  unsigned innerLength = 0;
+  unsigned outLength = 0;
+  const std::size_t after = hole + holeLength;
+  const bool ok = c.EVP_MD_CTX_copy_ex(work_, inner_) == 1 &&
+                  c.EVP_DigestUpdate(work_, message, hole) == 1 &&
+                  feedZeros(c, work_, holeLength) &&
+                  c.EVP_DigestUpdate(work_, message + after, size - after) == 1 &&
+                  c.EVP_DigestFinal_ex(work_, inner, &innerLength) == 1 &&
+                  c.EVP_MD_CTX_copy_ex(work_, outer_) == 1 &&
+                  c.EVP_DigestUpdate(work_, inner, innerLength) == 1 &&
+                  c.EVP_DigestFinal_ex(work_, out, &outLength) == 1;
+  return ok ? outLength : 0;
 }

@@ -1,5 +1,5 @@
-// The v3 header and security parameters of one message (V3Info) and the
-// local engine's state (V3ServerInfo).
+// The v3 header and security parameters of one message (V3Info), the
+// local engine's state (V3ServerInfo) and its engine ID.
 #ifndef USM_V3_INFO_H_
 #define USM_V3_INFO_H_
 
@@ -8,6 +8,22 @@
 #include <string_view>
 
 #include "usm/privacy.h"
+
+// The local engine ID: the agent's configured text behind the RFC 3411
+// prefix of enterprise 32473, format 4 (text).
+// 0x80 0x00 0x7e 0xd9 (enterprise 32473 with the top bit set), then 0x04.
+constexpr char kEngineIdPrefix[] = "\x80\x00\x7e\xd9\x04";
+constexpr std::size_t kEngineIdPrefixLength = sizeof kEngineIdPrefix - 1;
+
+// The engine ID of text: the prefix, then the text.
+inline std::string formatEngineID(const std::string& text) {
+  return std::string(kEngineIdPrefix, kEngineIdPrefixLength) + text;
+}
+// The text part of id: id without its first five octets (all of a shorter
+// id).  deformatEngineID(formatEngineID(t)) == t.
+inline std::string deformatEngineID(const std::string& id) {
+  return id.size() <= kEngineIdPrefixLength ? std::string() : id.substr(kEngineIdPrefixLength);
+}
 
 // Security levels.
 constexpr unsigned kNoAuthNoPriv = 0;

@@ -1,7 +1,7 @@
 #include "usm/v3_reader.h"
 
-#include "usm/auth_methods.h"
 #include "usm/crypto_library.h"
+#include "usm/key_derivation.h"
 
 namespace {
 

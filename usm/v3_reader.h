@@ -11,8 +11,8 @@
 #include <cstdint>
 
 #include "asn1/in_stream.h"
-#include "usm/hmac_key.h"
-#include "usm/priv_key.h"
+#include "usm/key_derivation.h"
+#include "usm/privacy.h"
 #include "usm/v3_info.h"
 
 // Reads msgGlobalData and msgSecurityParameters into info, after the

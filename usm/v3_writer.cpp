@@ -4,7 +4,7 @@
 #include <cstring>
 
 #include "asn1/ber.h"
-#include "usm/auth_methods.h"
+#include "usm/key_derivation.h"
 
 namespace {
 

@@ -18,8 +18,8 @@
 #include <string_view>
 
 #include "asn1/out_stream.h"
-#include "usm/hmac_key.h"
-#include "usm/priv_key.h"
+#include "usm/key_derivation.h"
+#include "usm/privacy.h"
 #include "usm/v3_info.h"
 
 // Fills info for a message the local engine starts (a trap): a fresh

@@ -13,8 +13,8 @@
 #include "asn1/oid.h"
 #include "asn1/out_stream.h"
 #include "bench/load/load_window.h"
-#include "usm/hmac_key.h"
-#include "usm/priv_key.h"
+#include "usm/key_derivation.h"
+#include "usm/privacy.h"
 #include "usm/v3_info.h"
 
 namespace bench {

@@ -21,7 +21,7 @@
 
 #include "kx/looper.h"
 #include "kx/message.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 
 namespace {
 
@@ -108,7 +108,8 @@ void stopPeers() {
   if (peers.rawFd >= 0) close(peers.rawFd);
   if (!peers.root.empty()) {
     std::string cmd = "rm -rf '" + peers.root + "'";
-    if (std::system(cmd.c_str()) != 0) std::fprintf(stderr, "cannot remove %s\n", peers.root.c_str());
+    if (std::system(cmd.c_str()) != 0)
+      std::fprintf(stderr, "cannot remove %s\n", peers.root.c_str());
   }
 }
 
@@ -130,7 +131,8 @@ void BM_RawSeqpacket(benchmark::State& state) {
     }
   }
   rawRate = perSecond(state.iterations(), start);
-  state.counters["round_trips"] = benchmark::Counter(state.iterations(), benchmark::Counter::kIsRate);
+  state.counters["round_trips"] =
+      benchmark::Counter(state.iterations(), benchmark::Counter::kIsRate);
 }
 
 void BM_KxsimGetRecord(benchmark::State& state) {
@@ -147,7 +149,8 @@ void BM_KxsimGetRecord(benchmark::State& state) {
     benchmark::DoNotOptimize(reply);
   }
   recordRate = perSecond(state.iterations(), start);
-  state.counters["round_trips"] = benchmark::Counter(state.iterations(), benchmark::Counter::kIsRate);
+  state.counters["round_trips"] =
+      benchmark::Counter(state.iterations(), benchmark::Counter::kIsRate);
 }
 
 // One iteration pages through the whole list; the argument is the wanted
@@ -181,13 +184,18 @@ void BM_KxsimPageAll(benchmark::State& state) {
     }
     state.counters["pages"] = pages;
   }
-  state.counters["rows_per_s"] =
-      benchmark::Counter(static_cast<double>(state.iterations()) * kRows, benchmark::Counter::kIsRate);
+  state.counters["rows_per_s"] = benchmark::Counter(static_cast<double>(state.iterations()) * kRows,
+                                                    benchmark::Counter::kIsRate);
 }
 
 BENCHMARK(BM_RawSeqpacket)->MinTime(0.5)->UseRealTime();
 BENCHMARK(BM_KxsimGetRecord)->MinTime(0.5)->UseRealTime();
-BENCHMARK(BM_KxsimPageAll)->Arg(0)->Arg(1000)->MinTime(0.5)->UseRealTime()->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_KxsimPageAll)
+    ->Arg(0)
+    ->Arg(1000)
+    ->MinTime(0.5)
+    ->UseRealTime()
+    ->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -16,8 +16,8 @@
 
 #include "asn1/oid.h"
 #include "bench/load/v3_traffic.h"
-#include "usm/hmac_key.h"
-#include "usm/priv_key.h"
+#include "usm/key_derivation.h"
+#include "usm/privacy.h"
 
 namespace bench {
 

@@ -15,13 +15,10 @@
 #include <vector>
 
 #include "asn1/oid.h"
-#include "data/const_leaves.h"
-#include "data/data_member.h"
 #include "data/get_all_provider.h"
-#include "data/get_provider.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
-#include "data/string_packer.h"
+#include "data/packers.h"
+#include "data/providers.h"
+#include "data/tables.h"
 #include "engine/leafs.h"
 #include "example_records.h"
 #include "example_traps.h"

@@ -14,8 +14,7 @@
 #include "asn1/oid.h"
 #include "example_records.h"
 #include "kx/message.h"
-#include "traps/trap_maker.h"
-#include "traps/trap_subscribers.h"
+#include "traps/trap_sources.h"
 
 namespace {
 

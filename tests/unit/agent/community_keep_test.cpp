@@ -27,10 +27,10 @@ class CommunityKeepTest : public ::testing::Test {
     looper = std::make_unique<kx::Looper>(34);
     keep = std::make_unique<CommunityKeep>();
     keep->init();
-    looper->addHandler(CommunityKeep::ID_COMMUNITIES, keep.get());
+    looper->addHandler(snmp::ID_COMMUNITIES, keep.get());
   }
   void stop() {
-    if (looper) looper->removeHandler(34, CommunityKeep::ID_COMMUNITIES);
+    if (looper) looper->removeHandler(34, snmp::ID_COMMUNITIES);
     keep.reset();
     looper.reset();
   }
@@ -43,7 +43,7 @@ class CommunityKeepTest : public ::testing::Test {
   static kx::message item(uint32_t id, const char* name = nullptr) {
     kx::message m;
     if (id != kNoStart) m.setU32(kx::kObjId, id);
-    if (name) m.setString(CommunityKeep::kName, name);
+    if (name) m.setString(snmp::kName, name);
     return m;
   }
   kx::message add(const std::string& name) {
@@ -60,7 +60,7 @@ class CommunityKeepTest : public ::testing::Test {
     for (auto* item : keep->items) out.push_back(item->name);
     return out;
   }
-  kx::Store store() const { return kx::Store(CommunityKeep::kStorePath, 5); }
+  kx::Store store() const { return kx::Store(snmp::kCommunityStore, 5); }
 
   test_support::TempRoot root;
   std::unique_ptr<kx::Looper> looper;
@@ -89,7 +89,7 @@ TEST_F(CommunityKeepTest, StoredCommunitiesAreLoadedInStoreOrderWithoutDefault) 
   kx::Store s = store();
   s.remove(0);
   kx::message a = item(7, "seven"), b = item(3, "three");
-  b.setBool(CommunityKeep::kWriteAccess, true);
+  b.setBool(snmp::kWriteAccess, true);
   s.save(7, a);
   s.save(3, b);
   start();
@@ -113,7 +113,7 @@ TEST_F(CommunityKeepTest, GetAllPagesByTwentyWithContinuation) {
     const auto* objs = page.findMessageArray(kx::kObjects);
     ASSERT_NE(objs, nullptr);
     EXPECT_EQ(objs->size(), 20u) << "count " << count;
-    EXPECT_EQ(objs->front().getString(CommunityKeep::kName), "harbor");
+    EXPECT_EQ(objs->front().getString(snmp::kName), "harbor");
     EXPECT_EQ(page.getU32(kx::kContinue, kNoStart), keep->items[20]->id);
   }
 
@@ -123,7 +123,7 @@ TEST_F(CommunityKeepTest, GetAllPagesByTwentyWithContinuation) {
 
   kx::message rest = getAll(keep->items[20]->id, 0);
   ASSERT_EQ(rest.findMessageArray(kx::kObjects)->size(), 5u);
-  EXPECT_EQ(rest.findMessageArray(kx::kObjects)->back().getString(CommunityKeep::kName), "c24");
+  EXPECT_EQ(rest.findMessageArray(kx::kObjects)->back().getString(snmp::kName), "c24");
   EXPECT_FALSE(rest.has(kx::kContinue));
 
   kx::message exact = getAll(keep->items[5]->id, 20);
@@ -140,25 +140,25 @@ TEST_F(CommunityKeepTest, SetObjRenamesAndStoresButRefusesAnotherItemsName) {
   const uint32_t id = add("ops").getU32(kx::kObjId);
 
   kx::message own = item(id, "ops");
-  own.setBool(CommunityKeep::kWriteAccess, true);
-  own.setU32(CommunityKeep::kAddress, 0x0A000001);
+  own.setBool(snmp::kWriteAccess, true);
+  own.setU32(snmp::kAddress, 0x0A000001);
   EXPECT_FALSE(kx::isError(request(kx::kCmdSetObj, own)));
   EXPECT_TRUE(keep->findById(id)->writeAccess);
   EXPECT_EQ(keep->findById(id)->address, inet_addr("10.0.0.1"));
   kx::message stored;
   ASSERT_TRUE(store().load(id, stored));
-  EXPECT_TRUE(stored.getBool(CommunityKeep::kWriteAccess));
-  EXPECT_EQ(stored.getU32(CommunityKeep::kAddress), 0x0A000001u);
+  EXPECT_TRUE(stored.getBool(snmp::kWriteAccess));
+  EXPECT_EQ(stored.getU32(snmp::kAddress), 0x0A000001u);
 
   kx::message clash = item(id, "harbor");
-  clash.setBool(CommunityKeep::kReadAccess, false);
+  clash.setBool(snmp::kReadAccess, false);
   kx::message refused = request(kx::kCmdSetObj, clash);
   EXPECT_EQ(kx::getErrorCode(refused), 0xfe0006u);
   EXPECT_EQ(kx::getError(refused), "community with such name already exists");
   // Nothing of a refused change is applied.
   EXPECT_EQ(keep->findById(id)->name, "ops");
   ASSERT_TRUE(store().load(id, stored));
-  EXPECT_EQ(stored.getString(CommunityKeep::kName), "ops");
+  EXPECT_EQ(stored.getString(snmp::kName), "ops");
 
   EXPECT_EQ(kx::getErrorCode(request(kx::kCmdSetObj, item(999, "x"))), 0xfe0004u);
 }
@@ -176,7 +176,7 @@ TEST_F(CommunityKeepTest, AddObjChecksTheNameAndHonoursAnExplicitId) {
   EXPECT_EQ(keep->items.size(), 1u);
 
   kx::message withId = item(1, "one");
-  withId.setBool(CommunityKeep::kReadAccess, true);
+  withId.setBool(snmp::kReadAccess, true);
   kx::message reply = request(kx::kCmdAddObj, withId);
   ASSERT_FALSE(kx::isError(reply));
   EXPECT_EQ(reply.getU32(kx::kObjId, kNoStart), 1u);

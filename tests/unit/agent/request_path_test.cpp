@@ -18,16 +18,10 @@
 #include "agent/snmp_looper.h"
 #include "agent_test_util.h"
 #include "asn1/out_stream.h"
-#include "data/bus.h"
-#include "data/const_leaves.h"
-#include "data/data_member.h"
 #include "data/get_all_provider.h"
-#include "data/get_provider.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
-#include "data/oid_packer.h"
-#include "data/string_packer.h"
-#include "data/tick_clock.h"
+#include "data/packers.h"
+#include "data/providers.h"
+#include "data/tables.h"
 #include "engine/columnar_leaf.h"
 #include "engine/context.h"
 #include "engine/leaf.h"
@@ -126,13 +120,12 @@ class RequestPathTest : public ::testing::Test {
  protected:
   void SetUp() override {
     kx::message seed;
-    seed.setBool(SnmpLooper::kEnabled, true);
-    kx::Store(SnmpLooper::kStorePath, 5).save(SnmpLooper::kSettingsObject, seed);
+    seed.setBool(snmp::kEnabled, true);
+    kx::Store(snmp::kSettingsStore, 5).save(snmp::kSettingsObject, seed);
     loop = std::make_unique<SnmpLooper>();
     loop->servicePort = agent_test::freePort();
     loop->init();
     ASSERT_TRUE(loop->enabled);
-    setBusLooper(loop.get());
     // Caches stay valid and no timer falls due while the test runs.
     setTickSource(frozenTicks);
     loop->setClock([] { return uint64_t{1000}; });
@@ -150,7 +143,6 @@ class RequestPathTest : public ::testing::Test {
     for (const OID& key : keys) leafs.erase(key);
     ::close(client);
     setTickSource(nullptr);
-    setBusLooper(nullptr);
     loop.reset();
   }
 
@@ -275,7 +267,6 @@ TEST_F(RequestPathTest, ReadyReplyLeavesBeforeTheBusWaitOfALaterRequest) {
   add(5, new AskingLeaf);
   // The agent stops serving [kRecordService] itself: a new looper for it
   // comes up in a child process that watches the client's socket.
-  setBusLooper(nullptr);
   loop.reset();
   const pid_t child = ::fork();
   ASSERT_GE(child, 0);
@@ -291,7 +282,6 @@ TEST_F(RequestPathTest, ReadyReplyLeavesBeforeTheBusWaitOfALaterRequest) {
   loop = std::make_unique<SnmpLooper>();
   loop->servicePort = agent_test::freePort();
   loop->init();
-  setBusLooper(loop.get());
   to = agent_test::ipv4("127.0.0.1", loop->servicePort);
 
   // Both are read in one wake-up: the first reply is ready when the second

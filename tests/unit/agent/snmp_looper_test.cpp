@@ -20,7 +20,7 @@ using agent_test::freePort;
 
 class SnmpLooperTest : public ::testing::Test {
  protected:
-  kx::Store settingsStore() const { return kx::Store(SnmpLooper::kStorePath, 5); }
+  kx::Store settingsStore() const { return kx::Store(snmp::kSettingsStore, 5); }
 
   // A looper as the daemon starts it, with its service on a free port.
   std::unique_ptr<SnmpLooper> startLooper() {
@@ -32,7 +32,7 @@ class SnmpLooperTest : public ::testing::Test {
 
   kx::message stored() const {
     kx::message m;
-    settingsStore().load(SnmpLooper::kSettingsObject, m);
+    settingsStore().load(snmp::kSettingsObject, m);
     return m;
   }
 
@@ -58,7 +58,7 @@ TEST_F(SnmpLooperTest, WithoutStoredSettingsDefaultsStayAndNothingIsWritten) {
   testing::internal::CaptureStdout();
   auto loop = startLooper();
   EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
-  EXPECT_FALSE(settingsStore().has(SnmpLooper::kSettingsObject));
+  EXPECT_FALSE(settingsStore().has(snmp::kSettingsObject));
 
   EXPECT_EQ(loop->engineBoots, 0u);
   EXPECT_EQ(loop->timeWindow, 15u);
@@ -74,15 +74,15 @@ TEST_F(SnmpLooperTest, WithoutStoredSettingsDefaultsStayAndNothingIsWritten) {
                                        0x88000013, 0x0800000d, 0x00000001};
   ASSERT_EQ(cfg.size(), order.size());
   for (size_t i = 0; i < order.size(); ++i) EXPECT_EQ(cfg.keyAt(i), order[i]) << i;
-  EXPECT_EQ(cfg.getU32(SnmpLooper::kTimeWindow), 15u);
+  EXPECT_EQ(cfg.getU32(snmp::kTimeWindow), 15u);
 }
 
 TEST_F(SnmpLooperTest, EveryInitBumpsAndPersistsEngineBoots) {
   kx::message seed;
-  seed.setU32(SnmpLooper::kEngineBoots, 7);
-  seed.setString(SnmpLooper::kContact, "noc@example.net");
-  seed.setU32(SnmpLooper::kTrapTarget, 0xC0000201);
-  settingsStore().save(SnmpLooper::kSettingsObject, seed);
+  seed.setU32(snmp::kEngineBoots, 7);
+  seed.setString(snmp::kContact, "noc@example.net");
+  seed.setU32(snmp::kTrapTarget, 0xC0000201);
+  settingsStore().save(snmp::kSettingsObject, seed);
 
   {
     testing::internal::CaptureStdout();
@@ -99,15 +99,15 @@ TEST_F(SnmpLooperTest, EveryInitBumpsAndPersistsEngineBoots) {
   }
   auto again = startLooper();
   EXPECT_EQ(again->engineBoots, 9u);
-  EXPECT_EQ(stored().getU32(SnmpLooper::kEngineBoots), 9u);
-  EXPECT_EQ(stored().getU32(SnmpLooper::kTrapTarget), 0xC0000201u);
+  EXPECT_EQ(stored().getU32(snmp::kEngineBoots), 9u);
+  EXPECT_EQ(stored().getU32(snmp::kTrapTarget), 0xC0000201u);
 
   // A damaged settings object falls back to its previous version, which
   // holds the last count too, whether a start or a set raised it: the
   // count still goes up, and the service comes up as it was.
   kx::message set;
-  set.setBool(SnmpLooper::kEnabled, true);
-  set.setU32(SnmpLooper::kEngineBoots, 20);
+  set.setBool(snmp::kEnabled, true);
+  set.setU32(snmp::kEngineBoots, 20);
   again->cmdSet(set);
   again.reset();
   for (uint32_t last : {20u, 21u}) {
@@ -128,23 +128,23 @@ TEST_F(SnmpLooperTest, EveryInitBumpsAndPersistsEngineBoots) {
 
 TEST_F(SnmpLooperTest, SetEnabledOnlyOpensTheSocketAndKeepsTheRest) {
   kx::message seed;
-  seed.setString(SnmpLooper::kLocation, "rack 4");
-  seed.setU32(SnmpLooper::kTrapCommunity, 3);
-  seed.setU32Array(SnmpLooper::kTrapGenerators, {0});
-  seed.setU32(SnmpLooper::kEngineBoots, 1);
-  settingsStore().save(SnmpLooper::kSettingsObject, seed);
+  seed.setString(snmp::kLocation, "rack 4");
+  seed.setU32(snmp::kTrapCommunity, 3);
+  seed.setU32Array(snmp::kTrapGenerators, {0});
+  seed.setU32(snmp::kEngineBoots, 1);
+  settingsStore().save(snmp::kSettingsObject, seed);
   auto loop = startLooper();
   const kx::message before = stored();
   ASSERT_FALSE(loop->enabled);
 
   kx::message set;
-  set.setBool(SnmpLooper::kEnabled, true);
+  set.setBool(snmp::kEnabled, true);
   set.setCommand(kx::kCmdSet);
   EXPECT_FALSE(kx::isError(loop->handle(set)));
 
   EXPECT_TRUE(loop->enabled);
   kx::message expected = before;
-  expected.setBool(SnmpLooper::kEnabled, true);
+  expected.setBool(snmp::kEnabled, true);
   EXPECT_EQ(stored(), expected);
   EXPECT_EQ(loop->location, "rack 4");
 
@@ -153,25 +153,25 @@ TEST_F(SnmpLooperTest, SetEnabledOnlyOpensTheSocketAndKeepsTheRest) {
   const int sock = loop->sock;
   loop->enable();
   EXPECT_EQ(loop->sock, sock);
-  set.setBool(SnmpLooper::kEnabled, false);
+  set.setBool(snmp::kEnabled, false);
   loop->handle(set);
   EXPECT_FALSE(loop->enabled);
   loop->disable();
   EXPECT_FALSE(loop->enabled);
-  EXPECT_FALSE(stored().getBool(SnmpLooper::kEnabled, true));
+  EXPECT_FALSE(stored().getBool(snmp::kEnabled, true));
 }
 
 TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
   auto loop = startLooper();
   kx::message set;
   set.setU32Array(kx::kSrcPath, {12, 3});
-  set.setString(SnmpLooper::kContact, "ops");
-  set.setU32(SnmpLooper::kTimeWindow, 150);
-  set.setU32(SnmpLooper::kTrapTarget, 0x0A000002);
-  set.setU32(SnmpLooper::kTrapVersion, 1);
-  set.setU32Array(SnmpLooper::kTrapGenerators, {2, 2, 0x0abc0001});
-  set.setU32(SnmpLooper::kEngineBoots, 41);
-  set.setString(SnmpLooper::kEngineId, "edge-1");
+  set.setString(snmp::kContact, "ops");
+  set.setU32(snmp::kTimeWindow, 150);
+  set.setU32(snmp::kTrapTarget, 0x0A000002);
+  set.setU32(snmp::kTrapVersion, 1);
+  set.setU32Array(snmp::kTrapGenerators, {2, 2, 0x0abc0001});
+  set.setU32(snmp::kEngineBoots, 41);
+  set.setString(snmp::kEngineId, "edge-1");
 
   testing::internal::CaptureStderr();
   EXPECT_TRUE(loop->cmdSet(set).empty());
@@ -184,9 +184,9 @@ TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
 
   const kx::message saved = stored();
   EXPECT_EQ(saved, loop->getConfig());
-  EXPECT_EQ(saved.getU32Array(SnmpLooper::kTrapGenerators), (std::vector<uint32_t>{2, 0x0abc0001}));
-  EXPECT_EQ(saved.getU32(SnmpLooper::kTrapTarget), 0x0A000002u);
-  EXPECT_EQ(saved.getString(SnmpLooper::kEngineId), "edge-1");
+  EXPECT_EQ(saved.getU32Array(snmp::kTrapGenerators), (std::vector<uint32_t>{2, 0x0abc0001}));
+  EXPECT_EQ(saved.getU32(snmp::kTrapTarget), 0x0A000002u);
+  EXPECT_EQ(saved.getString(snmp::kEngineId), "edge-1");
 }
 
 TEST_F(SnmpLooperTest, GetNamesTheSenderOrCallsTheRequestBogonymous) {
@@ -215,7 +215,7 @@ TEST_F(SnmpLooperTest, BusyPortLeavesTheServiceDisabledButWanted) {
 
   auto loop = startLooper();
   kx::message set;
-  set.setBool(SnmpLooper::kEnabled, true);
+  set.setBool(snmp::kEnabled, true);
   testing::internal::CaptureStderr();
   loop->cmdSet(set);
   // The specified line, then the address, the port and the reason.
@@ -226,7 +226,7 @@ TEST_F(SnmpLooperTest, BusyPortLeavesTheServiceDisabledButWanted) {
                 "choose another --port)\n");
   EXPECT_FALSE(loop->enabled);
   EXPECT_TRUE(loop->enableSetting);
-  EXPECT_TRUE(stored().getBool(SnmpLooper::kEnabled));
+  EXPECT_TRUE(stored().getBool(snmp::kEnabled));
   ::close(blocker);
 }
 

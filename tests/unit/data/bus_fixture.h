@@ -10,8 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "data/bus.h"
-#include "data/tick_clock.h"
+#include "data/providers.h"
 #include "kx/handler.h"
 #include "kx/looper.h"
 #include "tests/unit/support/temp_root.h"
@@ -69,12 +68,10 @@ class BusTest : public ::testing::Test {
     ASSERT_FALSE(root_.path().empty());
     looper_ = std::make_unique<kx::Looper>(34);
     looper_->setClock([this] { return nowMs_; });
-    setBusLooper(looper_.get());
     g_testTicks = 5000;
     setTickSource(testTicks);
   }
   void TearDown() override {
-    setBusLooper(nullptr);
     setTickSource(nullptr);
     looper_.reset();
     services_.clear();

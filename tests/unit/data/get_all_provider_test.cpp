@@ -7,9 +7,8 @@
 #include <vector>
 
 #include "bus_fixture.h"
-#include "data/data_member.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
+#include "data/packers.h"
+#include "data/tables.h"
 #include "engine/data.h"
 
 namespace {

@@ -1,15 +1,11 @@
 // The packer family: BER values, SET decoding and index forms.
+#include "data/packers.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "data/bignum_packer.h"
-#include "data/data_member.h"
-#include "data/ip_packer.h"
-#include "data/num_packer.h"
-#include "data/oid_packer.h"
-#include "data/string_packer.h"
 #include "engine/context.h"
 
 namespace {

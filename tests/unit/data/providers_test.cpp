@@ -1,11 +1,11 @@
 // Scalar providers over the real bus, the cache under a controlled clock.
+#include "data/providers.h"
+
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "bus_fixture.h"
-#include "data/get_first_provider.h"
-#include "data/get_provider.h"
 #include "engine/data.h"
 
 namespace {

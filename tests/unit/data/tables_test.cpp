@@ -1,4 +1,6 @@
 // MapTable, StaticMuxTable, AugmentProxyTable and CountProvider.
+#include "data/tables.h"
+
 #include <gtest/gtest.h>
 
 #include <map>
@@ -7,17 +9,8 @@
 #include <utility>
 #include <vector>
 
-#include "data/augment_proxy_table.h"
-#include "data/count_provider.h"
-#include "data/data_member.h"
-#include "data/ip_packer.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
-#include "data/proxy_data_provider.h"
-#include "data/static_mux_table.h"
-#include "data/string_packer.h"
-#include "data/table_provider.h"
-#include "data/table_provider_client.h"
+#include "data/packers.h"
+#include "data/providers.h"
 
 namespace {
 

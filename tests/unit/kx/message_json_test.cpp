@@ -50,7 +50,8 @@ TEST(MessageJson, ErrorsNameTheKeyAndTheProblem) {
       {R"({"0x30000001": ":4c"})",
        "0x30000001: expected raw bytes (hex, colons allowed), got \":4c\""},
       {R"({"0x88000001": [1, "x"]})", "0x88000001: element 1: " + u32 + "\"x\""},
-      {R"({"0x88000001": 5})", "0x88000001: expected an array of a u32 (number or dotted quad), got 5"},
+      {R"({"0x88000001": 5})",
+       "0x88000001: expected an array of a u32 (number or dotted quad), got 5"},
       {R"({"0x28000001": {"0x28000002": {"0x08000003": true}}})",
        "0x28000001 > 0x28000002 > 0x08000003: " + u32 + "true"},
       {R"({"fe0001": 1})", "\"fe0001\": not a typed key (like \"0x08fe0001\")"},
@@ -123,9 +124,66 @@ TEST(MessageJson, TextFormsAsTypedOnACommandLine) {
   EXPECT_EQ(m.getU32(u32_id(1)), 15u);  // failures leave the field alone
 }
 
+// The parsers that kx, kxsim and kxctl share take the whole text or nothing
+// and leave their output alone on failure.
+TEST(TextForms, QuadsNumbersAndHexTakeTheWholeTextOrNothing) {
+  const std::pair<const char*, int64_t> quads[] = {{"192.0.2.1", 0xC0000201},
+                                                   {"0.0.0.0", 0},
+                                                   {"255.255.255.255", 0xffffffff},
+                                                   {" 10.0.0.1", -1},
+                                                   {"010.0.0.1", -1},
+                                                   {"10.0.0.1 ", -1},
+                                                   {"1.2.3", -1},
+                                                   {"1.2.3.4.5", -1},
+                                                   {"1.2.3.256", -1},
+                                                   {"1..2.3", -1},
+                                                   {"", -1},
+                                                   {"1.2.3.4/24", -1},
+                                                   {"-1.2.3.4", -1},
+                                                   {"1234.1.1.1", -1}};
+  for (const auto& [text, want] : quads) {
+    uint32_t v = 7;
+    EXPECT_EQ(parseDottedQuad(text, v), want >= 0) << text;
+    EXPECT_EQ(v, want >= 0 ? static_cast<uint32_t>(want) : 7u) << text;
+    if (want >= 0) {
+      EXPECT_EQ(dottedQuadText(v), text);
+    }
+  }
+  const std::pair<const char*, int64_t> numbers[] = {{"15", 15},
+                                                     {"0xfe0004", 0xfe0004},
+                                                     {"0XFFFFFFFF", 0xffffffff},
+                                                     {"4294967295", 0xffffffff},
+                                                     {"", -1},
+                                                     {"0x", -1},
+                                                     {"-1", -1},
+                                                     {"+1", -1},
+                                                     {" 1", -1},
+                                                     {"1 ", -1},
+                                                     {"12a", -1},
+                                                     {"0x1g", -1},
+                                                     {"4294967296", -2},
+                                                     {"0x100000000", -2},
+                                                     {"99999999999999999999999", -2}};
+  for (const auto& [text, want] : numbers) {
+    uint64_t v = 7;
+    bool tooLarge = false;
+    EXPECT_EQ(parseNumber(text, 0xffffffff, v, &tooLarge), want >= 0) << text;
+    EXPECT_EQ(v, want >= 0 ? static_cast<uint64_t>(want) : 7u) << text;
+    EXPECT_EQ(tooLarge, want == -2) << text;
+  }
+  message::raw bytes{9};
+  for (const char* bad : {"4c:5", ":4c", "4c:", "4c::5e", "4", "4g", "4c 5e"})
+    EXPECT_FALSE(parseHex(bad, bytes)) << bad;
+  EXPECT_EQ(bytes, message::raw{9});
+  EXPECT_TRUE(parseHex("4C:5e0c", bytes));
+  EXPECT_EQ(hexText(bytes), "4c:5e:0c");
+}
+
 TEST(MessageJson, InvalidUtf8StringsStillConvert) {
   message m;
-  m.setString(string_id(1), "ok\xff\xc3" "x");
+  m.setString(string_id(1),
+              "ok\xff\xc3"
+              "x");
   m.setStringArray(string_array_id(2), {"\xed\xa0\x80"});  // a UTF-16 surrogate
   const json j = messageToJson(m);
   EXPECT_EQ(j["0x20000001"], "ok\xef\xbf\xbd\xef\xbf\xbdx");

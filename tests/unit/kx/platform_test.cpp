@@ -1,15 +1,14 @@
 // Allocator, root paths and clocks.
-#include <sys/stat.h>
-#include <unistd.h>
+#include "kx/platform.h"
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
 
-#include "kx/allocator.h"
-#include "kx/clock.h"
-#include "kx/paths.h"
+#include "kx/store.h"
 
 namespace kx {
 namespace {

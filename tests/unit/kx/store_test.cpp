@@ -16,7 +16,7 @@
 #include <string>
 #include <vector>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 #include "kx/store_file.h"
 
 namespace kx {

@@ -17,12 +17,12 @@
 #include "kx/handler.h"
 #include "kx/looper.h"
 #include "kx/message.h"
-#include "kx/paths.h"
+#include "kx/platform.h"
 
 namespace kxtest {
 
-constexpr uint32_t kEchoCode = kx::u32_id(0x100);   // the command the echo saw
-constexpr uint32_t kEchoPid = kx::u32_id(0x101);    // the pid of the echo process
+constexpr uint32_t kEchoCode = kx::u32_id(0x100);          // the command the echo saw
+constexpr uint32_t kEchoPid = kx::u32_id(0x101);           // the pid of the echo process
 constexpr uint32_t kEchoSender = kx::u32_array_id(0x102);  // the request's sender path
 constexpr uint32_t kSleepMs = kx::u32_id(0x103);
 constexpr uint32_t kForwardTo = kx::u32_array_id(0x104);

@@ -9,7 +9,6 @@
 
 #include "kx/looper.h"
 #include "kx/transport.h"
-#include "kx/undo_message.h"
 #include "tests/unit/kx_loop/bus_fixture.h"
 
 namespace kxtest {
@@ -32,7 +31,9 @@ class SlotRecorder : public kx::Handler {
     return mark("getall", start, count);
   }
   kx::message cmdRemoveObj(const kx::message&, uint32_t id) override { return mark("remove", id); }
-  kx::message cmdUnknown(const kx::message&, uint32_t code) override { return mark("unknown", code); }
+  kx::message cmdUnknown(const kx::message&, uint32_t code) override {
+    return mark("unknown", code);
+  }
 };
 
 kx::message cmd(uint32_t c) {

@@ -5,13 +5,10 @@
 
 #include <vector>
 
-#include "data/data_member.h"
 #include "data/get_all_provider.h"
-#include "data/map_table.h"
-#include "data/num_packer.h"
-#include "mibs/interfaces_counters_table.h"
-#include "mibs/interfaces_kind.h"
-#include "mibs/interfaces_records.h"
+#include "data/packers.h"
+#include "data/tables.h"
+#include "mibs/interfaces_mib.h"
 #include "tests/unit/data/bus_fixture.h"
 
 namespace {

@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "mibs/ip_routes.h"
+#include "mibs/ip_mib.h"
 
 namespace {
 

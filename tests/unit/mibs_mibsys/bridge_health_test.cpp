@@ -7,7 +7,7 @@
 #include <utility>
 
 #include "kx/message.h"
-#include "mibs/health_records.h"
+#include "mibs/bridge_mib.h"
 
 namespace {
 

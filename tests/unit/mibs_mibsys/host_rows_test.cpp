@@ -5,8 +5,7 @@
 #include <memory>
 
 #include "engine/data_provider.h"
-#include "mibs/system_host_rows.h"
-#include "mibs/system_records.h"
+#include "mibs/system_mib.h"
 
 namespace {
 

@@ -1,8 +1,6 @@
 // Conversions of the resource, clock, software and reboot-control records:
 // the arithmetic and time-zone cases that the walks of the example router
 // do not reach.
-#include "mibs/system_records.h"
-
 #include <gtest/gtest.h>
 #include <stdlib.h>
 
@@ -12,6 +10,7 @@
 #include <vector>
 
 #include "kx/message.h"
+#include "mibs/system_mib.h"
 
 namespace {
 

@@ -3,7 +3,7 @@
 
 #include "fake_clock.h"
 #include "kx/runner.h"
-#include "sim/change_schedule.h"
+#include "sim/change.h"
 #include "sim/list_service.h"
 #include "sim/scenario.h"
 

@@ -3,7 +3,6 @@
 
 #include "fake_clock.h"
 #include "sim/object_template.h"
-#include "sim/template_parser.h"
 
 namespace sim {
 namespace {

@@ -1,5 +1,7 @@
 // What stands in front of a service: faults; the record and
 // history services; the journal; which process serves which service.
+#include "sim/endpoint.h"
+
 #include <gtest/gtest.h>
 
 #include <chrono>
@@ -7,12 +9,8 @@
 #include <fstream>
 
 #include "fake_clock.h"
-#include "sim/endpoint_factory.h"
-#include "sim/history_service.h"
-#include "sim/journal.h"
-#include "sim/process_plan.h"
-#include "sim/record_service.h"
-#include "sim/responder.h"
+#include "sim/scenario.h"
+#include "sim/service.h"
 
 namespace sim {
 namespace {

@@ -2,7 +2,7 @@
 #ifndef TESTS_UNIT_SIM_FAKE_CLOCK_H_
 #define TESTS_UNIT_SIM_FAKE_CLOCK_H_
 
-#include "sim/sim_clock.h"
+#include "sim/object_template.h"
 
 namespace sim {
 

@@ -1,10 +1,11 @@
 // The list handler: paging, object commands, counting and change reports.
+#include "sim/list_service.h"
+
 #include <gtest/gtest.h>
 
 #include <vector>
 
 #include "fake_clock.h"
-#include "sim/list_service.h"
 
 namespace sim {
 namespace {

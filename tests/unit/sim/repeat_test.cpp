@@ -3,7 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "fake_clock.h"
-#include "sim/repeat.h"
+#include "sim/object_template.h"
 #include "sim/scenario.h"
 
 namespace sim {

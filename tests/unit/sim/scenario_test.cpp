@@ -1,13 +1,13 @@
 // Scenario files: what the parser builds from a good one, and the exact
 // place and problem it reports for a bad one.
+#include "sim/scenario.h"
+
 #include <gtest/gtest.h>
 
 #include <cstdio>
 #include <fstream>
 #include <string>
 #include <vector>
-
-#include "sim/scenario.h"
 
 namespace sim {
 namespace {
@@ -21,7 +21,9 @@ TEST(Scenario, ServiceOptionsAndPaths) {
                "commands": {"1": "getall", "0x7": "empty"},
                "list": [{"0x08fe0001": 3}]},
       "2": {"history": true},
-      "1": {"note": "start-up notices"}}})"), s, err)) << err;
+      "1": {"note": "start-up notices"}}})"),
+                            s, err))
+      << err;
   ASSERT_EQ(s.services.size(), 4u);
   EXPECT_EQ(s.serviceIds(), (std::vector<uint32_t>{1, 2, 20, 65}));
   for (const auto& svc : s.services) {
@@ -102,15 +104,18 @@ TEST(ScenarioErrors, NameTheJsonPathAndTheProblem) {
       {services(R"("1": {"record": {"0xa8000001": [{}, {"0x08000002": {"rate": 1}}]}})"),
        rec1 + R"("0xa8000001"[1]: dynamic values are not allowed inside arrays)"},
       // Service options.
-      {services(R"("1": {"page": 0})"), R"(services."1".page: expected a page size from 1 to 10000)"},
+      {services(R"("1": {"page": 0})"),
+       R"(services."1".page: expected a page size from 1 to 10000)"},
       {services(R"("1": {"events": "soon"})"),
        R"(services."1".events: expected an event kind (e.g. "0x10004"))"},
       {services(R"("1": {"commands": {"1": "fetch"}})"),
        R"(services."1".commands."1": unknown command name (get, set, getall, getobj, )"
        "setobj, add, remove, count, empty)"},
-      {services(R"("1": {"commands": {"0xzz": "get"}})"), R"(services."1".commands."0xzz": bad command)"},
+      {services(R"("1": {"commands": {"0xzz": "get"}})"),
+       R"(services."1".commands."0xzz": bad command)"},
       // Faults.
-      {services(R"("1": {"fault": {}})"), R"(services."1".fault: a fault needs delay_ms, error or silent)"},
+      {services(R"("1": {"fault": {}})"),
+       R"(services."1".fault: a fault needs delay_ms, error or silent)"},
       {services(R"("1": {"fault": {"silent": true, "delay_ms": 5}})"),
        R"(services."1".fault: a silent fault answers nothing, so it takes no error or delay)"},
       {services(R"("1": {"fault": [{"delay_ms": 5}, {"error": [1]}]})"),
@@ -120,7 +125,8 @@ TEST(ScenarioErrors, NameTheJsonPathAndTheProblem) {
       {services(R"("1": {"fault": {"silent": true, "commands": ["x"]}})"),
        R"(services."1".fault.commands[0]: bad command)"},
       // Scheduled changes.
-      {services(R"("1": {"changes": []})"), R"(services."1".changes: changes need a record or a list)"},
+      {services(R"("1": {"changes": []})"),
+       R"(services."1".changes: changes need a record or a list)"},
       {services(R"("20,0": {"list": [], "changes": [{"after_ms": 5, "set": {"0x08010003": 0}}]})"),
        R"(services."20,0".changes[0].set: a change of a list object names its id (0x08fe0001))"},
       {services(R"("1": {"record": {}, "changes": [{"after_ms": 5}]})"),

@@ -1,8 +1,9 @@
 // A scenario served on a real bus: a child process runs the server, the
 // test talks to it as any bus client does.
+#include "sim/server.h"
+
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -13,8 +14,8 @@
 #include <thread>
 
 #include "kx/looper.h"
-#include "kx/paths.h"
-#include "sim/server.h"
+#include "kx/platform.h"
+#include "kx/transport.h"
 
 namespace sim {
 namespace {
@@ -66,11 +67,10 @@ class ServerTest : public ::testing::Test {
       g_childServer = nullptr;
       _exit(0);
     }
-    // Ready once both sockets exist.
+    // Ready once both sockets take connections (a socket file exists a
+    // moment before its listen()).
     auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
-    struct stat st;
-    while ((stat((kx::rootPath(kx::kBusDir) + "/20").c_str(), &st) != 0 ||
-            stat((kx::rootPath(kx::kBusDir) + "/24").c_str(), &st) != 0) &&
+    while ((!kx::Transport::served(20) || !kx::Transport::served(24)) &&
            std::chrono::steady_clock::now() < deadline) {
       std::this_thread::sleep_for(std::chrono::milliseconds(10));
     }

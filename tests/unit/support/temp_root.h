@@ -9,7 +9,7 @@
 #include <filesystem>
 #include <string>
 
-#include "kx/paths.h"
+#include "kx/platform.h"
 
 namespace test_support {
 

@@ -8,7 +8,7 @@
 
 #include "tests/unit/data/bus_fixture.h"
 #include "traps/link_traps.h"
-#include "traps/trap_subscribers.h"
+#include "traps/trap_sources.h"
 
 namespace {
 

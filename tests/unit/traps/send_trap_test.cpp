@@ -10,9 +10,10 @@
 #include <string>
 
 #include "engine/community_list.h"
+#include "kx/snmp_keys.h"
 #include "tests/unit/agent/agent_test_util.h"
-#include "traps/enterprise_trap.h"
-#include "traps/trap_sender.h"
+#include "traps/create_trap.h"
+#include "traps/trap_sources.h"
 
 namespace {
 
@@ -39,9 +40,9 @@ TEST(SendTrap, WritesOneLineForEveryTrapItDoesNotSend) {
   good.target = at.sin_addr.s_addr;
   good.port = ntohs(at.sin_port);
   good.community = 4;
-  good.version = kTrapVersion2c;
+  good.version = snmp::kTrapV2c;
   kx::message request, unknown;
-  request.setCommand(kEnterpriseTrapCommand);
+  request.setCommand(snmp::kCmdSendTrap);
   unknown.setCommand(7);
   unknown.setU32(kx::kObjId, 3);
 
@@ -57,13 +58,13 @@ TEST(SendTrap, WritesOneLineForEveryTrapItDoesNotSend) {
        "send_trap: snmp disabled\n"},
       {"no target", [](TrapSettings& s) { s.target = 0; }, false, "",
        "send_trap: no trap sink specified\n"},
-      {"no community", [](TrapSettings& s) { s.community = kNoTrapCommunity; }, false, "",
+      {"no community", [](TrapSettings& s) { s.community = snmp::kNoCommunity; }, false, "",
        "send_trap: no trap sink specified\n"},
       {"unknown community", [](TrapSettings& s) { s.community = 9; }, false, "",
        "createTrap: bad community\nsend_trap: createTrap failed\n"},
       {"v3, unknown protocol",
        [](TrapSettings& s) {
-         s.version = kTrapVersion3;
+         s.version = snmp::kTrapV3;
          s.community = 5;
        },
        false, "snmp v3 trap\n",

@@ -7,11 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "usm/engine_id.h"
-#include "usm/hmac_key.h"
 #include "usm/key_derivation.h"
-#include "usm/priv_key.h"
 #include "usm/privacy.h"
+#include "usm/v3_info.h"
 
 namespace {
 

@@ -10,10 +10,7 @@
 #include <typeinfo>
 
 #include "asn1/oid.h"
-#include "data/bignum_packer.h"
-#include "data/const_leaves.h"
-#include "data/ip_packer.h"
-#include "data/string_packer.h"
+#include "data/packers.h"
 #include "engine/leafs.h"
 
 namespace {

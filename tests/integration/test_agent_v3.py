@@ -136,8 +136,8 @@ class ManagersTest(unittest.TestCase):
                     self.assertEqual(done.returncode, 0, done.stdout + done.stderr)
                     return harness.parse_snmp_bindings(done.stdout)
 
-                # A SET, then a walk (GetNext); every user's GET is in the
-                # hand-made requests' table, and the reports test runs snmpget.
+                self.assertEqual(run("snmpget", SYS_DESCR), [(SYS_DESCR, self.descr)])
+                self.assertEqual(run("snmpgetnext", SYSTEM + ".1"), [(SYS_DESCR, self.descr)])
                 new_name = ("STRING", ("set-by-" + name).encode())
                 self.assertEqual(run("snmpset", SYS_NAME, "s", "set-by-" + name),
                                  [(SYS_NAME, new_name)])

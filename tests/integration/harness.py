@@ -13,6 +13,8 @@ import subprocess
 import tempfile
 import time
 
+import snmp_ber
+
 KXSIM = "sim/kxsim"
 KXCTL = "tools/kxctl"
 SNMPD = "agent/snmpd"
@@ -190,6 +192,19 @@ def start_snmpd(root, port, name="snmpd", env=None, args=()):
                  name, "loop->init();", "stderr", env)
 
 
+def start_serving_snmpd(root, port, name="snmpd", env=None):
+    """snmpd under root with the service switched on in its stored settings,
+    once it answers on the UDP port."""
+    kxctl_json(root, "store", "put", AGENT_SETTINGS_STORE, "0", "0x00000001=true")
+    agent = start_snmpd(root, port, name, env)
+    try:
+        wait_until(lambda: snmp_ber.port_state(port) == "open", what="snmpd to serve")
+    except AssertionError:
+        agent.stop()
+        raise
+    return agent
+
+
 def start_kxsim(root, scenario_path, journal=None, name="kxsim"):
     """kxsim serving a scenario under root, once it serves."""
     journal_args = ["--journal", journal] if journal else []
@@ -251,6 +266,17 @@ AGENT_SETTINGS = ["0x20000004=harbor", "0x20000002=", "0x20000003=", "0x2000000a
                   "0x00000001=true"]
 # Numeric OIDs, numeric enumerations, octet strings always in hex.
 SNMP_OUTPUT = ["-On", "-Oe", "-Ox"]
+
+
+def net_snmp(tool, port, args, credentials=("-v", "2c", "-c", "harbor"), timeout=10,
+             output=SNMP_OUTPUT, wall_timeout=None):
+    """Runs a net-snmp tool against 127.0.0.1:port without retries (a lost
+    answer is the tool's time-out); the finished process, its output as text."""
+    cmd = [tool] + list(credentials) + ["-t", str(timeout), "-r", "0"] + list(output) + [
+        "127.0.0.1:%d" % port] + list(args)
+    return subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                          stdin=subprocess.DEVNULL, universal_newlines=True, errors="replace",
+                          timeout=wall_timeout or timeout + 20)
 
 
 def parse_snmp_value(text):
@@ -328,11 +354,8 @@ class SnmpAgent:
     def run(self, tool, args, timeout=TIMEOUT_S, wall_timeout=None, community=None,
             version="2c"):
         """Runs a net-snmp tool against the agent; the finished process."""
-        cmd = [tool, "-v", version, "-c", community or self.COMMUNITY, "-t", str(timeout),
-               "-r", "0"] + SNMP_OUTPUT + ["127.0.0.1:%d" % self.port] + list(args)
-        return subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                              stdin=subprocess.DEVNULL, universal_newlines=True,
-                              timeout=wall_timeout or timeout + 20)
+        return net_snmp(tool, self.port, args, ["-v", version, "-c", community or self.COMMUNITY],
+                        timeout, wall_timeout=wall_timeout)
 
     def _bindings(self, tool, args, **kw):
         done = self.run(tool, args, **kw)

@@ -140,11 +140,9 @@ class InstallTest(unittest.TestCase):
             def values():
                 # The values alone: what a tool says on standard error is not
                 # what this test is about.
-                done = subprocess.run(["snmpget", "-v", "2c", "-c", "harbor", "-t", "1", "-r",
-                                       "0", "-Oqv", "127.0.0.1:%d" % port] + list(EXAMPLE_VALUES),
-                                      stdout=subprocess.PIPE, stderr=subprocess.DEVNULL,
-                                      stdin=subprocess.DEVNULL, timeout=STEP_TIMEOUT_S)
-                return done.stdout.decode(errors="replace") if done.returncode == 0 else None
+                done = harness.net_snmp("snmpget", port, EXAMPLE_VALUES, timeout=1,
+                                        output=["-Oqv"])
+                return done.stdout if done.returncode == 0 else None
 
             self.assertEqual(harness.wait_until(values, what="the plug-in's objects"),
                              "".join(v + "\n" for v in EXAMPLE_VALUES.values()))

@@ -41,11 +41,6 @@ class ReliabilityTest(unittest.TestCase):
     def tearDown(self):
         self.root.cleanup()
 
-    def start_agent(self, name="snmpd", env=None):
-        agent = harness.start_snmpd(self.root, self.port, name, env=env)
-        harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
-        return agent
-
     def test_a_log_reader_that_stalls_or_goes_costs_lines_not_service(self):
         with open(self.root.file("out"), "wb") as out:
             agent = subprocess.Popen([harness.program(harness.SNMPD), "--root", self.root.path,
@@ -104,7 +99,8 @@ class ReliabilityTest(unittest.TestCase):
         quick_exit = dict(os.environ, ASAN_OPTIONS="detect_leaks=0:abort_on_error=1")
         try:
             for sig, path, oid in waits:
-                with self.start_agent("snmpd-%d" % sig, env=quick_exit) as agent:
+                with harness.start_serving_snmpd(self.root, self.port, "snmpd-%d" % sig,
+                                                 quick_exit) as agent:
                     agent.popen.send_signal(signal.SIGHUP)
                     self.assertEqual(port_state(self.port), "open")
                     with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:

@@ -15,7 +15,6 @@ except ImportError:
         os.execv("/usr/bin/python3", ["/usr/bin/python3"] + sys.argv)
     raise
 
-import subprocess
 import unittest
 
 import harness
@@ -88,13 +87,10 @@ class V3Agent(harness.SnmpAgent):
         _, auth, priv = USER[name]
         a, p = passwords(name)
         level = wire_user(name).level if level is None else level
-        cmd = [tool, "-v3", "-u", name, "-l", ["noAuthNoPriv", "authNoPriv", "authPriv"][level],
-               "-t", "5", "-r", "0"]
-        cmd += ["-a", auth, "-A", auth_password or a] if auth else []
-        cmd += ["-x", priv, "-X", p] if priv else []
-        cmd += harness.SNMP_OUTPUT + ["127.0.0.1:%d" % self.port] + list(args)
-        return subprocess.run(cmd, stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                              stdin=subprocess.DEVNULL, universal_newlines=True, timeout=30)
+        credentials = ["-v3", "-u", name, "-l", ["noAuthNoPriv", "authNoPriv", "authPriv"][level]]
+        credentials += ["-a", auth, "-A", auth_password or a] if auth else []
+        credentials += ["-x", priv, "-X", p] if priv else []
+        return harness.net_snmp(tool, self.port, args, credentials, timeout=5)
 
     def discover(self):
         """The report to a discovery, which carries engine ID, boots and time."""

@@ -11,7 +11,6 @@
 #include "asn1/ber.h"
 #include "engine/community_list.h"
 #include "engine/context.h"
-#include "engine/error_status.h"
 #include "engine/pdu_operations.h"
 #include "usm/v3_reader.h"
 #include "usm/v3_writer.h"

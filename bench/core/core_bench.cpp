@@ -27,7 +27,6 @@
 #include "engine/create_reply.h"
 #include "engine/leafs.h"
 #include "engine/packer.h"
-#include "engine/scalar_leaf.h"
 
 namespace {
 

@@ -10,6 +10,18 @@
 
 LeafMap leafs;
 
+namespace {
+
+// Appends the name ctx.name + instance and the value of record; true.
+bool answer(Context& ctx, Packer* packer, const Data* record, const OID& instance) {
+  ctx.name += instance;
+  ctx.out.addOID(ctx.name, ber::kObjectId);
+  packer->pack(ctx, record);
+  return true;
+}
+
+}  // namespace
+
 void addLeaf(const OID& key, Leaf* leaf) { leafs[key] = leaf; }
 
 void addScalarLeaf(const OID& key, Packer* packer, DataProvider* provider) {
@@ -29,10 +41,7 @@ bool ScalarLeaf::answerInstance(Context& ctx) {
     data = provider_->get();
     if (data == nullptr) return false;
   }
-  ctx.name += ZERO_OID;
-  ctx.out.addOID(ctx.name, ber::kObjectId);
-  packer_->pack(ctx, data);
-  return true;
+  return answer(ctx, packer_, data, ZERO_OID);
 }
 
 bool ScalarLeaf::get(Context& ctx) {
@@ -65,20 +74,12 @@ ColumnarLeaf::ColumnarLeaf(Packer* packer, Table* table) : packer_(packer), tabl
 bool ColumnarLeaf::get(Context& ctx) {
   if (ctx.oid.empty()) return false;
   Data* data = table_->get(ctx.oid);
-  if (data == nullptr) return false;
-  ctx.name += ctx.oid;
-  ctx.out.addOID(ctx.name, ber::kObjectId);
-  packer_->pack(ctx, data);
-  return true;
+  return data != nullptr && answer(ctx, packer_, data, ctx.oid);
 }
 
 bool ColumnarLeaf::getNext(Context& ctx) {
   Data* data = table_->getNextRow(ctx.oid, &ctx.rowIndex);
-  if (data == nullptr) return false;
-  ctx.name += ctx.rowIndex;
-  ctx.out.addOID(ctx.name, ber::kObjectId);
-  packer_->pack(ctx, data);
-  return true;
+  return data != nullptr && answer(ctx, packer_, data, ctx.rowIndex);
 }
 
 bool ColumnarLeaf::set(Context& ctx) {

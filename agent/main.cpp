@@ -8,7 +8,6 @@
 #include <string>
 
 #include "agent/log_streams.h"
-#include "agent/plugin_loader.h"
 #include "agent/snmp_looper.h"
 #include "kx/message.h"
 #include "kx/platform.h"

@@ -1,10 +1,10 @@
-#include "agent/plugin_loader.h"
-
 #include <dirent.h>
 #include <dlfcn.h>
 #include <sys/stat.h>
 
 #include <cstdio>
+
+#include "agent/snmp_looper.h"
 
 namespace {
 

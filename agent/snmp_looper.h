@@ -142,4 +142,15 @@ constexpr size_t kReceiveBufferSize = 0x10000;
 // share of it (RequestBatch), and the next wake-up reads into it again.
 extern unsigned char c_buf[kReceiveBufferSize];
 
+// Plug-ins (plugin_loader.cpp): searches dir recursively for regular files
+// whose names end in ".so" (at least 4 characters, not starting with "."),
+// loads each with RTLD_NOW and calls its `autorun` entry point once.  A
+// plug-in is never unloaded.  Every failure is one diagnostic on standard
+// error and is skipped; a directory that can't be opened is skipped
+// silently.  A failed stat of an entry ends the scan of that directory.
+// Paths longer than kMaxPluginPathLength are refused, which stops endless
+// recursion through symbolic-link loops.
+constexpr size_t kMaxPluginPathLength = 128;
+void loadPlugins(const std::string& dir);
+
 #endif  // AGENT_SNMP_LOOPER_H_

@@ -1,4 +1,5 @@
-// The SNMP service socket: opening, closing and answering one datagram.
+// The SNMP service socket: opening, closing and answering one datagram;
+// the hint logged after a dropped GetBulk.
 #include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -105,4 +106,28 @@ void SnmpLooper::receive(int fd, int) {
 
 void SnmpLooper::beforeBlocking() {
   if (enabled && batch_.waiting() > 0) batch_.flush(sock);
+}
+
+bool BulkHint::note(uint32_t peer, uint32_t now) {
+  Source* slot = nullptr;
+  for (Source& s : sources_) {
+    if (s.used && s.peer == peer) {
+      if (quiet(s, now)) return false;
+      slot = &s;
+      break;
+    }
+  }
+  for (size_t i = 0; !slot && i < kSources; ++i) {
+    if (!quiet(sources_[i], now)) slot = &sources_[i];
+  }
+  if (!slot) return false;
+  *slot = Source{peer, now, true};
+
+  char address[INET_ADDRSTRLEN] = "?";
+  inet_ntop(AF_INET, &peer, address, sizeof address);
+  std::fprintf(stderr,
+               "GetBulk from %s is not answered by this agent: walk with GetNext instead "
+               "(snmpwalk, snmptable -CB; turn bulk requests off in pollers)\n",
+               address);
+  return true;
 }

@@ -281,3 +281,13 @@ void InStream::reset() {
   seq_ends_.clear();
   cursor_ = 0;
 }
+
+void hexdump(const void* data, unsigned int n) {
+  constexpr unsigned int kBytesPerLine = 16;
+  const unsigned char* bytes = static_cast<const unsigned char*>(data);
+  for (unsigned int i = 0; i < n; ++i) {
+    std::printf("%02x ", bytes[i]);
+    if ((i + 1) % kBytesPerLine == 0) std::putchar('\n');
+  }
+  std::putchar('\n');
+}

@@ -120,4 +120,9 @@ class InStream {
   bool version_read_ = false;
 };
 
+// A diagnostic dump of raw bytes: writes n bytes to standard output as two
+// lower-case hex digits and a blank each, a line end after every 16th byte
+// and one at the end.
+void hexdump(const void* data, unsigned int n);
+
 #endif  // ASN1_IN_STREAM_H_

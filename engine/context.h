@@ -6,6 +6,7 @@
 #define ENGINE_CONTEXT_H_
 
 #include <cstdint>
+#include <new>
 #include <string>
 
 #include "asn1/in_stream.h"
@@ -19,11 +20,11 @@ class Context {
   // unknown user, unknown engine ID, wrong digest).
   static constexpr unsigned kV3ReportKinds = kReportKinds;
   // Reports sent so far, by kind; served as the usmStats counters.
-  static uint32_t v3counters[kV3ReportKinds];
+  static inline uint32_t v3counters[kV3ReportKinds] = {};
 
   // Copies len bytes of data into the input stream; data may be reused at
   // once.
-  Context(unsigned char* data, unsigned len);
+  Context(unsigned char* data, unsigned len) : in(data, len) {}
   // A context with no request, for reset().
   Context() = default;
 
@@ -31,7 +32,24 @@ class Context {
   // stream reads in place (see InStream::view): they must stay valid until
   // the reply has been sent.  Every field starts over as in a new context;
   // the storage of names, strings and streams is kept.
-  void reset(unsigned char* data, unsigned len);
+  void reset(unsigned char* data, unsigned len) {
+    oid.clear();
+    setPrefix.clear();
+    setSuffix.clear();
+    name.clear();
+    community.clear();
+    in.view(data, len);
+    out.reset();
+    error = 0;
+    requestField1 = 0;
+    requestField2 = 0;
+    v3ReportKind = 0;
+    droppedCommand = 0;
+    v3Server = nullptr;
+    // Views and numbers only: made anew in place.
+    v3.~V3Info();
+    new (&v3) V3Info();
+  }
 
   // The OID being worked on: the requested name, then (after the MIB
   // lookup) the instance part below the matched leaf.  A SET keeps the full

@@ -1,17 +1,25 @@
+// createReply, in the order it works: the version, the community or the
+// user-based security around the PDU, the PDU header, the operation of the
+// request type, the binding loop, the error fields; and for v3 the
+// encryption and MAC around the response.
 #include "engine/create_reply.h"
 
 #include <cstdint>
 #include <cstdio>
+#include <iterator>
 
 #include "asn1/ber.h"
 #include "engine/community_list.h"
 #include "engine/context.h"
-#include "engine/error_status.h"
 #include "engine/pdu_operations.h"
-#include "engine/reply_pdu.h"
-#include "engine/v3_report.h"
+#include "usm/v3_reader.h"
+#include "usm/v3_writer.h"
 
 namespace {
+
+using error_status::kNoError;
+using error_status::kNoSuchName;
+using error_status::kReadOnly;
 
 // Versions 0 (v1) and 1 (v2c) take the community path; 2 is accepted
 // there too and answered as 2.
@@ -23,15 +31,55 @@ constexpr int kUnreadable = -1;
 // unknown name from a wrong address.
 constexpr const char* kAuthFailed = " authentification failed";
 
-using Operation = unsigned (*)(Context&);
+constexpr uint32_t kUnknownUserMethod = 0;  // MD5, with empty keys
+
+// What a request type does to each binding, and the right it needs.  A
+// request without the right is answered, not dropped: its first binding
+// fails with the refusal status.  Every other type (GetBulk, traps,
+// informs) gets no answer.
+struct Operation {
+  int requestTag;
+  unsigned (*answer)(Context&);
+  bool CommunityList::Item::*right;
+  unsigned refusal;
+};
+
+constexpr Operation kOperations[] = {
+    {ber::kGetRequest, snmpGet, &CommunityList::Item::readAccess, kNoSuchName},
+    {ber::kGetNextRequest, snmpGetNext, &CommunityList::Item::readAccess, kNoSuchName},
+    {ber::kSetRequest, snmpSet, &CommunityList::Item::writeAccess, kReadOnly},
+};
+
+const Operation* findOperation(int requestTag) {
+  for (const Operation& operation : kOperations) {
+    if (operation.requestTag == requestTag) return &operation;
+  }
+  return nullptr;
+}
+
+// Writes line to standard error; false (drop the datagram).
+bool drop(const char* line) {
+  std::fprintf(stderr, "%s\n", line);
+  return false;
+}
+
+// The item named name, or null (also when there is no community list).
+CommunityList::Item* findCommunity(const std::string& name) {
+  if (communityKeep == nullptr) return nullptr;
+  auto it = communityKeep->find(name);
+  return it == communityKeep->items.end() ? nullptr : *it;
+}
+
+bool peerAllowed(const CommunityList::Item& item, uint32_t peer) {
+  return ((peer ^ item.address) & item.addressMask) == 0;
+}
 
 // Reads the community and checks it: known, not reserved for v3, and the
 // peer inside its source network.  Echoes it into the reply.
 bool acceptCommunity(Context& ctx, uint32_t peer) {
   if (!ctx.in.getString(&ctx.community)) return drop(kAuthFailed);
   const CommunityList::Item* item = findCommunity(ctx.community);
-  if (item == nullptr || item->security != 0) return drop(kAuthFailed);
-  if (((peer ^ item->address) & item->addressMask) != 0) {
+  if (item == nullptr || item->security != 0 || !peerAllowed(*item, peer)) {
     return drop(kAuthFailed);
   }
   ctx.out.add(ctx.community, ber::kOctetString);
@@ -42,44 +90,35 @@ bool acceptCommunity(Context& ctx, uint32_t peer) {
 // binding lists open.  False (nothing logged) when a field is unreadable.
 // A hidden v3 PDU is not read: the response gets request-id 0.
 bool copyPduHeader(Context& ctx, unsigned responseTag) {
-  if (ctx.v3.scopedPduHidden) {
-    ctx.out.startSeq(responseTag);
-    ctx.out.add(0, ber::kInteger);
-    ctx.out.addErrorStatus(error_status::kNoError);
-    ctx.out.addErrorIndex(error_status::kNoError);
-    ctx.out.startSeq(ber::kSequence);
-    return true;
-  }
-  if (ctx.in.enterSeq() < 0) return false;
-  ctx.out.startSeq(responseTag);
   int requestId = 0;
-  if (!ctx.in.getInt(&requestId)) return false;
+  if (!ctx.v3.scopedPduHidden &&
+      (ctx.in.enterSeq() < 0 || !ctx.in.getInt(&requestId) || !ctx.in.getInt(&ctx.requestField1) ||
+       !ctx.in.getInt(&ctx.requestField2) || ctx.in.enterSeq() < 0)) {
+    return false;
+  }
+  ctx.out.startSeq(responseTag);
   ctx.out.add(requestId, ber::kInteger);
-  if (!ctx.in.getInt(&ctx.requestField1)) return false;
-  if (!ctx.in.getInt(&ctx.requestField2)) return false;
-  ctx.out.addErrorStatus(error_status::kNoError);
-  ctx.out.addErrorIndex(error_status::kNoError);
-  if (ctx.in.enterSeq() < 0) return false;
+  ctx.out.addErrorStatus(kNoError);
+  ctx.out.addErrorIndex(kNoError);
   ctx.out.startSeq(ber::kSequence);
   return true;
 }
 
-// Answers every binding with operation, or with refusal when not
-// permitted, stopping at the first failure; the failing binding is echoed
-// with NULL.  The status of the failure and the binding's 1-based index,
-// or false (no response) when a binding is unreadable.
-bool answerBindings(Context& ctx, Operation operation, bool permitted, unsigned refusal,
-                    unsigned* status, unsigned* index) {
-  while (!ctx.in.atEnd() && !ctx.in.atSeqEnd() && *status == error_status::kNoError &&
-         ctx.error == 0) {
+// The binding loop: answers every binding with operation (or its refusal
+// when the right is missing), stopping at the first failure, whose binding
+// is echoed with NULL.  Sets the status of the failure and the binding's
+// 1-based index; false (no response) when a binding is unreadable.
+bool answerBindings(Context& ctx, const Operation& operation, bool permitted, unsigned* status,
+                    unsigned* index) {
+  while (!ctx.in.atEnd() && !ctx.in.atSeqEnd() && *status == kNoError && ctx.error == 0) {
     if (ctx.in.enterSeq() < 0) return false;
     ctx.out.startSeq(ber::kSequence);
     if (!ctx.in.getOID(&ctx.oid)) return false;
     ++*index;
     // The operations rewrite ctx.oid; a failure echoes the name as asked.
     ctx.asked = ctx.oid;
-    *status = permitted ? operation(ctx) : refusal;
-    if (*status != error_status::kNoError) {
+    *status = permitted ? operation.answer(ctx) : operation.refusal;
+    if (*status != kNoError) {
       ctx.out.addOID(ctx.asked, ber::kObjectId);
       ctx.out.addNull(ber::kNull);
     }
@@ -89,77 +128,121 @@ bool answerBindings(Context& ctx, Operation operation, bool permitted, unsigned 
   return true;
 }
 
-}  // namespace
-
-bool drop(const char* line) {
-  std::fprintf(stderr, "%s\n", line);
-  return false;
+// The one binding of a v3 report: the usmStats counter of ctx.v3ReportKind
+// (RFC 3414: usmStatsUnsupportedSecLevels is .1, the others follow in
+// report-kind order), as a Counter32.
+unsigned snmpV3(Context& ctx) {
+  static constexpr uint32_t kUsmStats[] = {1, 3, 6, 1, 6, 3, 15, 1, 1};
+  const uint32_t kind = ctx.v3ReportKind < Context::kV3ReportKinds ? ctx.v3ReportKind : 0;
+  ctx.name.assign(std::begin(kUsmStats), std::end(kUsmStats));
+  ctx.name.push_back(kind + 1);
+  ctx.name.push_back(0);
+  ctx.out.startSeq(ber::kSequence);
+  ctx.out.addOID(ctx.name, ber::kObjectId);
+  ctx.out.add(Context::v3counters[kind], ber::kCounter32);
+  ctx.out.endSeq();
+  return kNoError;
 }
 
-CommunityList::Item* findCommunity(const std::string& name) {
-  if (communityKeep == nullptr) return nullptr;
-  auto it = communityKeep->find(name);
-  return it == communityKeep->items.end() ? nullptr : *it;
-}
-
+// The PDU: its header, then the report's binding or every binding answered
+// by the operation of the request type, then the error fields, and both
+// closed.  False to drop: an unreadable field (silently) or a request type
+// without an operation (logged).
 bool answerPdu(Context& ctx, unsigned responseTag, bool report) {
   const int requestTag = ctx.in.getType();
   if (!copyPduHeader(ctx, responseTag)) return false;
 
-  unsigned status = error_status::kNoError;
+  unsigned status = kNoError;
   unsigned index = 0;
   if (report) {
     status = snmpV3(ctx);
   } else {
-    // A request without the right is answered, not dropped: every binding
-    // fails with the refusal status.
-    const CommunityList::Item* item = findCommunity(ctx.community);
-    Operation operation = nullptr;
-    bool permitted = false;
-    unsigned refusal = error_status::kNoSuchName;
-    switch (requestTag) {
-      case ber::kGetRequest:
-        operation = snmpGet;
-        permitted = item != nullptr && item->readAccess;
-        break;
-      case ber::kGetNextRequest:
-        operation = snmpGetNext;
-        permitted = item != nullptr && item->readAccess;
-        break;
-      case ber::kSetRequest:
-        operation = snmpSet;
-        permitted = item != nullptr && item->writeAccess;
-        refusal = error_status::kReadOnly;
-        break;
-      default:  // GetBulk, traps and informs get no answer
-        ctx.droppedCommand = static_cast<unsigned>(requestTag);
-        return drop("unknown request command");
+    const Operation* operation = findOperation(requestTag);
+    if (operation == nullptr) {
+      ctx.droppedCommand = static_cast<unsigned>(requestTag);
+      return drop("unknown request command");
     }
-    if (!answerBindings(ctx, operation, permitted, refusal, &status, &index)) return false;
+    const CommunityList::Item* item = findCommunity(ctx.community);
+    const bool permitted = item != nullptr && item->*operation->right;
+    if (!answerBindings(ctx, *operation, permitted, &status, &index)) return false;
   }
 
   // Both placeholders lie before the sequences still open, so they are
   // filled before those are closed.  Only noSuchName names the failing
   // binding; readOnly and genErr keep error-index 0, and so do reports.
-  if (status != error_status::kNoError) {
+  if (status != kNoError) {
     ctx.out.addErrorStatus(status);
-    if (status == error_status::kNoSuchName) ctx.out.addErrorIndex(index);
+    if (status == kNoSuchName) ctx.out.addErrorIndex(index);
   }
   ctx.out.endSeq();  // binding list
   ctx.out.endSeq();  // PDU
   return true;
 }
 
+// The v3 path after the version: the user-based security checks, the
+// response with its header (a report for a failed check), its encryption
+// and MAC.
+bool answerV3(Context& ctx, uint32_t peer) {
+  // Without a local engine there is no user-based security to check with.
+  if (ctx.v3Server == nullptr) return false;
+  V3Info& info = ctx.v3;
+  int err = kNoReport;
+  if (!readV3Info(ctx.in, info, err)) return drop("!ctx.in.readV3Info(v3_err)");
+
+  ctx.community.assign(info.userName);
+  CommunityList::Item* item = findCommunity(ctx.community);
+  if (item != nullptr && info.level < item->security && err == kNoReport) {
+    err = kUnsupportedSecLevel;
+  }
+  // Deliberately, an unknown user is checked against empty keys (so a MAC
+  // from it is a wrong digest) before it is reported as unknown.
+  HmacKey unknownKey;
+  const Key noKey;
+  const PrivKey noPrivKey;
+  if (info.level >= kAuthNoPriv) {
+    if (item != nullptr) {
+      item->ensureKeys(ctx.v3Server->engineID);
+    } else {
+      unknownKey.assign(noKey, methods[kUnknownUserMethod].digest());
+    }
+  }
+  const HmacKey& authKey = item ? item->authKey : unknownKey;
+  const uint32_t authMethod = item ? item->authMethod : kUnknownUserMethod;
+  const PrivKey& privKey = item ? item->privKey : noPrivKey;
+  const uint32_t privProtocol = item ? item->encryptionProtocol : 0;
+  if (!decryptAndCheckSignature(ctx.in, info, err, authKey, authMethod, privKey, privProtocol,
+                                *ctx.v3Server)) {
+    return drop("decryptAndCheckSignature failed");
+  }
+
+  if (err == kNoReport && (item == nullptr || !peerAllowed(*item, peer))) {
+    clearAuthPrivInfo(info);
+    err = kUnknownUserName;
+  }
+  const bool report = err != kNoReport;
+  if (report) {
+    ++Context::v3counters[err];
+    ctx.v3ReportKind = static_cast<uint32_t>(err);
+  }
+  writeV3Info(ctx.out, info);
+  if (!answerPdu(ctx, report ? ber::kReport : ber::kResponse, report)) return false;
+  cryptPacket(ctx.out, info, privKey);
+  ctx.out.endSeq();  // message
+  signPacket(ctx.out, info, authKey);
+  return true;
+}
+
+}  // namespace
+
 bool createReply(Context& ctx, int peer) {
   const int version = ctx.in.getVersion();
   if (version == kUnreadable) return false;
   ctx.out.startSeq(ber::kSequence);
   ctx.out.add(version, ber::kInteger);
-  if (version == kVersion3) return createV3Reply(ctx, static_cast<uint32_t>(peer));
-  if (version < 0 || version > kHighestCommunityVersion) {
-    return drop("version not supported");
-  }
-  if (!acceptCommunity(ctx, static_cast<uint32_t>(peer))) return false;
+  const uint32_t from = static_cast<uint32_t>(peer);
+  if (version == kVersion3) return answerV3(ctx, from);
+  if (version < 0 || version > kHighestCommunityVersion) return drop("version not supported");
+  if (!acceptCommunity(ctx, from)) return false;
   if (!answerPdu(ctx, ber::kResponse, false)) return false;
   ctx.out.endSeq();  // message
   return true;

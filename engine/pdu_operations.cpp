@@ -5,8 +5,6 @@
 
 #include "asn1/ber.h"
 #include "engine/context.h"
-#include "engine/error_status.h"
-#include "engine/leaf.h"
 #include "engine/leafs.h"
 
 namespace {
@@ -106,3 +104,14 @@ unsigned snmpSet(Context& ctx) {
   std::fprintf(stderr, "snmpSet found %s\n", found->first.str().c_str() + 1);
   return found->second->set(ctx) ? kNoError : kNoSuchName;
 }
+
+void AccessError::apply(Context&) const {}
+
+void PathNotExists::apply(Context& ctx) const {
+  ctx.out.addErrorStatus(kNoSuchName);
+  ctx.error = 1;
+}
+
+void InvalidOID::apply(Context& ctx) const { ctx.out.addErrorStatus(error_status::kGenErr); }
+
+void MiscError::apply(Context& ctx) const { ctx.out.addErrorStatus(error_status::kGenErr); }

@@ -1,12 +1,25 @@
-// The PDU operations: each answers one variable binding of ctx against the
-// MIB tree (`leafs`) and returns an SNMP error status: 0 success, 2
-// noSuchName.  On success the binding's name and value are in ctx.out; on
-// failure nothing has been written and the caller echoes the requested name
-// with NULL.
+// The PDU operations and their errors.
+//
+// Each operation answers one variable binding of ctx against the MIB tree
+// (`leafs`) and returns an SNMP error status: 0 success, 2 noSuchName.  On
+// success the binding's name and value are in ctx.out; on failure nothing
+// has been written and the caller echoes the requested name with NULL.
 #ifndef ENGINE_PDU_OPERATIONS_H_
 #define ENGINE_PDU_OPERATIONS_H_
 
 class Context;
+
+// SNMP error-status values the engine produces.
+namespace error_status {
+
+constexpr unsigned kNoError = 0;
+// Every miss, in v1 and v2c alike: the v2 exception values are never sent.
+constexpr unsigned kNoSuchName = 2;
+// A SET through a community without write access.
+constexpr unsigned kReadOnly = 4;
+constexpr unsigned kGenErr = 5;
+
+}  // namespace error_status
 
 // The instance ctx.oid, answered by the leaf with the greatest key not
 // greater than it, provided the request starts with that key.  On return
@@ -30,5 +43,35 @@ unsigned snmpGetBulk(Context& ctx);
 // earlier binding left there), and hands the binding to that leaf.  ctx.oid
 // keeps the full requested name.
 unsigned snmpSet(Context& ctx);
+
+// Error classes a loadable module may use to report an error status into
+// the response being built.  The PDU operations neither raise nor catch
+// them; they are part of the programming interface offered to modules.
+
+// Base: reports nothing.
+class AccessError {
+ public:
+  virtual void apply(Context& ctx) const;
+  virtual ~AccessError() = default;
+};
+
+// noSuchName (2); also raises the context's error flag, which ends the
+// binding loop.
+class PathNotExists : public AccessError {
+ public:
+  void apply(Context& ctx) const override;
+};
+
+// genErr (5).
+class InvalidOID : public AccessError {
+ public:
+  void apply(Context& ctx) const override;
+};
+
+// genErr (5).
+class MiscError : public AccessError {
+ public:
+  void apply(Context& ctx) const override;
+};
 
 #endif  // ENGINE_PDU_OPERATIONS_H_

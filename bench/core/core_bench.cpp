@@ -7,11 +7,10 @@
 //   GETNEXT at 100,000 leaves / at 100 leaves   (target <= 2): the MIB
 //       lookup must grow slowly (ordered map), not with the tree's size.
 #include <arpa/inet.h>
+#include <benchmark/benchmark.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 #include <unistd.h>
-
-#include <benchmark/benchmark.h>
 
 #include <atomic>
 #include <chrono>
@@ -27,7 +26,7 @@
 #include "engine/create_reply.h"
 #include "engine/leafs.h"
 #include "engine/packer.h"
-#include "engine/scalar_leaf.h"
+#include "tests/unit/support/snmp_request.h"
 
 namespace {
 
@@ -73,34 +72,15 @@ void useCommunity() {
 }
 
 std::vector<unsigned char> request(unsigned tag, const OID& name) {
-  OutStream out;
-  out.startSeq(0x30);
-  out.add(1, 0x02);
-  out.add(std::string("public"), 0x04);
-  out.startSeq(tag);
-  out.add(4242, 0x02);
-  out.add(0, 0x02);
-  out.add(0, 0x02);
-  out.startSeq(0x30);
-  out.startSeq(0x30);
-  out.addOID(name, 0x06);
-  out.addNull(0x05);
-  out.endSeq();
-  out.endSeq();
-  out.endSeq();
-  out.endSeq();
-  return {out.bytes().begin(), out.bytes().end()};
+  return snmp_request::communityRequest(1, "public", tag, {name}, 4242);
 }
 
-double nsPerIteration(benchmark::State& state,
-                      std::chrono::steady_clock::time_point start) {
-  std::chrono::duration<double, std::nano> d =
-      std::chrono::steady_clock::now() - start;
+double nsPerIteration(benchmark::State& state, std::chrono::steady_clock::time_point start) {
+  std::chrono::duration<double, std::nano> d = std::chrono::steady_clock::now() - start;
   return state.iterations() ? d.count() / state.iterations() : 0;
 }
 
-void dispatchLoop(benchmark::State& state, unsigned tag, const OID& name,
-                  double* ns) {
+void dispatchLoop(benchmark::State& state, unsigned tag, const OID& name, double* ns) {
   useCommunity();
   std::vector<unsigned char> bytes = request(tag, name);
   auto start = std::chrono::steady_clock::now();
@@ -209,8 +189,7 @@ class UdpEcho {
       sockaddr_in from{};
       for (;;) {
         socklen_t fl = sizeof from;
-        ssize_t n = recvfrom(server_, buf, sizeof buf, 0,
-                             reinterpret_cast<sockaddr*>(&from), &fl);
+        ssize_t n = recvfrom(server_, buf, sizeof buf, 0, reinterpret_cast<sockaddr*>(&from), &fl);
         if (n <= 0 || stop_) return;
         sendto(server_, buf, n, 0, reinterpret_cast<sockaddr*>(&from), fl);
       }
@@ -229,8 +208,7 @@ class UdpEcho {
   bool roundTrip(const std::vector<unsigned char>& bytes) {
     unsigned char buf[2048];
     if (send(client_, bytes.data(), bytes.size(), 0) < 0) return false;
-    return recv(client_, buf, sizeof buf, 0) ==
-           static_cast<ssize_t>(bytes.size());
+    return recv(client_, buf, sizeof buf, 0) == static_cast<ssize_t>(bytes.size());
   }
 
  private:
@@ -266,12 +244,11 @@ int main(int argc, char** argv) {
   if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
   benchmark::RunSpecifiedBenchmarks();
   if (udpNs > 0 && getNs > 0) {
-    std::printf("GET dispatch / UDP round trip: %.3f (target <= 0.10)\n",
-                getNs / udpNs);
+    std::printf("GET dispatch / UDP round trip: %.3f (target <= 0.10)\n", getNs / udpNs);
   }
   if (getNextSmallNs > 0 && getNextLargeNs > 0) {
-    std::printf("GETNEXT at %u / at %u leaves: %.2f (target <= 2.00)\n",
-                kLargeMib, kSmallMib, getNextLargeNs / getNextSmallNs);
+    std::printf("GETNEXT at %u / at %u leaves: %.2f (target <= 2.00)\n", kLargeMib, kSmallMib,
+                getNextLargeNs / getNextSmallNs);
   }
   benchmark::Shutdown();
   useMib(0);  // frees the leaves

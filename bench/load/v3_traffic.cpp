@@ -4,6 +4,7 @@
 #include "asn1/in_stream.h"
 #include "asn1/out_stream.h"
 #include "bench/load/agent_peers.h"
+#include "tests/unit/support/snmp_request.h"
 #include "usm/privacy.h"
 #include "usm/v3_reader.h"
 #include "usm/v3_writer.h"
@@ -21,19 +22,9 @@ constexpr uint64_t kFullCheckEvery = 8;
 std::vector<uint8_t> getRequest(V3Info& info, const HmacKey& authKey, const PrivKey& privKey,
                                 const OID& oid) {
   return v3Message(info, authKey, privKey, [&](OutStream& out) {
-    out.startSeq(ber::kGetRequest);
-    out.add(info.msgID, ber::kInteger);
-    out.add(0, ber::kInteger);
-    out.add(0, ber::kInteger);
-    out.startSeq(ber::kSequence);
-    if (!oid.empty()) {
-      out.startSeq(ber::kSequence);
-      out.addOID(oid, ber::kObjectId);
-      out.addNull(ber::kNull);
-      out.endSeq();
-    }
-    out.endSeq();
-    out.endSeq();
+    using snmp_request::Binding;
+    snmp_request::writePdu(out, ber::kGetRequest, info.msgID,
+                           oid.empty() ? std::vector<Binding>() : std::vector<Binding>{oid});
   });
 }
 

@@ -3,6 +3,7 @@
 #include "asn1/ber.h"
 #include "asn1/in_stream.h"
 #include "asn1/out_stream.h"
+#include "tests/unit/support/snmp_request.h"
 #include "usm/v3_reader.h"
 #include "usm/v3_writer.h"
 
@@ -12,21 +13,10 @@ namespace {
 
 // The PDU of a request: request-id, error fields 0, one binding.
 void writePdu(OutStream& out, const RequestSpec& spec) {
-  out.startSeq(spec.pduTag);
-  out.add(static_cast<unsigned>(spec.id), ber::kInteger);
-  out.add(0, ber::kInteger);
-  out.add(0, ber::kInteger);
-  out.startSeq(ber::kSequence);
-  out.startSeq(ber::kSequence);
-  out.addOID(spec.name, ber::kObjectId);
-  if (spec.pduTag == ber::kSetRequest) {
-    out.add(spec.value, ber::kOctetString);
-  } else {
-    out.addNull(ber::kNull);
-  }
-  out.endSeq();
-  out.endSeq();
-  out.endSeq();
+  using snmp_request::Binding;
+  snmp_request::writePdu(
+      out, spec.pduTag, spec.id,
+      {spec.pduTag == ber::kSetRequest ? Binding(spec.name, spec.value) : Binding(spec.name)});
 }
 
 // Reads the PDU at the cursor and its first binding, if any.

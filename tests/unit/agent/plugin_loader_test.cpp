@@ -1,13 +1,12 @@
 // The plug-in search: which files below the directory are loaded, what a
 // file that cannot be loaded says, and the limits of the walk.
-#include "agent/plugin_loader.h"
-
 #include <gtest/gtest.h>
 
 #include <filesystem>
 #include <fstream>
 #include <string>
 
+#include "agent/snmp_looper.h"
 #include "tests/unit/support/temp_root.h"
 
 namespace {

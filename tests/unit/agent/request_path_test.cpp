@@ -17,18 +17,15 @@
 
 #include "agent/snmp_looper.h"
 #include "agent_test_util.h"
-#include "asn1/out_stream.h"
 #include "data/get_all_provider.h"
 #include "data/packers.h"
 #include "data/providers.h"
 #include "data/tables.h"
-#include "engine/columnar_leaf.h"
 #include "engine/context.h"
-#include "engine/leaf.h"
 #include "engine/leafs.h"
-#include "engine/scalar_leaf.h"
 #include "kx/looper.h"
 #include "kx/store.h"
+#include "tests/unit/support/snmp_request.h"
 #include "tests/unit/support/temp_root.h"
 
 // Every operator new of the process is counted: the request path must make
@@ -56,24 +53,9 @@ constexpr uint32_t kListService = 78;
 // Longer than any string kept inside the string object itself.
 const std::string kLongText = "a value longer than the small-string buffer of std::string";
 
+// A v2c request of one binding through the agent's community.
 Bytes v2cRequest(unsigned tag, const OID& name, int requestId) {
-  OutStream out;
-  out.startSeq(0x30);
-  out.add(1, 0x02);
-  out.add(std::string("harbor"), 0x04);
-  out.startSeq(tag);
-  out.add(requestId, 0x02);
-  out.add(0, 0x02);
-  out.add(0, 0x02);
-  out.startSeq(0x30);
-  out.startSeq(0x30);
-  out.addOID(name, 0x06);
-  out.addNull(0x05);
-  out.endSeq();
-  out.endSeq();
-  out.endSeq();
-  out.endSeq();
-  return out.bytes();
+  return snmp_request::communityRequest(1, "harbor", tag, {name}, requestId);
 }
 
 struct Item : Data {

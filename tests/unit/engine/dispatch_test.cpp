@@ -2,7 +2,7 @@
 // loop and the error fields of the response.
 #include <gtest/gtest.h>
 
-#include "engine/access_error.h"
+#include "engine/pdu_operations.h"
 #include "test_mib.h"
 
 namespace engine_test {

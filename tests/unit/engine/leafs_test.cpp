@@ -1,10 +1,9 @@
 // Registration in the MIB tree, the community list and the error classes.
+#include "engine/leafs.h"
+
 #include <gtest/gtest.h>
 
-#include "engine/access_error.h"
-#include "engine/columnar_leaf.h"
 #include "engine/pdu_operations.h"
-#include "engine/scalar_leaf.h"
 #include "test_mib.h"
 
 namespace engine_test {

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "engine/scalar_leaf.h"
+#include "engine/leafs.h"
 #include "test_mib.h"
 
 namespace engine_test {

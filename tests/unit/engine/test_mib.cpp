@@ -6,29 +6,6 @@
 
 namespace engine_test {
 
-std::vector<unsigned char> request(int version, const std::string& community, unsigned pduTag,
-                                   const std::vector<Binding>& bindings, int requestId) {
-  OutStream out;
-  out.startSeq(0x30);
-  out.add(version, 2);
-  out.add(community, 4);
-  out.startSeq(pduTag);
-  out.add(requestId, 2);
-  out.add(0, 2);
-  out.add(0, 2);
-  out.startSeq(0x30);
-  for (const Binding& b : bindings) {
-    out.startSeq(0x30);
-    out.addOID(b.name, 6);
-    if (b.tag == 2) out.add(b.number, 2);
-    if (b.tag == 4) out.add(b.text, 4);
-    if (b.tag == 5) out.addNull(5);
-    out.endSeq();
-  }
-  for (int i = 0; i < 3; ++i) out.endSeq();
-  return {out.bytes().begin(), out.bytes().end()};
-}
-
 namespace {
 
 bool readBindings(InStream& in, Reply* reply) {

@@ -1,4 +1,4 @@
-// The engine tests' request builder and reply decoder, over the fake MIB.
+// The engine tests' requests and reply decoder, over the fake MIB.
 #ifndef TESTS_UNIT_ENGINE_TEST_MIB_H_
 #define TESTS_UNIT_ENGINE_TEST_MIB_H_
 
@@ -8,24 +8,19 @@
 
 #include "engine/context.h"
 #include "tests/unit/support/fake_mib.h"
+#include "tests/unit/support/snmp_request.h"
 
 namespace engine_test {
 
 using namespace test_support;  // NOLINT: the fake MIB is these tests' subject matter
 
-// A binding with a NULL, INTEGER or OCTET STRING value.
-struct Binding {
-  Binding(OID n) : name(std::move(n)) {}  // NOLINT: implicit, NULL value
-  Binding(OID n, int v) : name(std::move(n)), tag(2), number(v) {}
-  Binding(OID n, const char* t) : name(std::move(n)), tag(4), text(t) {}
-  OID name;
-  unsigned tag = 5;
-  int number = 0;
-  std::string text;
-};
+using snmp_request::Binding;
 
-std::vector<unsigned char> request(int version, const std::string& community, unsigned pduTag,
-                                   const std::vector<Binding>& bindings, int requestId = 77);
+inline std::vector<unsigned char> request(int version, const std::string& community,
+                                          unsigned pduTag, const std::vector<Binding>& bindings,
+                                          int requestId = 77) {
+  return snmp_request::communityRequest(version, community, pduTag, bindings, requestId);
+}
 
 struct Reply {
   int version = -1, pduTag = -1, requestId = -1, status = -1, index = -1;

@@ -10,14 +10,12 @@
 #include <utility>
 #include <vector>
 
-#include "engine/columnar_leaf.h"
 #include "engine/community_list.h"
 #include "engine/context.h"
 #include "engine/data.h"
 #include "engine/data_provider.h"
 #include "engine/leafs.h"
 #include "engine/packer.h"
-#include "engine/scalar_leaf.h"
 #include "engine/table.h"
 
 namespace test_support {

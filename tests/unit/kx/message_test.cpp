@@ -1,9 +1,7 @@
 #include "kx/message.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
 
-#include <cstring>
 #include <string>
 #include <vector>
 
@@ -112,20 +110,6 @@ TEST(Message, EqualityIgnoresFieldOrderButNotValues) {
   message c = everyType();
   c.messageArray(message_array_id(16))[1].setU32(u32_id(1), 0);
   EXPECT_NE(c, everyType());
-}
-
-// The wire value has the first octet most significant; the agent's form
-// has the first octet first in memory.
-TEST(Message, Be32ConvertsBetweenWireAndNetworkOrder) {
-  in_addr a{};
-  ASSERT_EQ(inet_pton(AF_INET, "192.0.2.1", &a), 1);
-  message m;
-  m.setBe32(be32_id(5), a.s_addr);
-  EXPECT_EQ(m.getU32(u32_id(5)), 0xC0000201u);
-  m.setU32(u32_id(6), 0xC0000201);
-  const uint32_t agent = m.getBe32(be32_id(6));
-  EXPECT_EQ(std::memcmp(&agent, &a.s_addr, 4), 0);
-  EXPECT_EQ(m.getBe32(be32_id(7), 0x1234), 0x1234u);
 }
 
 TEST(MessageCodec, RoundTripsEveryTypeInOrderAndLargeArrays) {

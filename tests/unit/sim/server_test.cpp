@@ -44,17 +44,10 @@ TEST(Server, AnswersRecordsListsAndCommandsWithoutBehaviour) {
   };
 
   EXPECT_EQ(call({24, 1}, kx::kCmdGet).getString(0x2000000c), "edge-1");
-  // Paged by 3, resumed at each mark, through an alias of get all.
-  std::vector<uint32_t> ids;
-  kx::message req;
-  for (int page = 0; page < 10; ++page) {
-    kx::message reply = call({20, 0}, 1, req);
-    ASSERT_FALSE(kx::isError(reply)) << kx::getError(reply);
-    for (const auto& o : reply.getMessageArray(kx::kObjects)) ids.push_back(o.getU32(kx::kObjId));
-    if (!reply.has(kx::kContinue)) break;
-    req.setU32(kx::kContinue, reply.getU32(kx::kContinue));
-  }
-  EXPECT_EQ(ids, (std::vector<uint32_t>{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}));
+  // Through an alias of get all, paged by 3 (paging itself: list_service_test).
+  const kx::message page = call({20, 0}, 1);
+  EXPECT_EQ(page.getMessageArray(kx::kObjects).size(), 3u);
+  EXPECT_EQ(page.getU32(kx::kContinue), 4u);
   EXPECT_EQ(call({20, 0}, kx::kCmdCount).getU32(kx::kCount), 11u);
   // A command the record has no behaviour for is answered empty, and
   // journaled like every request.
@@ -68,7 +61,7 @@ TEST(Server, AnswersRecordsListsAndCommandsWithoutBehaviour) {
     ++lines;
     last = line;
   }
-  EXPECT_EQ(lines, 7);  // get, four pages, count, the odd command
+  EXPECT_EQ(lines, 4);  // get, page, count, the odd command
   nlohmann::json j = nlohmann::json::parse(last);
   EXPECT_EQ(j["0x08ff0007"], 5);
   EXPECT_EQ(j["0x88ff0001"], nlohmann::json::array({24, 1}));

@@ -1,7 +1,7 @@
 // The bus fixture of the unit tests: a temporary root for the sockets, and
 // processes forked to serve or to call, killed when the test ends.  The
 // tests of the data layer and above add the agent's looper on a controlled
-// clock (tests/unit/data/bus_fixture.h).
+// clock (tests/unit/data/agent_bus.h).
 #ifndef TESTS_UNIT_SUPPORT_BUS_FIXTURE_H_
 #define TESTS_UNIT_SUPPORT_BUS_FIXTURE_H_
 

@@ -6,10 +6,10 @@
 
 #include <vector>
 
-#include "bus_fixture.h"
 #include "data/packers.h"
 #include "data/tables.h"
 #include "engine/data.h"
+#include "tests/unit/data/agent_bus.h"
 
 namespace {
 
@@ -31,10 +31,10 @@ void toEntries(const kx::message& object, std::vector<Data*>* out) {
 
 int valueOf(Data* d) { return d ? static_cast<Entry*>(d)->value : -1; }
 
-class GetAllTest : public BusTest {
+class GetAllTest : public AgentBusTest {
  protected:
   void SetUp() override {
-    BusTest::SetUp();
+    AgentBusTest::SetUp();
     byId.addIndex(&idPacker);
     byValue.addIndex(&valuePacker);
   }

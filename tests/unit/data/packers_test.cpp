@@ -135,17 +135,3 @@ TEST(IPPacker, FirstOctetFirstOnWireAndInIndex) {
   unpack({&packer}, &back, {0x40, 0x04, 192, 0, 2, 1});
   EXPECT_EQ(back.ip, 192u | (2u << 16) | (1u << 24));
 }
-
-TEST(BignumPacker, SixtyFourBitValueButNoIndexForm) {
-  Row row;
-  row.big = 1ULL << 40;
-  DataBignumPacker packer(dataMember(&Row::big), 0x46);
-  EXPECT_EQ(packed(packer, &row), (Bytes{0x46, 0x06, 0x01, 0, 0, 0, 0, 0}));
-  unpack({&packer}, &row, {0x46, 0x02, 0x01, 0x00});
-  EXPECT_EQ(row.big, 256u);
-  testing::internal::CaptureStderr();
-  EXPECT_TRUE(packer.getAsKey(&row).empty());
-  EXPECT_TRUE(packer.setFromKey(&row, OID{1, 2}).empty());
-  EXPECT_EQ(testing::internal::GetCapturedStderr(),
-            "BUG: Packer::getAsKey called\nBUG: Packer::setFromKey called\n");
-}

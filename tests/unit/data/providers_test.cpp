@@ -5,8 +5,8 @@
 
 #include <string>
 
-#include "bus_fixture.h"
 #include "engine/data.h"
+#include "tests/unit/data/agent_bus.h"
 
 namespace {
 
@@ -37,10 +37,10 @@ Data* fourOnly(const kx::message& msg) {
 
 Settings* settings(Data* d) { return static_cast<Settings*>(d); }
 
-class ProviderTest : public BusTest {
+class ProviderTest : public AgentBusTest {
  protected:
   void SetUp() override {
-    BusTest::SetUp();
+    AgentBusTest::SetUp();
     service = &serve(20);
     service->record.setString(kName, "edge-1");
   }

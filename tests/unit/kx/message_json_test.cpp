@@ -179,16 +179,5 @@ TEST(TextForms, QuadsNumbersAndHexTakeTheWholeTextOrNothing) {
   EXPECT_EQ(hexText(bytes), "4c:5e:0c");
 }
 
-TEST(MessageJson, InvalidUtf8StringsStillConvert) {
-  message m;
-  m.setString(string_id(1),
-              "ok\xff\xc3"
-              "x");
-  m.setStringArray(string_array_id(2), {"\xed\xa0\x80"});  // a UTF-16 surrogate
-  const json j = messageToJson(m);
-  EXPECT_EQ(j["0x20000001"], "ok\xef\xbf\xbd\xef\xbf\xbdx");
-  EXPECT_NO_THROW(j.dump());
-}
-
 }  // namespace
 }  // namespace kx

@@ -2,13 +2,15 @@
 #include "kx/platform.h"
 
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <ctime>
+#include <filesystem>
+#include <fstream>
 
 #include "kx/store.h"
+#include "tests/unit/support/temp_root.h"
 
 namespace kx {
 namespace {
@@ -68,22 +70,19 @@ TEST(Paths, RootComesFromSetRootThenEnvironmentThenSlash) {
 }
 
 TEST(Paths, MakeDirsCreatesParents) {
-  char tmpl[] = "/tmp/kx_paths_test.XXXXXX";
-  ASSERT_NE(::mkdtemp(tmpl), nullptr);
-  const std::string base = tmpl;
+  test_support::TempRoot tmp;
+  const std::string base = tmp.path();
   const std::string deep = base + "/a/b/c";
   EXPECT_TRUE(makeDirs(deep));
-  struct stat st;
-  ASSERT_EQ(::stat(deep.c_str(), &st), 0);
+  EXPECT_TRUE(std::filesystem::is_directory(deep));
   EXPECT_TRUE(makeDirs(deep));  // already there
   EXPECT_TRUE(makeDirs(base + "/a/x/"));
   // A file in the way is not a directory.
   const std::string file = base + "/a/file";
-  std::system(("touch " + file).c_str());
+  std::ofstream{file};
   EXPECT_FALSE(makeDirs(file));
   EXPECT_FALSE(makeDirs(file + "/below"));
   EXPECT_FALSE(makeDirs(""));
-  std::system(("rm -rf " + base).c_str());
 }
 
 TEST(Clock, UptimeAndJiffiesAgree) {

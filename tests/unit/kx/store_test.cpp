@@ -1,6 +1,5 @@
 #include "kx/store.h"
 
-#include <dirent.h>
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <signal.h>
@@ -10,7 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <random>
 #include <string>
@@ -18,42 +17,26 @@
 
 #include "kx/platform.h"
 #include "kx/store_file.h"
+#include "tests/unit/support/temp_root.h"
 
 namespace kx {
 namespace {
 
 class StoreTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/kx_store_test.XXXXXX";
-    ASSERT_NE(::mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    setRoot(root_);
-  }
-  void TearDown() override {
-    setRoot("");
-    std::system(("rm -rf " + root_).c_str());
-  }
-
   static std::vector<std::string> files(const std::string& dir) {
     std::vector<std::string> out;
-    DIR* d = ::opendir(dir.c_str());
-    if (!d) return out;
-    while (dirent* e = ::readdir(d))
-      if (std::string(e->d_name) != "." && std::string(e->d_name) != "..") out.push_back(e->d_name);
-    ::closedir(d);
+    for (const auto& e : std::filesystem::directory_iterator(dir))
+      out.push_back(e.path().filename());
     std::sort(out.begin(), out.end());
     return out;
   }
   static void writeFile(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
   }
-  static bool exists(const std::string& path) {
-    struct stat st;
-    return ::stat(path.c_str(), &st) == 0;
-  }
+  static bool exists(const std::string& path) { return std::filesystem::exists(path); }
 
-  std::string root_;
+  test_support::TempRoot root_;
 };
 
 message object(uint32_t n) {
@@ -66,7 +49,7 @@ message object(uint32_t n) {
 
 TEST_F(StoreTest, SaveLoadReplaceRemove) {
   Store s("/sarn/store/x", 5);
-  EXPECT_EQ(s.dir(), root_ + "/sarn/store/x");
+  EXPECT_EQ(s.dir(), root_.path() + "/sarn/store/x");
   message out;
   EXPECT_FALSE(s.load(0, out));
   ASSERT_TRUE(s.save(0, object(1)));

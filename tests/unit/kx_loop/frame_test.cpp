@@ -22,18 +22,6 @@ kx::FrameAssembler::Result feed(kx::FrameAssembler& a, const std::string& p) {
   return a.feed(reinterpret_cast<const uint8_t*>(p.data()), p.size());
 }
 
-TEST(FrameAssembler, JoinsPiecesAndStartsAfreshAfterAMessage) {
-  using R = kx::FrameAssembler::Result;
-  kx::FrameAssembler a;
-  EXPECT_EQ(feed(a, packet(1, "ab")), R::kPartial);
-  EXPECT_TRUE(a.inProgress());
-  EXPECT_EQ(feed(a, packet(1, "")), R::kPartial);
-  EXPECT_EQ(feed(a, packet(0, "cd")), R::kComplete);
-  EXPECT_EQ(a.message(), "abcd");
-  EXPECT_EQ(feed(a, packet(0, "x")), R::kComplete);
-  EXPECT_EQ(a.message(), "x");
-}
-
 TEST(FrameAssembler, RefusesBadHeadersAndOversizedMessages) {
   using R = kx::FrameAssembler::Result;
   kx::FrameAssembler a;

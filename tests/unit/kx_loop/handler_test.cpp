@@ -9,7 +9,7 @@
 
 #include "kx/looper.h"
 #include "kx/transport.h"
-#include "tests/unit/kx_loop/bus_fixture.h"
+#include "tests/unit/kx_loop/echo_service.h"
 
 namespace kxtest {
 namespace {

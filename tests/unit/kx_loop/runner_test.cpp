@@ -1,5 +1,5 @@
 // ThinRunner: timer order and replacement, removal from callbacks, sockets,
-// idle leave, stop, and the process's current runner.
+// idle leave, and the process's current runner.
 #include "kx/runner.h"
 
 #include <gtest/gtest.h>
@@ -7,7 +7,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <csignal>
 #include <string>
 #include <vector>
 
@@ -108,12 +107,15 @@ TEST(Runner, SocketCallbacksSeeTheirEventsAndMayRemoveThemselves) {
   int sv[2];
   ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM, 0, sv), 0);
   int calls = 0;
-  runner.addSocketFn(sv[0], [&](int fd, int ev) {
-    ++calls;
-    EXPECT_EQ(fd, sv[0]);
-    EXPECT_TRUE(ev & POLLIN);
-    runner.removeSocket(fd);
-  }, POLLIN);
+  runner.addSocketFn(
+      sv[0],
+      [&](int fd, int ev) {
+        ++calls;
+        EXPECT_EQ(fd, sv[0]);
+        EXPECT_TRUE(ev & POLLIN);
+        runner.removeSocket(fd);
+      },
+      POLLIN);
   EXPECT_EQ(runner.runOnce(0), 0);  // nothing to read yet
   ASSERT_EQ(write(sv[1], "x", 1), 1);
   EXPECT_EQ(runner.runOnce(100), 1);
@@ -131,30 +133,12 @@ TEST(Runner, RunLeavesAfterTheIdleTimeButNotWhileBusy) {
   runner.addTimer(&rec, &Recorder::a, 60);  // activity restarts the idle period
   auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(runner.run(), 0);
-  auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                std::chrono::steady_clock::now() - start).count();
+  auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                  start)
+                .count();
   EXPECT_EQ(rec.fired.size(), 1u);
   EXPECT_GE(ms, 155);  // 60 ms busy, then 100 ms idle, in whole milliseconds
   EXPECT_LT(ms, 1000);
-}
-
-kx::ThinRunner* signalled = nullptr;
-void onAlarm(int) { signalled->stop(); }
-
-TEST(Runner, StopFromASignalHandlerEndsRun) {
-  kx::ThinRunner runner;
-  runner.setupLeave(5000);  // a broken stop() fails the test instead of hanging it
-  signalled = &runner;
-  struct sigaction sa {};
-  sa.sa_handler = onAlarm;
-  sigaction(SIGALRM, &sa, nullptr);
-  alarm(1);
-  auto start = std::chrono::steady_clock::now();
-  EXPECT_EQ(runner.run(), 0);
-  auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(
-                std::chrono::steady_clock::now() - start).count();
-  EXPECT_LT(ms, 3000);
-  signal(SIGALRM, SIG_DFL);
 }
 
 }  // namespace

@@ -9,7 +9,7 @@
 #include "data/packers.h"
 #include "data/tables.h"
 #include "mibs/interfaces_mib.h"
-#include "tests/unit/data/bus_fixture.h"
+#include "tests/unit/data/agent_bus.h"
 
 namespace {
 
@@ -45,10 +45,10 @@ class InterfaceList : public ListService {
   }
 };
 
-class InterfacesBusTest : public BusTest {
+class InterfacesBusTest : public AgentBusTest {
  protected:
   void SetUp() override {
-    BusTest::SetUp();
+    AgentBusTest::SetUp();
     serve(20, list);
   }
   InterfaceList list;

@@ -10,6 +10,7 @@
 
 #include "kx/platform.h"
 #include "kx/store.h"
+#include "tests/unit/support/temp_root.h"
 #include "tools/app.h"
 #include "tools/arg_parse.h"
 #include "tools/output.h"
@@ -230,14 +231,10 @@ TEST(Kxctl, CommandLinesAgainstAScriptedBus) {
       usage({"set", "34", "contact=x"}, "bad key 'contact'"),
       usage({"set", "34", "0x08ff0007=1"}, "reserved for the bus transport"),
       usage({"set", "34", "0x88ff0001=[1]"}, "reserved for the bus transport"),
+      // Values are read as the key's type says (each form in the tests of
+      // the text forms); a bad one is named.
       usage({"set", "34", "0x0800000e=fifteen"}, "bad value for 0x0800000e"),
-      usage({"set", "34", "0x0800000e=4294967296"}, "bad value for 0x0800000e"),
-      usage({"set", "34", "0x08000010=192.0.2.300"}, "bad value for 0x08000010"),
-      usage({"set", "34", "0x08000010=010.0.0.1"}, "bad value for 0x08000010"),
-      usage({"set", "34", "0x00000001=maybe"}, "bad value for 0x00000001"),
-      usage({"set", "34", "0x300003e9=4c:5"}, "bad value for 0x300003e9"),
       usage({"set", "34", "0x88000013=[0,"}, "expected JSON"),
-      usage({"set", "34", "0x88000013=[\"a\"]"}, "bad value for 0x88000013"),
       usage({"set", "34", "0x20000005=a", "0x20000005=b"}, "is given twice"),
 
       // Lists: pages followed to the end, printed as one array; a failing
@@ -339,7 +336,6 @@ TEST(Kxctl, SnmpCommandsAgainstAScriptedAgent) {
             "engine-id: at most 27 characters"),
       usage({"snmp", "set", "trap-target=192.0.2"},
             "trap-target: '192.0.2' is not an IPv4 address like 192.0.2.1, or none"),
-      usage({"snmp", "set", "trap-target= 10.0.0.1"}, "is not an IPv4 address"),
       usage({"snmp", "set", "trap-version=2"}, "trap-version: unknown trap version '2'"),
       usage({"snmp", "set", "trap-community=nobody"}, "no community is named 'nobody'", {kRead}),
       usage({"snmp", "set", "trap-community=12"}, "no community is named '12'", {kRead}),
@@ -442,9 +438,6 @@ TEST(Kxctl, SnmpCommandsAgainstAScriptedAgent) {
       {{"snmp", "send-trap", "oid=1.3", "type=0x41", "value=5"},
        kExitOk,
        {"34 0x1 {\"0x200003e9\":\"1.3\",\"0x080003ea\":65,\"0x200003eb\":\"5\"}"}},
-      {{"snmp", "send-trap", "oid=1.3", "type=unsigned", "value=5"},
-       kExitOk,
-       {"34 0x1 {\"0x200003e9\":\"1.3\",\"0x080003ea\":71,\"0x200003eb\":\"5\"}"}},
       usage({"snmp", "send-trap", "oid=1.3.6"}, "oid= needs type="),
       usage({"snmp", "send-trap", "type=integer", "value=1"}, "type= needs oid="),
       usage({"snmp", "send-trap", "value=1"}, "value= needs type= and oid="),
@@ -466,9 +459,8 @@ TEST(Kxctl, SnmpCommandsAgainstAScriptedAgent) {
 // The store commands and the agent's stores without the agent, in order:
 // each row works on what the rows before it left.
 TEST(Kxctl, StoresAndOfflineAgentOnARoot) {
-  char tmpl[] = "/tmp/kxctl_test_XXXXXX";
-  ASSERT_NE(mkdtemp(tmpl), nullptr);
-  const std::string root = tmpl;
+  test_support::TempRoot tmp;
+  const std::string root = tmp.path();
   const std::string communities = "/sarn/store/snmp-communities";
   runCases(
       {
@@ -575,7 +567,6 @@ TEST(Kxctl, StoresAndOfflineAgentOnARoot) {
   EXPECT_EQ(stored[0].second.getString(kName), "ops");
   EXPECT_TRUE(stored[0].second.getBool(kWriteAccess));
   EXPECT_FALSE(std::filesystem::exists(root + "/sarn/store/none"));
-  std::filesystem::remove_all(root);
 }
 
 // What the watch command reads and prints; its subscription runs on a real

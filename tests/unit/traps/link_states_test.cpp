@@ -6,7 +6,7 @@
 #include <string>
 #include <vector>
 
-#include "tests/unit/data/bus_fixture.h"
+#include "tests/unit/data/agent_bus.h"
 #include "traps/link_traps.h"
 #include "traps/trap_sources.h"
 
@@ -21,10 +21,10 @@ class Interfaces : public ListService {
   }
 };
 
-class LinkBusTest : public BusTest {
+class LinkBusTest : public AgentBusTest {
  protected:
   void SetUp() override {
-    BusTest::SetUp();
+    AgentBusTest::SetUp();
     serve(20, service);
     linkStates.clear();
     trapMakers.clear();

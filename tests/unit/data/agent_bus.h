@@ -1,10 +1,8 @@
-// A real bus for the data tests: the agent's looper (service 34) under a
-// temporary root, test services served in-process on other service ids it
-// listens for, and one controlled clock for ticks and timers.
-#ifndef TESTS_UNIT_DATA_BUS_FIXTURE_H_
-#define TESTS_UNIT_DATA_BUS_FIXTURE_H_
-
-#include <gtest/gtest.h>
+// The bus fixture as the data layer and the modules above it use it: the
+// agent's looper (service 34), test services served in-process on other
+// service ids it listens for, and one controlled clock for ticks and timers.
+#ifndef TESTS_UNIT_DATA_AGENT_BUS_H_
+#define TESTS_UNIT_DATA_AGENT_BUS_H_
 
 #include <memory>
 #include <string>
@@ -13,7 +11,7 @@
 #include "data/providers.h"
 #include "kx/handler.h"
 #include "kx/looper.h"
-#include "tests/unit/support/temp_root.h"
+#include "tests/unit/support/bus_fixture.h"
 
 // A list (paged get all, set object, count) plus a settings record.
 class ListService : public kx::Handler {
@@ -62,10 +60,10 @@ class ListService : public kx::Handler {
 inline uint32_t g_testTicks = 0;
 inline uint32_t testTicks() { return g_testTicks; }
 
-class BusTest : public ::testing::Test {
+class AgentBusTest : public test_support::BusTest {
  protected:
   void SetUp() override {
-    ASSERT_FALSE(root_.path().empty());
+    test_support::BusTest::SetUp();
     looper_ = std::make_unique<kx::Looper>(34);
     looper_->setClock([this] { return nowMs_; });
     g_testTicks = 5000;
@@ -75,6 +73,7 @@ class BusTest : public ::testing::Test {
     setTickSource(nullptr);
     looper_.reset();
     services_.clear();
+    test_support::BusTest::TearDown();
   }
   // A service at path [id]; the fixture owns it.
   ListService& serve(uint32_t id) {
@@ -101,10 +100,9 @@ class BusTest : public ::testing::Test {
     return m;
   }
 
-  test_support::TempRoot root_;
   uint64_t nowMs_ = 1000;
   std::unique_ptr<kx::Looper> looper_;
   std::vector<std::unique_ptr<ListService>> services_;
 };
 
-#endif  // TESTS_UNIT_DATA_BUS_FIXTURE_H_
+#endif  // TESTS_UNIT_DATA_AGENT_BUS_H_

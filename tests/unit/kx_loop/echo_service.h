@@ -1,15 +1,12 @@
-// Test support: a temporary bus root and services run in forked children.
-#ifndef TESTS_UNIT_KX_LOOP_BUS_FIXTURE_H_
-#define TESTS_UNIT_KX_LOOP_BUS_FIXTURE_H_
+// The echo service the bus tests run in forked children, and a looper that
+// records what reaches it.
+#ifndef TESTS_UNIT_KX_LOOP_ECHO_SERVICE_H_
+#define TESTS_UNIT_KX_LOOP_ECHO_SERVICE_H_
 
 #include <gtest/gtest.h>
 #include <poll.h>
-#include <signal.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <functional>
 #include <string>
 #include <vector>
 
@@ -18,6 +15,7 @@
 #include "kx/looper.h"
 #include "kx/message.h"
 #include "kx/platform.h"
+#include "tests/unit/support/bus_fixture.h"
 
 namespace kxtest {
 
@@ -74,28 +72,12 @@ class RecordingLooper : public kx::Looper {
   bool reentered = false;
 };
 
-// Runs loop until done() or timeoutMs passed; returns done().
-inline bool runUntil(kx::ThinRunner& loop, const std::function<bool()>& done,
-                     int timeoutMs = 3000) {
-  const uint64_t end = kx::monotonicNowMs() + timeoutMs;
-  while (!done() && kx::monotonicNowMs() < end) loop.runOnce(10);
-  return done();
-}
+using test_support::kxLines;
+using test_support::request;
+using test_support::runUntil;
 
-class BusTest : public ::testing::Test {
+class BusTest : public test_support::BusTest {
  protected:
-  void SetUp() override {
-    char tmpl[] = "/tmp/kxloopXXXXXX";
-    ASSERT_NE(mkdtemp(tmpl), nullptr);
-    root_ = tmpl;
-    kx::setRoot(root_);
-  }
-  void TearDown() override {
-    for (pid_t p : children_) stopChild(p);
-    std::string cmd = "rm -rf '" + root_ + "'";
-    ASSERT_EQ(std::system(cmd.c_str()), 0);
-  }
-
   // Forks a process serving an EchoHandler as handler 0 of service id.
   // serve = false: the process listens but never reads (a hung service).
   // Returns once the child listens.
@@ -123,43 +105,8 @@ class BusTest : public ::testing::Test {
     children_.push_back(pid);
     return ok ? pid : -1;
   }
-
-  // Forks a process that runs body and exits.
-  pid_t startChild(std::function<int()> body) {
-    pid_t pid = fork();
-    if (pid == 0) _exit(body());
-    children_.push_back(pid);
-    return pid;
-  }
-
-  static void stopChild(pid_t pid) {
-    if (pid <= 0) return;
-    kill(pid, SIGKILL);
-    waitpid(pid, nullptr, 0);
-  }
-
-  static kx::message request(std::vector<uint32_t> path, uint32_t cmd) {
-    kx::message m;
-    m.setDstPath(path);
-    m.setCommand(cmd);
-    return m;
-  }
-
-  std::string root_;
-  std::vector<pid_t> children_;
 };
-
-// Lines starting with "kx: " in captured stderr text.
-inline int kxLines(const std::string& text) {
-  int n = 0;
-  size_t pos = 0;
-  while ((pos = text.find("kx: ", pos)) != std::string::npos) {
-    if (pos == 0 || text[pos - 1] == '\n') ++n;
-    pos += 4;
-  }
-  return n;
-}
 
 }  // namespace kxtest
 
-#endif  // TESTS_UNIT_KX_LOOP_BUS_FIXTURE_H_
+#endif  // TESTS_UNIT_KX_LOOP_ECHO_SERVICE_H_

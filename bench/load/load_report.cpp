@@ -116,8 +116,8 @@ const Cell* findCell(const std::vector<Cell>& cells, const Server& s, const Oper
 void printReport(const std::vector<Cell>& cells, const std::vector<Operation>& ops,
                  const Server& ours, const Server& oursV3, const Server& net, const Server& echo,
                  const Footprint& footprint) {
-  std::printf("\n%-10s %-14s %6s %12s %10s %10s %12s %12s %7s\n", "server", "request",
-              "window", "replies/s", "p50 us", "p99 us", "cpu us/reply", "switch/reply", "lost");
+  std::printf("\n%-10s %-14s %6s %12s %10s %10s %12s %12s %7s\n", "server", "request", "window",
+              "replies/s", "p50 us", "p99 us", "cpu us/reply", "switch/reply", "lost");
   for (const Cell& c : cells) {
     const Round m = c.median();
     std::printf("%-10s %-14s %6d %12.0f %10.1f %10.1f %12.2f %12.2f %7llu\n", c.server->name,

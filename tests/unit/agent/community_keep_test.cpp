@@ -97,10 +97,8 @@ TEST_F(CommunityKeepTest, StoredCommunitiesAreLoadedInStoreOrderWithoutDefault) 
   EXPECT_EQ(names(), (std::vector<std::string>{"three", "seven"}));
   EXPECT_TRUE(keep->items[0]->writeAccess);
   // Loaded ids are taken: a new community gets the lowest free one.
-  EXPECT_EQ(add("fresh").getU32(kx::kObjId, kNoStart), 0u);
-  EXPECT_EQ(add("fresher").getU32(kx::kObjId, kNoStart), 1u);
-  EXPECT_EQ(add("freshest").getU32(kx::kObjId, kNoStart), 2u);
-  EXPECT_EQ(add("four").getU32(kx::kObjId, kNoStart), 4u);
+  for (uint32_t id : {0u, 1u, 2u, 4u})
+    EXPECT_EQ(add("new" + std::to_string(id)).getU32(kx::kObjId, kNoStart), id);
 }
 
 TEST_F(CommunityKeepTest, GetAllPagesByTwentyWithContinuation) {

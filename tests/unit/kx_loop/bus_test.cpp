@@ -51,6 +51,19 @@ ssize_t serveUntilReadable(kx::ThinRunner& loop, int fd, void* buf, size_t size)
   return n;
 }
 
+// Sends a framed get with request id 1 to handler 9 of service (there is
+// none) on a raw connection and serves loop until the answer comes; returns
+// what recv returned.
+ssize_t rawGetAnswered(kx::ThinRunner& loop, int fd, uint32_t service, uint8_t* buf, size_t size) {
+  kx::message req = request({service, 9}, kx::kCmdGet);
+  req.setU32(kx::kRequestId, 1);
+  EXPECT_EQ(kx::sendFramed(fd, req.encode(), kx::monotonicNowMs() + 1000), kx::SendStatus::kOk);
+  testing::internal::CaptureStderr();
+  const ssize_t n = serveUntilReadable(loop, fd, buf, size);
+  testing::internal::GetCapturedStderr();
+  return n;
+}
+
 TEST_F(BusTest, ExchangeRoundTripCarriesSenderAndStripsTransportFields) {
   pid_t echo = startEcho(40);
   ASSERT_GT(echo, 0);
@@ -257,17 +270,12 @@ TEST_F(BusTest, GarbageDropsTheConnectionAndTheServiceGoesOn) {
   }
   // A well-formed request on a fresh connection is answered.
   int fd = connectRaw(52);
-  kx::message req = request({52, 9}, kx::kCmdGet);  // no handler 9
-  req.setU32(kx::kRequestId, 5);
-  ASSERT_EQ(kx::sendFramed(fd, req.encode(), kx::monotonicNowMs() + 1000), kx::SendStatus::kOk);
-  testing::internal::CaptureStderr();
   uint8_t buf[512];
-  const ssize_t n = serveUntilReadable(me, fd, buf, sizeof buf);
-  testing::internal::GetCapturedStderr();
+  const ssize_t n = rawGetAnswered(me, fd, 52, buf, sizeof buf);
   ASSERT_GT(n, static_cast<ssize_t>(kx::frame::kHeaderSize));
   kx::message reply;
   ASSERT_TRUE(kx::message::decode(buf + kx::frame::kHeaderSize, n - kx::frame::kHeaderSize, reply));
-  EXPECT_EQ(reply.getU32(kx::kRequestId), 5u);
+  EXPECT_EQ(reply.getU32(kx::kRequestId), 1u);
   EXPECT_TRUE(reply.getBool(kx::kReplyFlag));
   EXPECT_EQ(kx::getErrorCode(reply), kx::kErrNoHandler);
   close(fd);
@@ -292,13 +300,8 @@ TEST_F(BusTest, AListenerOutOfDescriptorsRestsInsteadOfSpinning) {
   EXPECT_EQ(kxLines(testing::internal::GetCapturedStderr()), 1);
   EXPECT_LT(rounds, 40);
   // After the pause the pending connection is accepted and served.
-  kx::message req = request({54, 9}, kx::kCmdGet);
-  req.setU32(kx::kRequestId, 1);
-  ASSERT_EQ(kx::sendFramed(client, req.encode(), kx::monotonicNowMs() + 1000), kx::SendStatus::kOk);
-  testing::internal::CaptureStderr();
-  char buf[256];
-  EXPECT_GT(serveUntilReadable(me, client, buf, sizeof buf), 0);
-  testing::internal::GetCapturedStderr();
+  uint8_t buf[256];
+  EXPECT_GT(rawGetAnswered(me, client, 54, buf, sizeof buf), 0);
   close(client);
 }
 
@@ -312,19 +315,13 @@ TEST_F(BusTest, AcceptedConnectionsAreBoundedAndTheIdlestGoesFirst) {
   std::vector<int> idle;
   for (size_t i = 0; i < kx::kMaxAcceptedConnections; ++i) idle.push_back(connectRaw(56));
   testing::internal::CaptureStderr();
-  char buf[64];
+  uint8_t buf[64];
   // Served until the bound made room: the oldest idle client sees the end.
   EXPECT_EQ(serveUntilReadable(me, idle[0], buf, sizeof buf), 0);
   EXPECT_EQ(kxLines(testing::internal::GetCapturedStderr()), 1);
   EXPECT_EQ(recv(busy, buf, sizeof buf, MSG_DONTWAIT), -1);
   // The newest is served.
-  kx::message req = request({56, 9}, kx::kCmdGet);
-  req.setU32(kx::kRequestId, 1);
-  ASSERT_EQ(kx::sendFramed(idle.back(), req.encode(), kx::monotonicNowMs() + 1000),
-            kx::SendStatus::kOk);
-  testing::internal::CaptureStderr();
-  EXPECT_GT(serveUntilReadable(me, idle.back(), buf, sizeof buf), 0);
-  testing::internal::GetCapturedStderr();
+  EXPECT_GT(rawGetAnswered(me, idle.back(), 56, buf, sizeof buf), 0);
   for (int fd : idle) close(fd);
   close(busy);
 }

@@ -131,6 +131,16 @@ struct Case {
   std::string err = "";  // part of standard error
 };
 
+// A command line that does its work: the requests it sends, all it prints.
+Case ok(Args args, std::vector<std::string> requests, std::string out = "") {
+  return {std::move(args), kExitOk, std::move(requests), std::move(out)};
+}
+
+// One that fails at its work: an error on standard error only.
+Case fails(Args args, std::string err, std::vector<std::string> requests = {}) {
+  return {std::move(args), kExitError, std::move(requests), "", std::move(err)};
+}
+
 // A command line refused before or after reading what it needs: nothing
 // printed on standard output, nothing changed.
 Case usage(Args args, std::string err, std::vector<std::string> reads = {}) {
@@ -182,33 +192,25 @@ TEST(Kxctl, CommandLinesAgainstAScriptedBus) {
 
       // One request each; the reply without the transport's fields, and a
       // broken string still printed.
-      {{"get", "24,1"},
-       kExitOk,
-       {"24,1 0xfe000d {}"},
-       "{\"0x0800000e\":15,\"0x20000002\":\"caf\xef\xbf\xbd\"}\n"},
-      {{"call", "30", "0xfe0004", "0x08fe0016=5"},
-       kExitOk,
-       {"30 0xfe0004 {\"0x08fe0016\":5}"},
-       "{}\n"},
-      {{"call", "30,0", "100"}, kExitOk, {"30,0 0x64 {}"}, "{}\n"},
-      {{"getobj", "30", "3"}, kExitOk, {"30 0xfe0002 {\"0x08fe0001\":3}"}, "{}\n"},
+      ok({"get", "24,1"}, {"24,1 0xfe000d {}"},
+         "{\"0x0800000e\":15,\"0x20000002\":\"caf\xef\xbf\xbd\"}\n"),
+      ok({"call", "30", "0xfe0004", "0x08fe0016=5"}, {"30 0xfe0004 {\"0x08fe0016\":5}"}, "{}\n"),
+      ok({"call", "30,0", "100"}, {"30,0 0x64 {}"}, "{}\n"),
+      ok({"getobj", "30", "3"}, {"30 0xfe0002 {\"0x08fe0001\":3}"}, "{}\n"),
       // The positional id wins over one among the fields.
-      {{"setobj", "30", "0x2", "0x08fe0001=9", "0x20000005=ops"},
-       kExitOk,
-       {"30 0xfe0003 {\"0x08fe0001\":2,\"0x20000005\":\"ops\"}"},
-       "{}\n"},
-      {{"add", "30"}, kExitOk, {"30 0xfe0005 {}"}, "{}\n"},
-      {{"remove", "30", "4"}, kExitOk, {"30 0xfe0006 {\"0x08fe0001\":4}"}, "{}\n"},
-      {{"count", "30"}, kExitOk, {"30 0xfe0015 {}"}, "{}\n"},
+      ok({"setobj", "30", "0x2", "0x08fe0001=9", "0x20000005=ops"},
+         {"30 0xfe0003 {\"0x08fe0001\":2,\"0x20000005\":\"ops\"}"}, "{}\n"),
+      ok({"add", "30"}, {"30 0xfe0005 {}"}, "{}\n"),
+      ok({"remove", "30", "4"}, {"30 0xfe0006 {\"0x08fe0001\":4}"}, "{}\n"),
+      ok({"count", "30"}, {"30 0xfe0015 {}"}, "{}\n"),
       // Every value form, by the key's type; only the first '=' separates.
-      {{"set", "30", "0x20000002=ops desk", "0x0800000e=15", "0x08000010=192.0.2.1",
-        "0x00000001=true", "0x300003e9=4c:5e:0c:00:00:01", "0x88000013=[0,1]", "0x20000003=a=b",
-        "0x20000004=", R"(0x28000020={"0x08000001":5})"},
-       kExitOk,
-       {"30 0xfe000e {\"0x20000002\":\"ops desk\",\"0x0800000e\":15,\"0x08000010\":3221225985,"
-        "\"0x00000001\":true,\"0x300003e9\":\"4c:5e:0c:00:00:01\",\"0x88000013\":[0,1],"
-        "\"0x20000003\":\"a=b\",\"0x20000004\":\"\",\"0x28000020\":{\"0x08000001\":5}}"},
-       "{}\n"},
+      ok({"set", "30", "0x20000002=ops desk", "0x0800000e=15", "0x08000010=192.0.2.1",
+          "0x00000001=true", "0x300003e9=4c:5e:0c:00:00:01", "0x88000013=[0,1]", "0x20000003=a=b",
+          "0x20000004=", R"(0x28000020={"0x08000001":5})"},
+         {"30 0xfe000e {\"0x20000002\":\"ops desk\",\"0x0800000e\":15,\"0x08000010\":3221225985,"
+          "\"0x00000001\":true,\"0x300003e9\":\"4c:5e:0c:00:00:01\",\"0x88000013\":[0,1],"
+          "\"0x20000003\":\"a=b\",\"0x20000004\":\"\",\"0x28000020\":{\"0x08000001\":5}}"},
+         "{}\n"),
 
       // Command-line mistakes send nothing.
       usage({"get"}, "kxctl: get: missing arguments"),
@@ -239,27 +241,21 @@ TEST(Kxctl, CommandLinesAgainstAScriptedBus) {
 
       // Lists: pages followed to the end, printed as one array; a failing
       // page prints its error and no partial list; a repeated mark stops.
-      {{"getall", "20,0"},
-       kExitOk,
-       {"20,0 0xfe0004 {}", "20,0 0xfe0004 {\"0x08fe0003\":102}",
-        "20,0 0xfe0004 {\"0x08fe0003\":104}"},
-       "[{\"0x08fe0001\":100},{\"0x08fe0001\":101},{\"0x08fe0001\":102},{\"0x08fe0001\":103},"
-       "{\"0x08fe0001\":104}]\n"},
-      {{"getall", "20,0", "--page", "4"},
-       kExitOk,
-       {"20,0 0xfe0004 {\"0x08fe0016\":4}", "20,0 0xfe0004 {\"0x08fe0016\":4,\"0x08fe0003\":104}"},
-       "[{\"0x08fe0001\":100},{\"0x08fe0001\":101},{\"0x08fe0001\":102},{\"0x08fe0001\":103},"
-       "{\"0x08fe0001\":104}]\n"},
-      {{"getall", "20,1"},
-       kExitError,
-       {"20,1 0xfe0004 {}", "20,1 0xfe0004 {\"0x08fe0003\":102}"},
-       "",
-       "error 0xff0102: no reply\n"},
-      {{"getall", "20,2"},
-       kExitError,
-       {"20,2 0xfe0004 {}", "20,2 0xfe0004 {\"0x08fe0003\":5}", "20,2 0xfe0004 {\"0x08fe0003\":6}"},
-       "",
-       "repeats continuation mark 5"},
+      ok({"getall", "20,0"},
+         {"20,0 0xfe0004 {}", "20,0 0xfe0004 {\"0x08fe0003\":102}",
+          "20,0 0xfe0004 {\"0x08fe0003\":104}"},
+         "[{\"0x08fe0001\":100},{\"0x08fe0001\":101},{\"0x08fe0001\":102},{\"0x08fe0001\":103},"
+         "{\"0x08fe0001\":104}]\n"),
+      ok({"getall", "20,0", "--page", "4"},
+         {"20,0 0xfe0004 {\"0x08fe0016\":4}",
+          "20,0 0xfe0004 {\"0x08fe0016\":4,\"0x08fe0003\":104}"},
+         "[{\"0x08fe0001\":100},{\"0x08fe0001\":101},{\"0x08fe0001\":102},{\"0x08fe0001\":103},"
+         "{\"0x08fe0001\":104}]\n"),
+      fails({"getall", "20,1"}, "error 0xff0102: no reply\n",
+            {"20,1 0xfe0004 {}", "20,1 0xfe0004 {\"0x08fe0003\":102}"}),
+      fails({"getall", "20,2"}, "repeats continuation mark 5",
+            {"20,2 0xfe0004 {}", "20,2 0xfe0004 {\"0x08fe0003\":5}",
+             "20,2 0xfe0004 {\"0x08fe0003\":6}"}),
       usage({"getall"}, "missing PATH"),
       usage({"getall", "20,0", "21"}, "unexpected argument '21'"),
       usage({"getall", "--page"}, "--page needs a number"),
@@ -282,46 +278,39 @@ TEST(Kxctl, CommandLinesAgainstAScriptedBus) {
 TEST(Kxctl, SnmpCommandsAgainstAScriptedAgent) {
   runCases({
       // Ids by name where the agent has one, the bare id where not.
-      {{"snmp", "show"},
-       kExitOk,
-       {"34 0xfe000d {}", kRead, kGenerators},
-       "enabled          yes\n"
-       "contact          noc@example.net\n"
-       "location         \n"
-       "community        harbor\n"
-       "engine-id        r1\n"
-       "engine-id-hex    80007ed9047231\n"
-       "time-window      15\n"
-       "trap-target      192.0.2.1\n"
-       "trap-version     2c\n"
-       "trap-community   public\n"
-       "trap-generators  start-trap,interfaces,5\n"
-       "engine-boots     4\n"},
-      {{"snmp", "generators"},
-       kExitOk,
-       {kGenerators, "34 0xfe000d {}"},
-       "ID          NAME        ENABLED\n"
-       "0x0abc0001  start-trap  yes\n"
-       "0           interfaces  yes\n"},
+      ok({"snmp", "show"}, {"34 0xfe000d {}", kRead, kGenerators},
+         "enabled          yes\n"
+         "contact          noc@example.net\n"
+         "location         \n"
+         "community        harbor\n"
+         "engine-id        r1\n"
+         "engine-id-hex    80007ed9047231\n"
+         "time-window      15\n"
+         "trap-target      192.0.2.1\n"
+         "trap-version     2c\n"
+         "trap-community   public\n"
+         "trap-generators  start-trap,interfaces,5\n"
+         "engine-boots     4\n"),
+      ok({"snmp", "generators"}, {kGenerators, "34 0xfe000d {}"},
+         "ID          NAME        ENABLED\n"
+         "0x0abc0001  start-trap  yes\n"
+         "0           interfaces  yes\n"),
       // One change; on the bus an address has its first octet most
       // significant; names become the agent's ids.
-      {{"snmp", "set", "enabled=no", "trap-target=198.51.100.9", "trap-community=ops",
-        "trap-generators=interfaces,start-trap"},
-       kExitOk,
-       {kRead, kGenerators,
-        "34 0xfe000e {\"0x00000001\":false,\"0x08000010\":3325256713,\"0x08000011\":7,"
-        "\"0x88000013\":[0,180092929]}"}},
+      ok({"snmp", "set", "enabled=no", "trap-target=198.51.100.9", "trap-community=ops",
+          "trap-generators=interfaces,start-trap"},
+         {kRead, kGenerators,
+          "34 0xfe000e {\"0x00000001\":false,\"0x08000010\":3325256713,\"0x08000011\":7,"
+          "\"0x88000013\":[0,180092929]}"}),
       // Off values need no lists; ids are taken as they are.
-      {{"snmp", "set", "trap-target=none", "trap-community=none", "trap-generators=none",
-        "trap-version=V2C", "time-window=0x10", "contact=", "engine-id=" + std::string(27, 'e')},
-       kExitOk,
-       {"34 0xfe000e {\"0x08000010\":0,\"0x08000011\":4294967295,\"0x88000013\":[],"
-        "\"0x08000012\":1,\"0x0800000e\":16,\"0x20000002\":\"\",\"0x2000000a\":\"" +
-        std::string(27, 'e') + "\"}"}},
-      {{"snmp", "set", "trap-community=7", "trap-generators=0,0x0abc0001", "trap-version=v3"},
-       kExitOk,
-       {kRead, kGenerators,
-        "34 0xfe000e {\"0x08000011\":7,\"0x88000013\":[0,180092929],\"0x08000012\":3}"}},
+      ok({"snmp", "set", "trap-target=none", "trap-community=none", "trap-generators=none",
+          "trap-version=V2C", "time-window=0x10", "contact=", "engine-id=" + std::string(27, 'e')},
+         {"34 0xfe000e {\"0x08000010\":0,\"0x08000011\":4294967295,\"0x88000013\":[],"
+          "\"0x08000012\":1,\"0x0800000e\":16,\"0x20000002\":\"\",\"0x2000000a\":\"" +
+          std::string(27, 'e') + "\"}"}),
+      ok({"snmp", "set", "trap-community=7", "trap-generators=0,0x0abc0001", "trap-version=v3"},
+         {kRead, kGenerators,
+          "34 0xfe000e {\"0x08000011\":7,\"0x88000013\":[0,180092929],\"0x08000012\":3}"}),
       usage({"snmp", "set"}, "nothing to change"),
       usage({"snmp", "set", "enabled=maybe"}, "enabled: unknown answer 'maybe'"),
       usage({"snmp", "set", "colour=red"},
@@ -347,47 +336,41 @@ TEST(Kxctl, SnmpCommandsAgainstAScriptedAgent) {
 
       // Communities: the sources as prefixes where the mask allows, in
       // full where not; auth and privacy only where the level uses them.
-      {{"snmp", "community", "list"},
-       kExitOk,
-       {kRead},
-       "ID  NAME     ADDRESS               READ  WRITE  SECURITY  AUTH    PRIVACY\n"
-       "0   harbor   any                   yes   no     none      -       -\n"
-       "3   public   127.0.0.1/32          yes   no     none      -       -\n"
-       "7   ops      any                   yes   yes    authpriv  sha256  aes192\n"
-       "8   monitor  10.0.0.0/255.0.255.0  yes   no     auth      md5     -\n"
-       "11  3        192.0.2.0/24          yes   no     none      -       -\n"},
+      ok({"snmp", "community", "list"}, {kRead},
+         "ID  NAME     ADDRESS               READ  WRITE  SECURITY  AUTH    PRIVACY\n"
+         "0   harbor   any                   yes   no     none      -       -\n"
+         "3   public   127.0.0.1/32          yes   no     none      -       -\n"
+         "7   ops      any                   yes   yes    authpriv  sha256  aes192\n"
+         "8   monitor  10.0.0.0/255.0.255.0  yes   no     auth      md5     -\n"
+         "11  3        192.0.2.0/24          yes   no     none      -       -\n"),
       // A new community: read-only, from anywhere, no v3 security unless
       // the words say otherwise; the agent chooses the id.
-      {{"snmp", "community", "add", "name=private", "address=127.0.0.1", "write=yes"},
-       kExitOk,
-       {"34,1 0xfe0005 {\"0x08000008\":2130706433,\"0x08000009\":4294967295,"
-        "\"0x00000006\":true,\"0x00000007\":true,\"0x0800000f\":0,\"0x20000005\":\"private\"}"},
-       "added community 'private' with id 9\n"},
-      {{"snmp", "community", "add", "name=alice", "security=authpriv", "auth=sha512", "priv=AES256",
-        "auth-password=correct horse", "priv-password=battery!", "address=any", "read=no"},
-       kExitOk,
-       {"34,1 0xfe0005 {\"0x08000008\":0,\"0x08000009\":0,\"0x00000006\":false,"
-        "\"0x00000007\":false,\"0x0800000f\":2,\"0x20000005\":\"alice\",\"0x08000014\":5,"
-        "\"0x08000015\":3,\"0x2000000b\":\"correct horse\",\"0x2000000c\":\"battery!\"}"},
-       "added community 'alice' with id 9\n"},
+      ok({"snmp", "community", "add", "name=private", "address=127.0.0.1", "write=yes"},
+         {"34,1 0xfe0005 {\"0x08000008\":2130706433,\"0x08000009\":4294967295,"
+          "\"0x00000006\":true,\"0x00000007\":true,\"0x0800000f\":0,\"0x20000005\":\"private\"}"},
+         "added community 'private' with id 9\n"),
+      ok({"snmp", "community", "add", "name=alice", "security=authpriv", "auth=sha512",
+          "priv=AES256", "auth-password=correct horse", "priv-password=battery!", "address=any",
+          "read=no"},
+         {"34,1 0xfe0005 {\"0x08000008\":0,\"0x08000009\":0,\"0x00000006\":false,"
+          "\"0x00000007\":false,\"0x0800000f\":2,\"0x20000005\":\"alice\",\"0x08000014\":5,"
+          "\"0x08000015\":3,\"0x2000000b\":\"correct horse\",\"0x2000000c\":\"battery!\"}"},
+         "added community 'alice' with id 9\n"),
       // Only what is named changes; the community's own password counts.
-      {{"snmp", "community", "set", "ops", "security=auth", "address=10.0.0.0/255.0.0.0",
-        "auth=SHA1", "priv=aes"},
-       kExitOk,
-       {kRead,
-        "34,1 0xfe0003 {\"0x0800000f\":1,\"0x08000008\":167772160,\"0x08000009\":4278190080,"
-        "\"0x08000014\":1,\"0x08000015\":1,\"0x08fe0001\":7}"}},
-      {{"snmp", "community", "set", "0", "address=192.0.2.0/24", "auth=sha384"},
-       kExitOk,
-       {kRead,
-        "34,1 0xfe0003 {\"0x08000008\":3221225984,\"0x08000009\":4294967040,"
-        "\"0x08000014\":4,\"0x08fe0001\":0}"}},
-      {{"snmp", "community", "set", "public", "address=0.0.0.0/0"},
-       kExitOk,
-       {kRead, "34,1 0xfe0003 {\"0x08000008\":0,\"0x08000009\":0,\"0x08fe0001\":3}"}},
+      ok({"snmp", "community", "set", "ops", "security=auth", "address=10.0.0.0/255.0.0.0",
+          "auth=SHA1", "priv=aes"},
+         {kRead,
+          "34,1 0xfe0003 {\"0x0800000f\":1,\"0x08000008\":167772160,\"0x08000009\":4278190080,"
+          "\"0x08000014\":1,\"0x08000015\":1,\"0x08fe0001\":7}"}),
+      ok({"snmp", "community", "set", "0", "address=192.0.2.0/24", "auth=sha384"},
+         {kRead,
+          "34,1 0xfe0003 {\"0x08000008\":3221225984,\"0x08000009\":4294967040,"
+          "\"0x08000014\":4,\"0x08fe0001\":0}"}),
+      ok({"snmp", "community", "set", "public", "address=0.0.0.0/0"},
+         {kRead, "34,1 0xfe0003 {\"0x08000008\":0,\"0x08000009\":0,\"0x08fe0001\":3}"}),
       // A name wins over an id: "3" is community 11, 7 is ops.
-      {{"snmp", "community", "remove", "3"}, kExitOk, {kRead, "34,1 0xfe0006 {\"0x08fe0001\":11}"}},
-      {{"snmp", "community", "remove", "7"}, kExitOk, {kRead, "34,1 0xfe0006 {\"0x08fe0001\":7}"}},
+      ok({"snmp", "community", "remove", "3"}, {kRead, "34,1 0xfe0006 {\"0x08fe0001\":11}"}),
+      ok({"snmp", "community", "remove", "7"}, {kRead, "34,1 0xfe0006 {\"0x08fe0001\":7}"}),
       usage({"snmp", "community", "add", "read=yes"}, "a new community needs name="),
       usage({"snmp", "community", "add", "name="}, "name: a community needs a name"),
       usage({"snmp", "community", "add", "name=a", "security=auth"}, "auth-password of at least 8"),
@@ -425,19 +408,15 @@ TEST(Kxctl, SnmpCommandsAgainstAScriptedAgent) {
       usage({"snmp", "frobnicate"}, "unknown subcommand 'frobnicate'"),
 
       // Trap requests: no binding, or one with its type as a BER tag.
-      {{"snmp", "send-trap"}, kExitOk, {"34 0x1 {}"}},
-      {{"snmp", "send-trap", "oid=1.3.6.1.2.1.1.5.0", "type=string", "value=x"},
-       kExitOk,
-       {"34 0x1 {\"0x200003e9\":\"1.3.6.1.2.1.1.5.0\",\"0x080003ea\":4,\"0x200003eb\":\"x\"}"}},
-      {{"snmp", "send-trap", "oid=.1.3.6.1", "type=null"},
-       kExitOk,
-       {"34 0x1 {\"0x200003e9\":\".1.3.6.1\",\"0x080003ea\":5}"}},
-      {{"snmp", "send-trap", "oid=1.3.4294967295", "type=timeticks", "value=5"},
-       kExitOk,
-       {"34 0x1 {\"0x200003e9\":\"1.3.4294967295\",\"0x080003ea\":67,\"0x200003eb\":\"5\"}"}},
-      {{"snmp", "send-trap", "oid=1.3", "type=0x41", "value=5"},
-       kExitOk,
-       {"34 0x1 {\"0x200003e9\":\"1.3\",\"0x080003ea\":65,\"0x200003eb\":\"5\"}"}},
+      ok({"snmp", "send-trap"}, {"34 0x1 {}"}),
+      ok({"snmp", "send-trap", "oid=1.3.6.1.2.1.1.5.0", "type=string", "value=x"},
+         {"34 0x1 {\"0x200003e9\":\"1.3.6.1.2.1.1.5.0\",\"0x080003ea\":4,\"0x200003eb\":\"x\"}"}),
+      ok({"snmp", "send-trap", "oid=.1.3.6.1", "type=null"},
+         {"34 0x1 {\"0x200003e9\":\".1.3.6.1\",\"0x080003ea\":5}"}),
+      ok({"snmp", "send-trap", "oid=1.3.4294967295", "type=timeticks", "value=5"},
+         {"34 0x1 {\"0x200003e9\":\"1.3.4294967295\",\"0x080003ea\":67,\"0x200003eb\":\"5\"}"}),
+      ok({"snmp", "send-trap", "oid=1.3", "type=0x41", "value=5"},
+         {"34 0x1 {\"0x200003e9\":\"1.3\",\"0x080003ea\":65,\"0x200003eb\":\"5\"}"}),
       usage({"snmp", "send-trap", "oid=1.3.6"}, "oid= needs type="),
       usage({"snmp", "send-trap", "type=integer", "value=1"}, "type= needs oid="),
       usage({"snmp", "send-trap", "value=1"}, "value= needs type= and oid="),
@@ -464,33 +443,23 @@ TEST(Kxctl, StoresAndOfflineAgentOnARoot) {
   const std::string communities = "/sarn/store/snmp-communities";
   runCases(
       {
-          {{"store", "put", "/sarn/store/list", "10", "0x20000005=c"},
-           kExitOk,
-           {},
-           "{\"0x20000005\":\"c\"}\n"},
-          {{"store", "put", "/sarn/store/list", "2", "0x20000005=b"},
-           kExitOk,
-           {},
-           "{\"0x20000005\":\"b\"}\n"},
-          {{"store", "put", "/sarn/store/list", "0x0", "0x20000005=a"},
-           kExitOk,
-           {},
-           "{\"0x20000005\":\"a\"}\n"},
+          ok({"store", "put", "/sarn/store/list", "10", "0x20000005=c"}, {},
+             "{\"0x20000005\":\"c\"}\n"),
+          ok({"store", "put", "/sarn/store/list", "2", "0x20000005=b"}, {},
+             "{\"0x20000005\":\"b\"}\n"),
+          ok({"store", "put", "/sarn/store/list", "0x0", "0x20000005=a"}, {},
+             "{\"0x20000005\":\"a\"}\n"),
           {{"store", "put", "/sarn/store/list", "5"}, kExitUsage, {}, "", "nothing to write"},
-          {{"store", "rm", "/sarn/store/list", "0xa"}, kExitOk, {}, ""},
-          {{"store", "put", "/sarn/store/list", "10", "0x20000005=c"},
-           kExitOk,
-           {},
-           "{\"0x20000005\":\"c\"}\n"},
+          ok({"store", "rm", "/sarn/store/list", "0xa"}, {}),
+          ok({"store", "put", "/sarn/store/list", "10", "0x20000005=c"}, {},
+             "{\"0x20000005\":\"c\"}\n"),
           // Ids in numeric order.
-          {{"store", "dump", "/sarn/store/list"},
-           kExitOk,
-           {},
-           "{\"0\":{\"0x20000005\":\"a\"},\"2\":{\"0x20000005\":\"b\"},"
-           "\"10\":{\"0x20000005\":\"c\"}}\n"},
-          {{"store", "dump", "/sarn/store/none"}, kExitError, {}, "", "no store at " + root},
-          {{"store", "rm", "/sarn/store/none", "1"}, kExitError, {}, "", "no store at " + root},
-          {{"store", "dump", "/sarn/store/a..b"}, kExitError, {}, "", "no store at "},
+          ok({"store", "dump", "/sarn/store/list"}, {},
+             "{\"0\":{\"0x20000005\":\"a\"},\"2\":{\"0x20000005\":\"b\"},"
+             "\"10\":{\"0x20000005\":\"c\"}}\n"),
+          fails({"store", "dump", "/sarn/store/none"}, "no store at " + root),
+          fails({"store", "rm", "/sarn/store/none", "1"}, "no store at " + root),
+          fails({"store", "dump", "/sarn/store/a..b"}, "no store at "),
           usage({"store"}, "Try 'kxctl store --help'."),
           usage({"store", "list", "/sarn/store/none"}, "unknown sub-command 'list'"),
           usage({"store", "dump"}, "dump: missing arguments"),
@@ -506,48 +475,34 @@ TEST(Kxctl, StoresAndOfflineAgentOnARoot) {
           usage({"store", "put", "/sarn/store/..", "1", "0x20000005=x"}, "must not contain"),
 
           // The agent's first-start values before anything is stored.
-          {{"snmp", "show", "--offline"},
-           kExitOk,
-           {},
-           "enabled          no\n"
-           "contact          \n"
-           "location         \n"
-           "community        harbor\n"
-           "engine-id        \n"
-           "engine-id-hex    80007ed904\n"
-           "time-window      15\n"
-           "trap-target      none\n"
-           "trap-version     1\n"
-           "trap-community   none\n"
-           "trap-generators  none\n"
-           "engine-boots     0\n"},
-          {{"snmp", "community", "list", "--offline"},
-           kExitOk,
-           {},
-           "ID  NAME    ADDRESS  READ  WRITE  SECURITY  AUTH  PRIVACY\n"
-           "0   harbor  any      yes   no     none      -     -\n"},
+          ok({"snmp", "show", "--offline"}, {},
+             "enabled          no\n"
+             "contact          \n"
+             "location         \n"
+             "community        harbor\n"
+             "engine-id        \n"
+             "engine-id-hex    80007ed904\n"
+             "time-window      15\n"
+             "trap-target      none\n"
+             "trap-version     1\n"
+             "trap-community   none\n"
+             "trap-generators  none\n"
+             "engine-boots     0\n"),
+          ok({"snmp", "community", "list", "--offline"}, {},
+             "ID  NAME    ADDRESS  READ  WRITE  SECURITY  AUTH  PRIVACY\n"
+             "0   harbor  any      yes   no     none      -     -\n"),
           // Generator ids of plug-ins are taken without the running agent.
-          {{"snmp", "set", "--offline", "enabled=yes", "contact=noc",
-            "trap-generators=start-trap,interfaces,1"},
-           kExitOk,
-           {},
-           ""},
-          {{"snmp", "community", "add", "--offline", "name=ops", "write=yes"},
-           kExitOk,
-           {},
-           "added community 'ops' with id 1\n"},
-          {{"snmp", "community", "add", "--offline", "name=ops"},
-           kExitError,
-           {},
-           "",
-           "error 0xfe0006: community with such name already exists\n"},
-          {{"snmp", "community", "set", "--offline", "ops", "name=harbor"},
-           kExitError,
-           {},
-           "",
-           "community with such name already exists"},
-          {{"snmp", "set", "--offline", "trap-community=ops"}, kExitOk, {}, ""},
-          {{"snmp", "community", "remove", "--offline", "harbor"}, kExitOk, {}, ""},
+          ok({"snmp", "set", "--offline", "enabled=yes", "contact=noc",
+              "trap-generators=start-trap,interfaces,1"},
+             {}),
+          ok({"snmp", "community", "add", "--offline", "name=ops", "write=yes"}, {},
+             "added community 'ops' with id 1\n"),
+          fails({"snmp", "community", "add", "--offline", "name=ops"},
+                "error 0xfe0006: community with such name already exists\n"),
+          fails({"snmp", "community", "set", "--offline", "ops", "name=harbor"},
+                "community with such name already exists"),
+          ok({"snmp", "set", "--offline", "trap-community=ops"}, {}),
+          ok({"snmp", "community", "remove", "--offline", "harbor"}, {}),
           usage({"snmp", "generators", "--offline"}, "needs the running agent"),
       },
       root);

@@ -3,8 +3,8 @@ large requests among small ones, a burst from several sources while the
 agent waits on a slow service, and hostile input (malformed and random
 datagrams, garbage on its bus socket) after which it must still answer."""
 
-import glob
 import os
+import pathlib
 import random
 import select
 import socket
@@ -105,11 +105,8 @@ class DatagramTest(unittest.TestCase):
     def test_garbage_on_the_bus_socket(self):
         path = os.path.join(self.root.path, "sarn", "run", "bus", "34")
         rng = random.Random(7)
-        packets = []
-        for p in sorted(glob.glob(os.path.join(harness.source_dir(), "fuzz", "corpus",
-                                               "kx_message_fuzz", "*"))):
-            with open(p, "rb") as f:
-                packets.append(b"\x6b\x00\x00\x00" + f.read())
+        corpus = pathlib.Path(harness.source_dir(), "fuzz", "corpus", "kx_message_fuzz")
+        packets = [b"\x6b\x00\x00\x00" + p.read_bytes() for p in sorted(corpus.iterdir())]
         packets += [b"\x6b\x00\x00\x00" + bytes(rng.getrandbits(8) for _ in range(n))
                     for n in (1, 4, 64, 4096)]
         packets += [b"\x00\x00\x00\x00hello", b"\x6b\x01\x00\x00" + b"\xff" * 100, b"\x6b"]

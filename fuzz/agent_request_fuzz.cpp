@@ -13,7 +13,6 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
-#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -22,6 +21,7 @@
 #include "asn1/in_stream.h"
 #include "engine/context.h"
 #include "engine/create_reply.h"
+#include "fuzz/temp_dir.h"
 #include "kx/platform.h"
 #include "mibs/bridge_mib.h"
 #include "mibs/interfaces_mib.h"
@@ -47,7 +47,6 @@ class StillClock : public sim::SimClock {
 };
 
 struct World {
-  std::string root;
   sim::Scenario scenario;
   StillClock clock;
   sim::Journal journal;  // never opened: records nothing
@@ -63,11 +62,6 @@ struct World {
 };
 
 World* g_world = nullptr;
-
-void removeRoot() {
-  std::error_code ignored;
-  if (g_world) std::filesystem::remove_all(g_world->root, ignored);
-}
 
 void addCommunity(const char* name, bool write) {
   kx::message m;
@@ -85,15 +79,9 @@ World& world() {
   // goes to the original stream.
   stdout = std::fopen("/dev/null", "w");
   stderr = std::fopen("/dev/null", "w");
-  // Memory-backed when possible: a SET of the agent's settings writes the
-  // store.
-  char shm[] = "/dev/shm/agent_request_fuzz.XXXXXX";
-  char tmp[] = "/tmp/agent_request_fuzz.XXXXXX";
-  const char* dir = ::mkdtemp(shm) ? shm : ::mkdtemp(tmp);
-  if (!dir || !stdout || !stderr) std::abort();
-  w.root = dir;
-  std::atexit(removeRoot);
-  kx::setRoot(w.root);
+  if (!stdout || !stderr) std::abort();
+  // A SET of the agent's settings writes the store.
+  kx::setRoot(fuzz::tempDir("agent_request_fuzz"));
 
   std::string err;
   if (!sim::loadScenario(SARN_SOURCE_DIR "/examples/router.json", w.scenario, err)) {

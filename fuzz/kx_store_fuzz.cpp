@@ -1,48 +1,21 @@
 // Loads arbitrary bytes as a store object file: the store never crashes,
 // and either loads a message or sets the file aside.
-#include <dirent.h>
-#include <stdlib.h>
-#include <unistd.h>
-
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <string>
 
+#include "fuzz/temp_dir.h"
 #include "kx/platform.h"
 #include "kx/store.h"
 #include "kx/store_file.h"
 
 namespace {
 
-std::string& rootDir() {
-  static std::string dir;
-  return dir;
-}
-
-// Leaves no directory behind after a run.
-void removeRoot() {
-  const std::string store = rootDir() + "/store";
-  if (DIR* d = ::opendir(store.c_str())) {
-    while (dirent* e = ::readdir(d)) ::unlink((store + "/" + e->d_name).c_str());
-    ::closedir(d);
-  }
-  ::rmdir(store.c_str());
-  ::rmdir(rootDir().c_str());
-}
-
 kx::Store& store() {
   static kx::Store* s = [] {
-    // Memory-backed when possible: every damaged file costs a rename and
-    // a directory sync.
-    char shm[] = "/dev/shm/kx_store_fuzz.XXXXXX";
-    char tmp[] = "/tmp/kx_store_fuzz.XXXXXX";
-    const char* tmpl = ::mkdtemp(shm) ? shm : ::mkdtemp(tmp);
-    if (!tmpl) std::abort();
-    rootDir() = tmpl;
-    std::atexit(removeRoot);
-    kx::setRoot(tmpl);
+    kx::setRoot(fuzz::tempDir("kx_store_fuzz"));
     return new kx::Store("/store", 1);
   }();
   return *s;

@@ -111,11 +111,12 @@ class Process:
     """A background process whose output goes to files (a pipe nobody reads
     could block it).  Always stop it: stop() or a with-block."""
 
-    def __init__(self, args, log_dir, name, env=None):
+    def __init__(self, args, log_dir, name, env=None, stderr=None):
+        """stderr: where standard error goes instead of its file (a pipe)."""
         self.name = name
         self.paths = {s: os.path.join(log_dir, name + "." + s) for s in ("stdout", "stderr")}
         with open(self.paths["stdout"], "wb") as out, open(self.paths["stderr"], "wb") as err:
-            self.popen = subprocess.Popen(list(args), stdout=out, stderr=err,
+            self.popen = subprocess.Popen(list(args), stdout=out, stderr=stderr or err,
                                           stdin=subprocess.DEVNULL, env=env)
         self.returncode = None
 
@@ -175,8 +176,9 @@ class Process:
 
 
 def start(args, root, name, text, stream="stdout", env=None):
-    """A Process under root, once it has printed text (stopped if it does not)."""
-    proc = Process(args, root.path, name, env=env)
+    """A Process logging under root (a TempRoot or a directory), once it
+    has printed text (stopped if it does not)."""
+    proc = Process(args, getattr(root, "path", root), name, env=env)
     try:
         proc.wait_for_output(text, stream=stream)
     except AssertionError:
@@ -230,15 +232,21 @@ def kxctl(root, *args, timeout=30.0):
     return done
 
 
+def kxctl_ok(root, *args, timeout=30.0):
+    """Runs kxctl and requires exit 0; the finished process."""
+    r = kxctl(root, *args, timeout=timeout)
+    if r.returncode != 0:
+        raise AssertionError("kxctl %s: %r" % (" ".join(map(str, args)), r))
+    return r
+
+
 def kxctl_json(root, *args, timeout=30.0):
     """Runs kxctl, requires exit 0, and returns its output parsed as JSON."""
-    r = kxctl(root, *args, timeout=timeout)
+    r = kxctl_ok(root, *args, timeout=timeout)
     try:
-        if r.returncode == 0:
-            return json.loads(r.stdout)
+        return json.loads(r.stdout)
     except ValueError:
-        pass
-    raise AssertionError("kxctl %s: %r" % (" ".join(map(str, args)), r))
+        raise AssertionError("kxctl %s printed no JSON: %r" % (" ".join(map(str, args)), r))
 
 
 def v3_passwords(name):
@@ -264,6 +272,16 @@ AGENT_SETTINGS = ["0x20000004=harbor", "0x20000002=", "0x20000003=", "0x2000000a
                   "0x0800000e=15", "0x08000010=0.0.0.0", "0x08000012=0",
                   "0x08000011=4294967295", "0x88000013=[]", "0x0800000d=0",
                   "0x00000001=true"]
+
+
+def agent_settings(changes):
+    """AGENT_SETTINGS with the fields of changes ({key: text}) in place of
+    their defaults."""
+    settings = dict(s.split("=", 1) for s in AGENT_SETTINGS)
+    settings.update(changes)
+    return ["%s=%s" % field for field in settings.items()]
+
+
 # Numeric OIDs, numeric enumerations, octet strings always in hex.
 SNMP_OUTPUT = ["-On", "-Oe", "-Ox"]
 
@@ -375,6 +393,12 @@ class SnmpAgent:
         done = self.run("snmpget", [oid], version=version)
         return done.stdout + done.stderr
 
+    def restart(self, name):
+        """Stops snmpd and starts it again on the same root and port, once it answers."""
+        self.agent.stop()
+        self.agent = start_snmpd(self.root, self.port, name)
+        wait_until(self._answers, what="snmpd to answer again")
+
     def journal(self):
         """The requests kxsim received so far, in order."""
         with open(self.journal_path) as f:
@@ -403,10 +427,18 @@ class SnmpAgent:
 HELD_EPOCH = 1767225600
 
 
-def example_scenario(name="router.json"):
-    """A scenario of examples/, parsed."""
+def example_scenario(name="router.json", *more):
+    """A scenario of examples/, parsed, with the services of the `more` ones added."""
     with open(os.path.join(source_dir(), "examples", name)) as f:
-        return json.load(f)
+        scenario = json.load(f)
+    for other in more:
+        scenario["services"].update(example_scenario(other)["services"])
+    return scenario
+
+
+def example_plugin():
+    """The example plug-in as built."""
+    return program("examples/plugin/example.so")
 
 
 def held_still(scenario, at_s):

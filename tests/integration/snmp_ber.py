@@ -100,11 +100,15 @@ def read_pdu(data, start=0):
             "error_index": fields[2], "bindings": bindings}
 
 
+def message(version, community, pdu_bytes):
+    """A v1 (version 0) or v2c (version 1) message around a PDU."""
+    return tlv(0x30, ber_int(version) + tlv(0x04, community.encode()) + pdu_bytes)
+
+
 def request(pdu_tag, community, oid, value=b"\x05\x00", version=1, request_id=42,
             fields=(0, 0)):
     """A v1 (version 0) or v2c (version 1) request with one binding."""
-    return tlv(0x30, ber_int(version) + tlv(0x04, community.encode()) +
-               pdu(pdu_tag, [oid], request_id, [value], fields))
+    return message(version, community, pdu(pdu_tag, [oid], request_id, [value], fields))
 
 
 def read_response(data):
@@ -129,6 +133,23 @@ def exchange(port, datagram, source="127.0.0.1", target="127.0.0.1", wait=REPLY_
             return s.recv(65536)
         except socket.timeout:
             return None
+
+
+def burst(port, datagrams, wait=REPLY_WAIT_S, count=None):
+    """Sends the datagrams one after another from one socket; the replies
+    in order of arrival, until `count` have come or none for `wait` seconds."""
+    replies = []
+    with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
+        s.bind(("127.0.0.1", 0))
+        s.settimeout(wait)
+        for datagram in datagrams:
+            s.sendto(datagram, ("127.0.0.1", port))
+        try:
+            while count is None or len(replies) < count:
+                replies.append(s.recv(65536))
+        except socket.timeout:
+            pass
+    return replies
 
 
 def port_state(port, community="harbor", target="127.0.0.1", version=1):

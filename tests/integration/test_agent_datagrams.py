@@ -3,8 +3,8 @@ large requests among small ones, a burst from several sources while the
 agent waits on a slow service, and hostile input (malformed and random
 datagrams, garbage on its bus socket) after which it must still answer."""
 
-import glob
 import os
+import pathlib
 import random
 import select
 import socket
@@ -12,8 +12,8 @@ import time
 import unittest
 
 import harness
-from snmp_ber import (GET, GETBULK, NO_SUCH_OID, REPLY_WAIT_S, RESPONSE, SET, ber_int,
-                      ber_length, exchange, pdu, read_response, request, tlv)
+from snmp_ber import (GET, GETBULK, NO_SUCH_OID, REPLY_WAIT_S, RESPONSE, SET, ber_length,
+                      burst, exchange, message, pdu, read_response, request, tlv)
 
 # The largest UDP payload over IPv4.
 MAX_DATAGRAM = 65507
@@ -29,22 +29,17 @@ def missing(size, request_id):
         datagram = request(GET, "harbor", name, request_id=request_id)
         # Each arc 1 is one byte; length fields grow as the name does.
         arcs += size - len(datagram)
-    reply = tlv(0x30, ber_int(1) + tlv(0x04, b"harbor") +
-                pdu(RESPONSE, [name], request_id, fields=(2, 1)))
-    return datagram, reply
+    return datagram, message(1, "harbor", pdu(RESPONSE, [name], request_id, fields=(2, 1)))
 
 
 class DatagramTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.root = harness.TempRoot()
+        cls.addClassCleanup(cls.root.cleanup)
         cls.port = harness.free_port()
         cls.agent = harness.start_serving_snmpd(cls.root, cls.port)
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.agent.stop()
-        cls.root.cleanup()
+        cls.addClassCleanup(cls.agent.stop)
 
     def assert_still_serving(self):
         self.assertTrue(self.agent.alive(), self.agent.stderr()[-2000:])
@@ -73,12 +68,8 @@ class DatagramTest(unittest.TestCase):
         sizes = [60, 60000, 60, 3000, 60, 60000, 2100]
         pairs = [missing(size, 100 + i) for i, size in enumerate(sizes)]
         self.assertEqual([len(d) for d, _ in pairs], sizes)
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
-            s.settimeout(REPLY_WAIT_S * 5)
-            for datagram, _ in pairs:
-                s.sendto(datagram, ("127.0.0.1", self.port))
-            for _, reply in pairs:
-                self.assertEqual(s.recv(65536), reply)
+        replies = burst(self.port, [d for d, _ in pairs], REPLY_WAIT_S * 5, count=len(pairs))
+        self.assertEqual(replies, [reply for _, reply in pairs])
 
     def test_malformed_datagrams_get_no_reply(self):
         good = request(GET, "harbor", NO_SUCH_OID)
@@ -108,29 +99,14 @@ class DatagramTest(unittest.TestCase):
         bad += [bytes(rng.getrandbits(8) for _ in range(rng.randint(1, 300)))
                 for _ in range(200)]
 
-        # Sent in a burst from one socket, then any reply is collected.
-        with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
-            s.bind(("127.0.0.1", 0))
-            for d in bad:
-                s.sendto(d, ("127.0.0.1", self.port))
-            s.settimeout(REPLY_WAIT_S)
-            replies = []
-            try:
-                while True:
-                    replies.append(s.recv(65536))
-            except socket.timeout:
-                pass
-        self.assertEqual(replies, [])
+        self.assertEqual(burst(self.port, bad), [])
         self.assert_still_serving()
 
     def test_garbage_on_the_bus_socket(self):
         path = os.path.join(self.root.path, "sarn", "run", "bus", "34")
         rng = random.Random(7)
-        packets = []
-        for p in sorted(glob.glob(os.path.join(harness.source_dir(), "fuzz", "corpus",
-                                               "kx_message_fuzz", "*"))):
-            with open(p, "rb") as f:
-                packets.append(b"\x6b\x00\x00\x00" + f.read())
+        corpus = pathlib.Path(harness.source_dir(), "fuzz", "corpus", "kx_message_fuzz")
+        packets = [b"\x6b\x00\x00\x00" + p.read_bytes() for p in sorted(corpus.iterdir())]
         packets += [b"\x6b\x00\x00\x00" + bytes(rng.getrandbits(8) for _ in range(n))
                     for n in (1, 4, 64, 4096)]
         packets += [b"\x00\x00\x00\x00hello", b"\x6b\x01\x00\x00" + b"\xff" * 100, b"\x6b"]

@@ -127,16 +127,11 @@ class InstallTest(unittest.TestCase):
                            "--offline", "enabled=yes"])
         self.assertEqual(status, 0, out)
         scenario = os.path.join(harness.source_dir(), "examples", "plugin.json")
-        sim = harness.Process([os.path.join(bin_dir, "kxsim"), "--root", root, scenario], root,
-                              "kxsim")
         port = harness.free_port()
-        agent = None
-        try:
-            sim.wait_for_output("kxsim: serving services")
-            agent = harness.Process([os.path.join(bin_dir, "snmpd"), "--root", root, "--port",
-                                     str(port)], root, "snmpd")
-            agent.wait_for_output("plugin loaded: " + plugin, stream="stderr")
-
+        with harness.start([os.path.join(bin_dir, "kxsim"), "--root", root, scenario], root,
+                           "kxsim", "kxsim: serving services"), \
+                harness.start([os.path.join(bin_dir, "snmpd"), "--root", root, "--port",
+                               str(port)], root, "snmpd", "plugin loaded: " + plugin, "stderr"):
             def values():
                 # The values alone: what a tool says on standard error is not
                 # what this test is about.
@@ -146,10 +141,6 @@ class InstallTest(unittest.TestCase):
 
             self.assertEqual(harness.wait_until(values, what="the plug-in's objects"),
                              "".join(v + "\n" for v in EXAMPLE_VALUES.values()))
-        finally:
-            if agent:
-                agent.stop()
-            sim.stop()
 
 
 if __name__ == "__main__":

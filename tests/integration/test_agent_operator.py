@@ -34,22 +34,16 @@ class CommandLineTest(unittest.TestCase):
 class OperatorTest(unittest.TestCase):
     def setUp(self):
         self.root = harness.TempRoot()
+        self.addCleanup(self.root.cleanup)
         self.port = harness.free_port()
         self.agents = []
 
-    def tearDown(self):
-        for agent in self.agents:
-            agent.stop()
-        self.root.cleanup()
-
-    def snmp(self, *args, ok=True):
-        r = harness.kxctl(self.root, "snmp", *args)
-        if ok and r.returncode != 0:
-            raise AssertionError("kxctl snmp %s: %r" % (" ".join(args), r))
-        return r
+    def snmp(self, *args):
+        return harness.kxctl_ok(self.root, "snmp", *args)
 
     def start_agent(self):
         self.agents.append(harness.start_snmpd(self.root, self.port, "snmpd%d" % len(self.agents)))
+        self.addCleanup(self.agents[-1].stop)
         return self.agents[-1]
 
     def start_enabled_agent(self):
@@ -99,7 +93,7 @@ class OperatorTest(unittest.TestCase):
     def test_offline_then_live_changes_apply_at_once_and_survive_a_restart(self):
         # Before the agent runs: kxctl says so, and --offline writes what it
         # starts with.
-        r = self.snmp("show", ok=False)
+        r = harness.kxctl(self.root, "snmp", "show")
         self.assertEqual(r.returncode, 1)
         self.assertIn("snmpd is not running (nothing serves it in the bus directory %s/sarn/run/"
                       "bus)\n" % self.root.path, r.stderr)
@@ -108,7 +102,7 @@ class OperatorTest(unittest.TestCase):
         self.snmp("community", "add", "--offline", "name=public")
         first = self.start_enabled_agent()
         self.assertEqual(snmpget(self.port, "public", SYS_CONTACT), '"offline@example.net"\n')
-        r = self.snmp("set", "--offline", "contact=x", ok=False)
+        r = harness.kxctl(self.root, "snmp", "set", "--offline", "contact=x")
         self.assertEqual((r.returncode, "snmpd is running" in r.stderr), (1, True), r)
 
         self.snmp("community", "add", "name=private", "address=127.0.0.1/32", "write=yes")

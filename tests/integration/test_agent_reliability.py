@@ -35,18 +35,15 @@ def lines_waiting(fd):
 class ReliabilityTest(unittest.TestCase):
     def setUp(self):
         self.root = harness.TempRoot()
+        self.addCleanup(self.root.cleanup)
         self.port = harness.free_port()
         harness.kxctl_json(self.root, "store", "put", harness.AGENT_SETTINGS_STORE, "0", "0x00000001=true")
 
-    def tearDown(self):
-        self.root.cleanup()
-
     def test_a_log_reader_that_stalls_or_goes_costs_lines_not_service(self):
-        with open(self.root.file("out"), "wb") as out:
-            agent = subprocess.Popen([harness.program(harness.SNMPD), "--root", self.root.path,
-                                      "--port", str(self.port)], stdout=out,
-                                     stderr=subprocess.PIPE, stdin=subprocess.DEVNULL)
-        try:
+        with harness.Process([harness.program(harness.SNMPD), "--root", self.root.path, "--port",
+                              str(self.port)], self.root.path, "snmpd",
+                             stderr=subprocess.PIPE) as process:
+            agent = process.popen
             harness.wait_until(lambda: port_state(self.port) == "open", what="the service")
             bad = request(GET, "intruder", NO_SUCH_OID)
             with socket.socket(socket.AF_INET, socket.SOCK_DGRAM) as s:
@@ -73,12 +70,7 @@ class ReliabilityTest(unittest.TestCase):
                 agent.stderr.close()
                 s.sendto(bad, ("127.0.0.1", self.port))
                 self.assertEqual(port_state(self.port), "open")
-            agent.send_signal(signal.SIGTERM)
-            self.assertEqual(agent.wait(timeout=5), 0)
-        finally:
-            if agent.poll() is None:
-                agent.kill()
-                agent.wait()
+            self.assertEqual(process.stop(), 0)
 
     def test_stop_signals_cut_a_bus_wait_short_and_sighup_is_ignored(self):
         # A record and a paged list whose services never answer.
@@ -87,8 +79,6 @@ class ReliabilityTest(unittest.TestCase):
         for _, path, _ in waits:
             scenario = harness.with_fault(scenario, path, {"silent": True})
         journal = self.root.file("journal")
-        sim = harness.start_kxsim(self.root, self.root.write_json("scenario.json", scenario),
-                                  journal=journal)
 
         def asked(path):
             with open(journal) as f:
@@ -97,7 +87,8 @@ class ReliabilityTest(unittest.TestCase):
         # A sanitized build checks for leaks on its way out, which takes
         # longer than the promise; the rest of the run checks that anyway.
         quick_exit = dict(os.environ, ASAN_OPTIONS="detect_leaks=0:abort_on_error=1")
-        try:
+        with harness.start_kxsim(self.root, self.root.write_json("scenario.json", scenario),
+                                 journal=journal):
             for sig, path, oid in waits:
                 with harness.start_serving_snmpd(self.root, self.port, "snmpd-%d" % sig,
                                                  quick_exit) as agent:
@@ -111,8 +102,6 @@ class ReliabilityTest(unittest.TestCase):
                     self.assertEqual(agent.stop(sig), 0)
                     self.assertLess(time.monotonic() - start, STOP_WITHIN_S, sig)
                     self.assertIn("the process is stopping", agent.stderr())
-        finally:
-            sim.stop()
 
     def test_kill_9_during_changes_loses_nothing_and_boots_only_rise(self):
         rng = random.Random(20261124)

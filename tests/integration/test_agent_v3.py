@@ -72,15 +72,13 @@ class V3Agent(harness.SnmpAgent):
     """snmpd and kxsim, the engine ID text "it-engine", and v3 helpers."""
 
     def __init__(self):
-        super().__init__(harness.example_scenario(), prefix="sarn-v3-", settings=[
-            s for s in harness.AGENT_SETTINGS if not s.startswith("0x2000000a=")] +
-            ["0x2000000a=it-engine"])
+        super().__init__(harness.example_scenario(), prefix="sarn-v3-",
+                         settings=harness.agent_settings({"0x2000000a": "it-engine"}))
 
     def add_user(self, name):
         """Adds a v3 user with write access as an operator does (kxctl)."""
-        done = harness.kxctl(self.root, "snmp", "community", "add", "write=yes",
-                             *harness.v3_user_words(*USER[name]))
-        assert done.returncode == 0, done.stderr
+        harness.kxctl_ok(self.root, "snmp", "community", "add", "write=yes",
+                         *harness.v3_user_words(*USER[name]))
 
     def v3(self, tool, name, *args, level=None, auth_password=None):
         """Runs a net-snmp tool as the user; the finished process."""
@@ -110,23 +108,16 @@ class ManagersTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.agent = V3Agent()
-        try:
-            for name in USER:
-                if name != "nobody":
-                    cls.agent.add_user(name)
-            odd = [u for u in harness.kxctl_json(cls.agent.root, "getall", "34,1")
-                   if u["0x20000005"] == "oddpriv"][0]
-            harness.kxctl_json(cls.agent.root, "setobj", "34,1", odd["0x08fe0001"],
-                               "0x08000015=9", "0x0800000f=1")
-            cls.descr = cls.agent.get(SYS_DESCR)[SYS_DESCR]
-            cls.system = cls.agent.walk(SYSTEM)
-        except BaseException:
-            cls.agent.stop()
-            raise
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.agent.stop()
+        cls.addClassCleanup(cls.agent.stop)
+        for name in USER:
+            if name != "nobody":
+                cls.agent.add_user(name)
+        odd = [u for u in harness.kxctl_json(cls.agent.root, "getall", "34,1")
+               if u["0x20000005"] == "oddpriv"][0]
+        harness.kxctl_json(cls.agent.root, "setobj", "34,1", odd["0x08fe0001"],
+                           "0x08000015=9", "0x0800000f=1")
+        cls.descr = cls.agent.get(SYS_DESCR)[SYS_DESCR]
+        cls.system = cls.agent.walk(SYSTEM)
 
     def test_net_snmp_tools_at_every_level_method_and_protocol(self):
         for name, _, _ in USERS:
@@ -228,20 +219,18 @@ class ChangesTest(unittest.TestCase):
             agent.add_user("sha")
             old, new = passwords("sha")[0], "a-brand-new-password"
             self.assertEqual(agent.v3("snmpget", "sha", SYS_DESCR).returncode, 0)
-            harness.kxctl(agent.root, "snmp", "community", "set", "sha", "auth-password=" + new)
+            harness.kxctl_ok(agent.root, "snmp", "community", "set", "sha", "auth-password=" + new)
             self.assertEqual(agent.v3("snmpget", "sha", SYS_DESCR, auth_password=new).returncode, 0)
             reply = agent.ask(wire_user("sha", auth_password=old))
             self.assertEqual(reply.report()[0], WRONG_DIGEST)
 
-            harness.kxctl(agent.root, "snmp", "set", "engine-id=renamed")
+            harness.kxctl_ok(agent.root, "snmp", "set", "engine-id=renamed")
             renamed = usm.ENGINE_PREFIX + b"renamed"
             self.assertEqual(agent.discover().engine_id, renamed)
-            show = harness.kxctl(agent.root, "snmp", "show").stdout
+            show = harness.kxctl_ok(agent.root, "snmp", "show").stdout
             self.assertIn("engine-id-hex    %s\n" % renamed.hex(), show)
 
-            agent.agent.stop()
-            agent.agent = harness.start_snmpd(agent.root, agent.port, "snmpd-again")
-            harness.wait_until(agent._answers, what="snmpd to answer again")
+            agent.restart("snmpd-again")
             self.assertEqual((agent.discover().engine_id, agent.discover().boots), (renamed, 2))
             # The keys follow the engine ID: localised for the new one.
             user = wire_user("sha", engine=renamed, auth_password=new)

@@ -23,8 +23,8 @@ BRIDGE = "1.3.6.1.2.1.17"
 # The kernel's release (sarnSoftwareOsVersion) differs between machines.
 MOVING = {ENTERPRISE + ".4.4.0"}
 # The agent's settings with a contact, a location and the service on.
-SETTINGS = [s for s in harness.AGENT_SETTINGS if not s.startswith(("0x20000002=", "0x20000003="))]
-SETTINGS += ["0x20000002=noc@edge-1.example", "0x20000003=rack 4, branch office"]
+SETTINGS = harness.agent_settings({"0x20000002": "noc@edge-1.example",
+                                   "0x20000003": "rack 4, branch office"})
 HELD_AT_S = 3600
 SCRIPTS = ENTERPRISE + ".8.1.1"
 # Objects that are not there: a column the script table lacks, a scalar's
@@ -62,9 +62,8 @@ READS = (0xfe000d, 0xfe0002, 0xfe0004, 0xfe0015)
 def example_router(faults=None):
     """The example router with the example plug-in's service, held still,
     each service at path given its fault."""
-    scenario = harness.example_scenario()
-    scenario["services"].update(harness.example_scenario("plugin.json")["services"])
-    scenario = harness.held_still(scenario, HELD_AT_S)
+    scenario = harness.held_still(harness.example_scenario("router.json", "plugin.json"),
+                                  HELD_AT_S)
     for path, service in scenario["services"].items():
         if faults and faults(path):
             service["fault"] = faults(path)
@@ -83,8 +82,7 @@ def router_agent(scenario):
     """snmpd in UTC with a write community, the example plug-in and a C++
     plug-in that throws, catches and casts with the runtime it shares with
     the agent (what it saw is served under 1.3.6.1.4.1.32473.1.98)."""
-    plugins = [os.path.join(harness.build_dir(), "examples", "plugin", "example.so"),
-               os.path.join(harness.build_dir(), "tests", "agent_plugins", "cpp_runtime.so")]
+    plugins = [harness.example_plugin(), harness.program("tests/agent_plugins/cpp_runtime.so")]
     return harness.SnmpAgent(scenario, prefix="sarn-mib-", settings=SETTINGS, plugins=plugins,
                              env=dict(os.environ, TZ="UTC"), write_community="private")
 
@@ -112,10 +110,7 @@ class RouterTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.agent = router_agent(example_router())
-
-    @classmethod
-    def tearDownClass(cls):
-        cls.agent.stop()
+        cls.addClassCleanup(cls.agent.stop)
 
     def assert_walks(self, agent, name):
         """Walks of the whole tree in v2c and v1 are the walk file, and so is
@@ -181,11 +176,8 @@ class RouterTest(unittest.TestCase):
                               env=dict(os.environ, SMIPATH=ietf), stdout=subprocess.PIPE,
                               stderr=subprocess.STDOUT, universal_newlines=True, timeout=60)
         self.assertEqual((lint.returncode, lint.stdout), (0, ""))
-        walk = subprocess.run(["snmpwalk", "-v", "2c", "-c", "harbor", "-t", "10", "-r", "0",
-                               "-m", "+SARN-ROUTER-MIB", "-M", "+%s:%s" % (ietf, mibs), "-OS",
-                               "127.0.0.1:%d" % self.agent.port, ENTERPRISE],
-                              stdout=subprocess.PIPE, stderr=subprocess.PIPE,
-                              universal_newlines=True, timeout=60)
+        walk = harness.net_snmp("snmpwalk", self.agent.port, [ENTERPRISE], output=[
+            "-m", "+SARN-ROUTER-MIB", "-M", "+%s:%s" % (ietf, mibs), "-OS"])
         self.assertEqual(walk.returncode, 0, walk.stderr)
         # A name the module lacks shows as its parent's name and two or more
         # numbers; every object here takes one number (.0 or the id).

@@ -55,6 +55,7 @@ class TrapAgentTest(unittest.TestCase):
     @classmethod
     def setUpClass(cls):
         cls.root = harness.TempRoot(prefix="sarn-traps-")
+        cls.addClassCleanup(cls.root.cleanup)
         port = harness.free_port()
         cls.log = cls.root.file("traps.log")
         conf = cls.root.file("snmptrapd.conf")
@@ -64,30 +65,15 @@ class TrapAgentTest(unittest.TestCase):
             ["snmptrapd", "-f", "-C", "-c", conf, "-Lf", cls.log, "-On", "-Oe", "-Ox", "-F", FORMAT,
              "udp:127.0.0.1:%d" % port], cls.root.path, "snmptrapd",
             env=dict(os.environ, SNMP_PERSISTENT_DIR=cls.root.file("snmptrapd")))
-        scenario = harness.example_scenario("router.json")
-        scenario["services"].update(harness.example_scenario("plugin.json")["services"])
-        settings = dict(s.split("=", 1) for s in harness.AGENT_SETTINGS)
-        settings.update({"0x08000010": "127.0.0.1", "0x08000012": str(cls.VERSION),
-                         "0x08000011": "0", "0x88000013": cls.GENERATORS,
-                         "0x2000000a": cls.ENGINE_ID})
-        try:
-            harness.wait_until(lambda: "NET-SNMP" in cls.log_text(), what="snmptrapd to start")
-            cls.started = time.monotonic()  # before the agent starts its clock
-            cls.agent = harness.SnmpAgent(
-                scenario, settings=["%s=%s" % kv for kv in settings.items()], trap_port=port,
-                plugins=[os.path.join(harness.build_dir(), "examples", "plugin", "example.so")])
-        except BaseException:
-            cls.tearDownClass()
-            raise
-
-    @classmethod
-    def tearDownClass(cls):
-        try:
-            if getattr(cls, "agent", None):
-                cls.agent.stop()
-        finally:
-            cls.receiver.stop()
-            cls.root.cleanup()
+        cls.addClassCleanup(cls.receiver.stop)
+        harness.wait_until(lambda: "NET-SNMP" in cls.log_text(), what="snmptrapd to start")
+        cls.started = time.monotonic()  # before the agent starts its clock
+        cls.agent = harness.SnmpAgent(
+            harness.example_scenario("router.json", "plugin.json"), trap_port=port,
+            plugins=[harness.example_plugin()], settings=harness.agent_settings({
+                "0x08000010": "127.0.0.1", "0x08000012": str(cls.VERSION), "0x08000011": "0",
+                "0x88000013": cls.GENERATORS, "0x2000000a": cls.ENGINE_ID}))
+        cls.addClassCleanup(cls.agent.stop)
 
     @classmethod
     def log_text(cls):
@@ -101,8 +87,7 @@ class TrapAgentTest(unittest.TestCase):
         return [Trap(line) for line in self.log_text().split("\n") if line.count("|") >= 6]
 
     def kxctl(self, *args):
-        done = harness.kxctl(self.agent.root, *args)
-        self.assertEqual(done.returncode, 0, "kxctl %s: %s" % (args, done.stderr))
+        harness.kxctl_ok(self.agent.root, *args)
 
     def raise_traps(self, *commands):
         """Runs each kxctl command, then asks for an enterprise trap as a

@@ -43,7 +43,7 @@ constexpr unsigned kMaxDigestLength = 64;
 // Longest hash block of any method: the length of each HMAC pad block.
 constexpr unsigned kMaxBlockLength = 128;
 
-// The key chain of the user-based security model (RFC 3414 section 2.6,
+// The key chain of the user-based security model (RFC 3414's key localisation,
 // with the hash of the user's method as RFC 7860 extends it):
 //
 //   password --passwordToAKey--> A-key (the user's key, any engine)

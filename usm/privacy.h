@@ -1,14 +1,14 @@
 // The privacy protocols a v3 user encrypts its scoped PDUs with, by the
 // value stored in the user's encryptionProtocol.
 //
-// 0 is DES-CBC (RFC 3414 section 8): DES key = privacy key octets 0-7,
+// 0 is DES-CBC (RFC 3414's privacy protocol): DES key = privacy key octets 0-7,
 // IV = octets 8-15 XOR the salt, the plaintext padded to whole 8-octet
 // blocks.  1 to 3 are AES in 128-bit CFB mode (RFC 3826): key = the first
 // 16, 24 or 32 octets of the privacy key, IV = engine boots, engine time
 // (each 4 octets, most significant first) and the 8-octet salt; no
 // padding.  A localised key shorter than the cipher needs (SHA-1's 20
 // octets for AES-192, say) is extended as net-snmp's `-x AES-192` and
-// `-x AES-256` do (draft-blumenthal-aes-usm-04 section 3.1.2.1):
+// `-x AES-256` do (the key extension of draft-blumenthal-aes-usm-04):
 // key = key ‖ H(key), repeated, H being the user's digest method.
 //
 // Here too the key a user encrypts with (PrivKey) and its cipher state.

@@ -145,7 +145,7 @@ TEST(Ciphers, PublishedVectorsBothWaysInPlace) {
 }
 
 // The key extension of net-snmp's -x AES-192 and -x AES-256
-// (draft-blumenthal-aes-usm-04's key extension), cross-checked with pysnmp's
+// (as draft-blumenthal-aes-usm-04 defines it), cross-checked with pysnmp's
 // AesBlumenthal192/256.localizeKey for "maplesyrup" and the RFC engine.
 TEST(Ciphers, ShortPrivacyKeysAreExtendedForAes192And256) {
   const struct {

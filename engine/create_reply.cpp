@@ -75,15 +75,17 @@ bool peerAllowed(const CommunityList::Item& item, uint32_t peer) {
 }
 
 // Reads the community and checks it: known, not reserved for v3, and the
-// peer inside its source network.  Echoes it into the reply.
-bool acceptCommunity(Context& ctx, uint32_t peer) {
-  if (!ctx.in.getString(&ctx.community)) return drop(kAuthFailed);
-  const CommunityList::Item* item = findCommunity(ctx.community);
+// peer inside its source network.  Echoes it into the reply; the item, or
+// null (dropped).
+const CommunityList::Item* acceptCommunity(Context& ctx, uint32_t peer) {
+  const CommunityList::Item* item = nullptr;
+  if (ctx.in.getString(&ctx.community)) item = findCommunity(ctx.community);
   if (item == nullptr || item->security != 0 || !peerAllowed(*item, peer)) {
-    return drop(kAuthFailed);
+    drop(kAuthFailed);
+    return nullptr;
   }
   ctx.out.add(ctx.community, ber::kOctetString);
-  return true;
+  return item;
 }
 
 // Reads the request PDU's header and writes the response's, leaving both
@@ -145,10 +147,11 @@ unsigned snmpV3(Context& ctx) {
 }
 
 // The PDU: its header, then the report's binding or every binding answered
-// by the operation of the request type, then the error fields, and both
-// closed.  False to drop: an unreadable field (silently) or a request type
-// without an operation (logged).
-bool answerPdu(Context& ctx, unsigned responseTag, bool report) {
+// by the operation of the request type with the rights of item (none when
+// null), then the error fields, and both closed.  False to drop: an
+// unreadable field (silently) or a request type without an operation
+// (logged).
+bool answerPdu(Context& ctx, unsigned responseTag, bool report, const CommunityList::Item* item) {
   const int requestTag = ctx.in.getType();
   if (!copyPduHeader(ctx, responseTag)) return false;
 
@@ -162,7 +165,6 @@ bool answerPdu(Context& ctx, unsigned responseTag, bool report) {
       ctx.droppedCommand = static_cast<unsigned>(requestTag);
       return drop("unknown request command");
     }
-    const CommunityList::Item* item = findCommunity(ctx.community);
     const bool permitted = item != nullptr && item->*operation->right;
     if (!answerBindings(ctx, *operation, permitted, &status, &index)) return false;
   }
@@ -225,7 +227,7 @@ bool answerV3(Context& ctx, uint32_t peer) {
     ctx.v3ReportKind = static_cast<uint32_t>(err);
   }
   writeV3Info(ctx.out, info);
-  if (!answerPdu(ctx, report ? ber::kReport : ber::kResponse, report)) return false;
+  if (!answerPdu(ctx, report ? ber::kReport : ber::kResponse, report, item)) return false;
   cryptPacket(ctx.out, info, privKey);
   ctx.out.endSeq();  // message
   signPacket(ctx.out, info, authKey);
@@ -242,8 +244,8 @@ bool createReply(Context& ctx, int peer) {
   const uint32_t from = static_cast<uint32_t>(peer);
   if (version == kVersion3) return answerV3(ctx, from);
   if (version < 0 || version > kHighestCommunityVersion) return drop("version not supported");
-  if (!acceptCommunity(ctx, from)) return false;
-  if (!answerPdu(ctx, ber::kResponse, false)) return false;
+  const CommunityList::Item* item = acceptCommunity(ctx, from);
+  if (item == nullptr || !answerPdu(ctx, ber::kResponse, false, item)) return false;
   ctx.out.endSeq();  // message
   return true;
 }

@@ -80,6 +80,7 @@ void printNetSnmpRatios(const std::vector<Cell>& cells, const Operation& op,
   for (int w : kWindows) {
     const Cell* mine = findCell(cells, ours, &op, w);
     const Cell* theirs = findCell(cells, net, &op, w);
+    if (!mine || !theirs) continue;  // not measured in this run (--v2c-only)
     printRatio("snmpd / net-snmp rate", op, w, medianRatio(mine, theirs, rate),
                w == kThroughputWindow ? kRateOverNetSnmp : 0, true);
     if (!op.user) continue;

@@ -38,9 +38,11 @@ void prepareChild(pid_t parent) {
 }
 
 void redirect(const std::string& logPath) {
-  const int in = ::open("/dev/null", O_RDONLY);
+  // Only the copies on 0-2 outlive the exec: the program starts with no
+  // other descriptor of ours.
+  const int in = ::open("/dev/null", O_RDONLY | O_CLOEXEC);
   if (in >= 0) ::dup2(in, STDIN_FILENO);
-  const int out = ::open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0644);
+  const int out = ::open(logPath.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644);
   if (out >= 0) {
     ::dup2(out, STDOUT_FILENO);
     ::dup2(out, STDERR_FILENO);

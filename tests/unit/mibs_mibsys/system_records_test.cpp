@@ -62,19 +62,17 @@ kx::message clock(uint32_t seconds, int32_t utcOffset) {
 
 }  // namespace
 
-TEST(ResourceData, ArithmeticWrapsAtThirtyTwoBits) {
+TEST(ResourceData, UsedIsTotalLessFreeWrappingAtThirtyTwoBits) {
   // More free than total: used wraps instead of saturating at 0.
   auto r = convert<ResourceData>(ResourceData::build, resources(50000000, 100, 300, 10, 11, 0));
   EXPECT_EQ(static_cast<uint32_t>(r->memoryUsed), 0xffffff38u);
   EXPECT_EQ(static_cast<uint32_t>(r->diskUsed), 0xffffffffu);
   EXPECT_EQ(static_cast<uint32_t>(r->uptime), static_cast<uint32_t>(5000000000ull));
-}
-
-TEST(ResourceData, MissingFieldsReadAsZeroSoUsedEqualsTotal) {
+  // Missing fields read as zero: used equals total.
   kx::message m;
   m.setU32(0x08000002, 4096);
   m.setU32(0x0800000a, 512);
-  auto r = convert<ResourceData>(ResourceData::build, m);
+  r = convert<ResourceData>(ResourceData::build, m);
   EXPECT_EQ(r->uptime, 0);
   EXPECT_EQ(r->memoryUsed, 4096);
   EXPECT_EQ(r->diskUsed, 512);

@@ -41,7 +41,7 @@ ProcessorData* processor(Data* d) { return static_cast<ProcessorData*>(d); }
 
 }  // namespace
 
-TEST_F(HostRowsTest, EachRowCopiesItsOwnFiguresOnEveryRead) {
+TEST_F(HostRowsTest, EachRowCopiesItsOwnFiguresOnEveryReadAndKeepsThemWithoutARecord) {
   report(262144, 81920, 131072, 32768, 7);
   EXPECT_EQ(storage(diskRow())->used, 32768);
   report(1, 2, 3, 4, 55);
@@ -49,17 +49,11 @@ TEST_F(HostRowsTest, EachRowCopiesItsOwnFiguresOnEveryRead) {
   EXPECT_EQ(storage(memoryRow())->used, 2);
   EXPECT_EQ(processor(processorRow())->load, 55);
   EXPECT_EQ(resources.reads, 4);
-}
 
-TEST_F(HostRowsTest, RowsKeepTheirLastValuesWithoutARecord) {
-  report(100, 50, 10, 5, 9);
-  diskRow();
-  memoryRow();
-  processorRow();
   resources.record.reset();
-  EXPECT_EQ(storage(diskRow())->used, 5);
-  EXPECT_EQ(storage(memoryRow())->size, 100);
-  EXPECT_EQ(processor(processorRow())->load, 9);
+  EXPECT_EQ(storage(diskRow())->used, 4);
+  EXPECT_EQ(storage(memoryRow())->size, 1);
+  EXPECT_EQ(processor(processorRow())->load, 55);
   resourceProvider = nullptr;
-  EXPECT_EQ(storage(diskRow())->size, 10);
+  EXPECT_EQ(storage(diskRow())->size, 3);
 }

@@ -62,19 +62,17 @@ kx::message clock(uint32_t seconds, int32_t utcOffset) {
 
 }  // namespace
 
-TEST(ResourceData, ArithmeticWrapsAtThirtyTwoBits) {
+TEST(ResourceData, UsedIsTotalLessFreeWrappingAtThirtyTwoBits) {
   // More free than total: used wraps instead of saturating at 0.
   auto r = convert<ResourceData>(ResourceData::build, resources(50000000, 100, 300, 10, 11, 0));
   EXPECT_EQ(static_cast<uint32_t>(r->memoryUsed), 0xffffff38u);
   EXPECT_EQ(static_cast<uint32_t>(r->diskUsed), 0xffffffffu);
   EXPECT_EQ(static_cast<uint32_t>(r->uptime), static_cast<uint32_t>(5000000000ull));
-}
-
-TEST(ResourceData, MissingFieldsReadAsZeroSoUsedEqualsTotal) {
+  // Missing fields read as zero: used equals total.
   kx::message m;
   m.setU32(0x08000002, 4096);
   m.setU32(0x0800000a, 512);
-  auto r = convert<ResourceData>(ResourceData::build, m);
+  r = convert<ResourceData>(ResourceData::build, m);
   EXPECT_EQ(r->uptime, 0);
   EXPECT_EQ(r->memoryUsed, 4096);
   EXPECT_EQ(r->diskUsed, 512);
@@ -82,28 +80,26 @@ TEST(ResourceData, MissingFieldsReadAsZeroSoUsedEqualsTotal) {
 }
 
 TEST(DateData, ElevenOctetsInLocalTimeWithTheReportedOffset) {
-  ScopedTimeZone utc("UTC");
-  // 2023-11-14 22:13:20 UTC.
-  auto d = convert<DateData>(DateData::build, clock(1700000000, -19800));
-  EXPECT_EQ(d->date, (Bytes{0x07, 0xe7, 11, 14, 22, 13, 20, 0, '-', 5, 30}));
-  d = convert<DateData>(DateData::build, clock(1700000000, 3600 + 45 * 60));
-  EXPECT_EQ(Bytes(d->date.begin() + 8, d->date.end()), (Bytes{'+', 1, 45}));
-}
-
-TEST(DateData, CalendarFollowsTheProcessTimeZoneNotTheOffsetField) {
-  ScopedTimeZone east("UTC-2");  // two hours ahead of UTC
-  auto d = convert<DateData>(DateData::build, clock(1700000000, 0));
-  EXPECT_EQ(d->date, (Bytes{0x07, 0xe7, 11, 15, 0, 13, 20, 0, '+', 0, 0}));
-}
-
-TEST(DateData, MostNegativeOffsetDoesNotOverflow) {
-  ScopedTimeZone utc("UTC");
-  auto d = convert<DateData>(DateData::build, clock(0, INT32_MIN));
-  ASSERT_EQ(d->date.size(), kZonedDateLength);
-  EXPECT_EQ(d->date[8], '-');
-  // 2^31 s is 596523 h (truncated to an octet) and 14 min.
-  EXPECT_EQ(d->date[9], static_cast<unsigned char>(596523 % 256));
-  EXPECT_EQ(d->date[10], 14);
+  // 1700000000 is 2023-11-14 22:13:20 UTC.  The calendar follows the
+  // process's time zone, the last three octets the reported offset.
+  const struct {
+    const char* tz;
+    uint32_t seconds;
+    int32_t offset;
+    Bytes date;
+  } cases[] = {
+      {"UTC", 1700000000, -19800, {0x07, 0xe7, 11, 14, 22, 13, 20, 0, '-', 5, 30}},
+      {"UTC", 1700000000, 3600 + 45 * 60, {0x07, 0xe7, 11, 14, 22, 13, 20, 0, '+', 1, 45}},
+      {"UTC-2", 1700000000, 0, {0x07, 0xe7, 11, 15, 0, 13, 20, 0, '+', 0, 0}},  // 2 h ahead
+      // The most negative offset does not overflow: 2^31 s is 596523 h
+      // (truncated to an octet) and 14 min.
+      {"UTC", 0, INT32_MIN, {0x07, 0xb2, 1, 1, 0, 0, 0, 0, '-', 596523 % 256, 14}},
+  };
+  for (const auto& c : cases) {
+    ScopedTimeZone zone(c.tz);
+    EXPECT_EQ(convert<DateData>(DateData::build, clock(c.seconds, c.offset))->date, c.date)
+        << c.tz << " " << c.offset;
+  }
 }
 
 TEST(SoftwareInfoData, DateIsThatOfTimeSixtySevenInTheProcessTimeZone) {

@@ -65,6 +65,31 @@ TEST_F(GetAllTest, ThreePagesEchoTheContinuationMark) {
   EXPECT_EQ(byValue.rowsHeld(), 5u);
 }
 
+TEST_F(GetAllTest, ErrorOnSecondPageKeepsFirstPageRows) {
+  ListService& list = source(20, 1, 5);
+  list.pageSize = 2;
+  list.failPage = 2;
+  testing::internal::CaptureStderr();
+  EXPECT_EQ(byId.getNext(OID{1}).first, (OID{2}));
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "") << "a failed page is not logged";
+  EXPECT_EQ(byId.rowsHeld(), 2u);
+  EXPECT_EQ(list.starts.size(), 2u);
+}
+
+TEST_F(GetAllTest, TwoSourcesFeedBothTablesLastRecordWinning) {
+  ListService& first = source(20, 1, 2);
+  ListService& second = source(21, 3, 2, 7);
+  second.objects.push_back(listObject(2, 99));  // id of a row of the first list
+  second.objects.push_back(listObject(8, 0));   // left out by the callback
+
+  EXPECT_EQ(valueOf(byId.get(OID{2})), 99);
+  EXPECT_EQ(byId.get(OID{8}), nullptr);
+  EXPECT_EQ(byId.rowsHeld(), 4u);
+  EXPECT_EQ(byValue.rowsHeld(), 5u) << "both records of id 2, by value";
+  EXPECT_EQ(second.args, std::vector<uint32_t>{7});
+  EXPECT_EQ(first.starts.size() + second.starts.size(), 2u) << "one fill for both tables";
+}
+
 TEST_F(GetAllTest, CountCommandOrRowsAfterAFill) {
   ListService& first = source(20, 1, 3);
   first.objects.push_back(listObject(9, 0));

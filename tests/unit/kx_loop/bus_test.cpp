@@ -139,6 +139,23 @@ TEST_F(BusTest, SilentServiceTimesOutAndTheLooperKeepsServing) {
   EXPECT_EQ(WEXITSTATUS(status), 0);
 }
 
+TEST_F(BusTest, LateReplyIsDiscardedAndTheNextExchangeGetsItsOwn) {
+  ASSERT_GT(startEcho(45), 0);
+  kx::Looper me(41);
+  kx::message slow = request({45}, kCmdSlow);
+  slow.setU32(kSleepMs, 400);
+  testing::internal::CaptureStderr();
+  auto start = Clock::now();
+  EXPECT_EQ(kx::getErrorCode(me.exchangeMessage(slow, 100)), kx::kErrTimeout);
+  EXPECT_GE(elapsedMs(start), 99);  // the clocks count whole milliseconds
+  testing::internal::GetCapturedStderr();
+  kx::message next = request({45}, 0x9);
+  next.setU32(kx::u32_id(7), 2);
+  kx::message reply = me.exchangeMessage(next, 2000);
+  EXPECT_EQ(reply.getU32(kEchoCode), 0x9u);
+  EXPECT_EQ(reply.getU32(kx::u32_id(7)), 2u);
+}
+
 TEST_F(BusTest, CachedConnectionIsReopenedAfterThePeerRestarts) {
   pid_t first = startEcho(46);
   ASSERT_GT(first, 0);

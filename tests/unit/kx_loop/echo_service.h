@@ -22,8 +22,10 @@ namespace kxtest {
 constexpr uint32_t kEchoCode = kx::u32_id(0x100);          // the command the echo saw
 constexpr uint32_t kEchoPid = kx::u32_id(0x101);           // the pid of the echo process
 constexpr uint32_t kEchoSender = kx::u32_array_id(0x102);  // the request's sender path
+constexpr uint32_t kSleepMs = kx::u32_id(0x103);
 constexpr uint32_t kForwardTo = kx::u32_array_id(0x104);
 
+constexpr uint32_t kCmdSlow = 0x51;     // sleep kSleepMs, then echo
 constexpr uint32_t kCmdNotify = 0x52;   // notifyChange(kObjId), then echo
 constexpr uint32_t kCmdForward = 0x53;  // one-way copy to kForwardTo, then echo
 
@@ -32,6 +34,7 @@ constexpr uint32_t kCmdForward = 0x53;  // one-way copy to kForwardTo, then echo
 class EchoHandler : public kx::Handler {
  public:
   kx::message cmdUnknown(const kx::message& msg, uint32_t code) override {
+    if (code == kCmdSlow) usleep(msg.getU32(kSleepMs) * 1000);
     if (code == kCmdNotify) notifyChange(msg.getU32(kx::kObjId), msg);
     if (code == kCmdForward) {
       kx::message fwd;

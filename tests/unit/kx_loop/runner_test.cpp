@@ -19,6 +19,10 @@ struct Recorder {
   void a() { fired.push_back("a"); }
   void b() { fired.push_back("b"); }
   void c() { fired.push_back("c"); }
+  void cancelsB() {
+    fired.push_back("cancel");
+    runner->removeTimer(this, &Recorder::b);
+  }
   void rearmsItself() {
     fired.push_back("again");
     runner->addTimer(this, &Recorder::rearmsItself, 0);
@@ -65,6 +69,18 @@ TEST_F(RunnerTest, ArmingTheSamePairAgainReplacesIt) {
   EXPECT_EQ(rec.fired.size(), 1u);
 }
 
+TEST_F(RunnerTest, RemovalWorksAlsoFromInsideACallback) {
+  runner.addTimer(&rec, &Recorder::a, 5);
+  runner.removeTimer(&rec, &Recorder::a);
+  runner.removeTimer(&rec, &Recorder::c);  // not armed: no effect
+  runner.addTimer(&rec, &Recorder::cancelsB, 10);
+  runner.addTimer(&rec, &Recorder::b, 10);  // due in the same round, cancelled first
+  now += 10;
+  runner.runOnce(0);
+  EXPECT_EQ(rec.fired, (std::vector<std::string>{"cancel"}));
+  EXPECT_FALSE(runner.hasTimer(&rec, &Recorder::b));
+}
+
 TEST_F(RunnerTest, FreeFunctionsUseTheMostRecentLiveRunner) {
   EXPECT_EQ(kx::getRunner(), &runner);
   {
@@ -107,6 +123,22 @@ TEST(Runner, SocketCallbacksSeeTheirEventsAndMayRemoveThemselves) {
   EXPECT_EQ(calls, 1);
   close(sv[0]);
   close(sv[1]);
+}
+
+TEST(Runner, RunLeavesAfterTheIdleTimeButNotWhileBusy) {
+  kx::ThinRunner runner;
+  Recorder rec;
+  rec.runner = &runner;
+  runner.setupLeave(100);
+  runner.addTimer(&rec, &Recorder::a, 60);  // activity restarts the idle period
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_EQ(runner.run(), 0);
+  auto ms = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() -
+                                                                  start)
+                .count();
+  EXPECT_EQ(rec.fired.size(), 1u);
+  EXPECT_GE(ms, 155);  // 60 ms busy, then 100 ms idle, in whole milliseconds
+  EXPECT_LT(ms, 1000);
 }
 
 }  // namespace

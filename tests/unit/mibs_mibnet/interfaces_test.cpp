@@ -163,3 +163,18 @@ TEST_F(CountersTest, OneFetchPerInterfacePerCacheLife) {
   table.get(OID{5});
   EXPECT_EQ(fetches(), 4u);
 }
+
+TEST_F(CountersTest, FailedFetchShowsZerosUntilTheCacheExpires) {
+  list.refuseId = 9;
+  InterfaceCounters* c = counters(table.get(OID{9}));
+  ASSERT_NE(c, nullptr);
+  EXPECT_EQ(c->inOctets64, 0u);
+  EXPECT_EQ(c->inErrors, 0);
+  table.get(OID{9});
+  EXPECT_EQ(fetches(), 1u);
+
+  list.refuseId = 0;
+  advance(kCountersIdleTicks);
+  advance(kCountersIdleTicks);
+  EXPECT_EQ(counters(table.get(OID{9}))->inErrors, 9);
+}

@@ -50,29 +50,6 @@ class ProviderTest : public AgentBusTest {
 
 }  // namespace
 
-TEST_F(ProviderTest, CacheLivesWhileReadWithinIdleLimit) {
-  EXPECT_EQ(settings(provider.get())->name, "edge-1");
-  advance(10);
-  provider.get();
-  EXPECT_EQ(service->getCalls, 1u);
-  advance(30);  // the re-check finds it idle for 30 > 25 ticks
-  EXPECT_FALSE(provider.cacheValid());
-  provider.get();
-  EXPECT_EQ(service->getCalls, 2u);
-}
-
-TEST_F(ProviderTest, ContinuousReadsStillRefetchAfterAgeLimit) {
-  provider.get();
-  for (int t = 10; t <= 250; t += 10) {
-    advance(10);
-    provider.get();
-    if (t < 200) {
-      EXPECT_EQ(service->getCalls, 1u) << "at tick " << t;
-    }
-  }
-  EXPECT_EQ(service->getCalls, 2u);
-}
-
 TEST_F(ProviderTest, NewLimitsApplyAtNextCheckAndInvalidateDropsAtOnce) {
   provider.get();
   provider.setTimeouts(100, 1000);

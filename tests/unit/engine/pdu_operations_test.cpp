@@ -57,14 +57,6 @@ TEST_F(PduOperations, GetAnswersOnlyExistingInstances) {
   }
 }
 
-TEST_F(PduOperations, GetSplitsNameIntoKeyAndInstanceAndPacksTheRow) {
-  Call call(kIfDescr + 2);
-  ASSERT_EQ(snmpGet(call.ctx), 0u);
-  EXPECT_EQ(call.ctx.name, kIfDescr + 2);
-  EXPECT_EQ(call.ctx.oid, OID{2});
-  EXPECT_EQ(written(call.ctx).at(0).second, std::make_pair(4, std::string("eth2")));
-}
-
 TEST_F(PduOperations, GetNextWalksScalarsRowsAndLeavesInOrder) {
   const std::vector<std::pair<OID, OID>> steps = {
       {OID(), kSysDescr + 0},

@@ -167,6 +167,15 @@ TEST(LoadWindow, QuantileIsTheNearestRank) {
   EXPECT_EQ(quantile(&v, 1.0), 100);
 }
 
+// A GET of sysDescr and what an echo server sends back for it: the
+// request itself.
+bool echoedGet(RequestTemplate* get, Expectation* echoed) {
+  echoed->pduTag = kGetRequest;
+  echoed->needValue = false;
+  return get->build(kGetRequest, "harbor", "1.3.6.1.2.1.1.1.0") &&
+         encodeOid("1.3.6.1.2.1.1.1.0", &echoed->oid);
+}
+
 // The window loop against a real echo server: exact counts, wrong replies
 // recognised, silence written off.
 TEST(LoadWindow, CountsRepliesRefusesMismatchesAndWritesOffSilence) {
@@ -177,11 +186,8 @@ TEST(LoadWindow, CountsRepliesRefusesMismatchesAndWritesOffSilence) {
   ASSERT_TRUE(startEcho(port, &echo, &error)) << error;
 
   RequestTemplate get;
-  ASSERT_TRUE(get.build(kGetRequest, "harbor", "1.3.6.1.2.1.1.1.0"));
   Expectation echoed;
-  echoed.pduTag = kGetRequest;
-  echoed.needValue = false;
-  ASSERT_TRUE(encodeOid("1.3.6.1.2.1.1.1.0", &echoed.oid));
+  ASSERT_TRUE(echoedGet(&get, &echoed));
   LoadSpec spec;
   spec.window = 4;
   spec.warmup = std::chrono::milliseconds(0);
@@ -259,11 +265,8 @@ TEST(LoadWindow, AnEarlyLossIsWrittenOffOnceInALongRun) {
   ::close(fd);
 
   RequestTemplate get;
-  ASSERT_TRUE(get.build(kGetRequest, "harbor", "1.3.6.1.2.1.1.1.0"));
   Expectation echoed;
-  echoed.pduTag = kGetRequest;
-  echoed.needValue = false;
-  ASSERT_TRUE(encodeOid("1.3.6.1.2.1.1.1.0", &echoed.oid));
+  ASSERT_TRUE(echoedGet(&get, &echoed));
   LoadSpec spec;
   spec.window = 2;
   spec.warmup = std::chrono::milliseconds(0);

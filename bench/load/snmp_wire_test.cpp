@@ -176,6 +176,17 @@ bool echoedGet(RequestTemplate* get, Expectation* echoed) {
          encodeOid("1.3.6.1.2.1.1.1.0", &echoed->oid);
 }
 
+// A run without warm-up that ends after replies counted replies, or after
+// half a minute when the window loop loses count.
+LoadSpec countedRun(int window, uint64_t replies) {
+  LoadSpec spec;
+  spec.window = window;
+  spec.warmup = std::chrono::milliseconds(0);
+  spec.measure = std::chrono::seconds(30);
+  spec.replies = replies;
+  return spec;
+}
+
 // The window loop against a real echo server: exact counts, wrong replies
 // recognised, silence written off.
 TEST(LoadWindow, CountsRepliesRefusesMismatchesAndWritesOffSilence) {
@@ -188,11 +199,7 @@ TEST(LoadWindow, CountsRepliesRefusesMismatchesAndWritesOffSilence) {
   RequestTemplate get;
   Expectation echoed;
   ASSERT_TRUE(echoedGet(&get, &echoed));
-  LoadSpec spec;
-  spec.window = 4;
-  spec.warmup = std::chrono::milliseconds(0);
-  spec.measure = std::chrono::seconds(20);
-  spec.replies = 500;
+  LoadSpec spec = countedRun(4, 500);
   LoadResult result;
   int fd = connectUdp(port);
   ASSERT_TRUE(runLoad(fd, get, echoed, spec, nullptr, &result));
@@ -267,11 +274,7 @@ TEST(LoadWindow, AnEarlyLossIsWrittenOffOnceInALongRun) {
   RequestTemplate get;
   Expectation echoed;
   ASSERT_TRUE(echoedGet(&get, &echoed));
-  LoadSpec spec;
-  spec.window = 2;
-  spec.warmup = std::chrono::milliseconds(0);
-  spec.measure = std::chrono::seconds(30);
-  spec.replies = 10000;  // more than the slot table holds
+  const LoadSpec spec = countedRun(2, 10000);  // more replies than the slot table holds
   LoadResult result;
   const int client = connectUdp(ntohs(a.sin_port));
   ASSERT_GE(client, 0);

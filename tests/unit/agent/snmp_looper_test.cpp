@@ -169,7 +169,9 @@ TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
   set.setU32(snmp::kTimeWindow, 150);
   set.setU32(snmp::kTrapTarget, 0x0A000002);
   set.setU32(snmp::kTrapVersion, 1);
-  set.setU32Array(snmp::kTrapGenerators, {2, 2, 0x0abc0001});
+  // No subscriber is registered here: every id, 0 included, stays listed
+  // without one being called.
+  set.setU32Array(snmp::kTrapGenerators, {2, 2, 0x0abc0001, 0});
   set.setU32(snmp::kEngineBoots, 41);
   set.setString(snmp::kEngineId, "edge-1");
 
@@ -177,14 +179,14 @@ TEST_F(SnmpLooperTest, SetAppliesFieldsAndDropsRepeatedGenerators) {
   EXPECT_TRUE(loop->cmdSet(set).empty());
   EXPECT_NE(testing::internal::GetCapturedStderr().find("cmd_set from 12\n"), std::string::npos);
 
-  EXPECT_EQ(loop->trapGenerators, (std::vector<uint32_t>{2, 0x0abc0001}));
+  EXPECT_EQ(loop->trapGenerators, (std::vector<uint32_t>{2, 0x0abc0001, 0}));
   EXPECT_EQ(loop->trapTarget, inet_addr("10.0.0.2"));
   EXPECT_EQ(loop->engineBoots, 41u);
   EXPECT_EQ(loop->community, "harbor");
 
   const kx::message saved = stored();
   EXPECT_EQ(saved, loop->getConfig());
-  EXPECT_EQ(saved.getU32Array(snmp::kTrapGenerators), (std::vector<uint32_t>{2, 0x0abc0001}));
+  EXPECT_EQ(saved.getU32Array(snmp::kTrapGenerators), (std::vector<uint32_t>{2, 0x0abc0001, 0}));
   EXPECT_EQ(saved.getU32(snmp::kTrapTarget), 0x0A000002u);
   EXPECT_EQ(saved.getString(snmp::kEngineId), "edge-1");
 }

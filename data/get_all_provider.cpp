@@ -27,20 +27,11 @@ void GetAllProvider::fetchSource(Source const& source) {
   request.setCommand(kx::kCmdGetAll);
   request.setDstPath(source.path);
   request.setU32(kx::kGetAllArg, source.getAllArgument);
-  kx::message previous;
-  for (unsigned page = 0; page < kMaxListPages; ++page) {
-    kx::message copy = request;
-    if (previous.has(kx::kContinue)) copy.setU32(kx::kContinue, previous.getU32(kx::kContinue));
-    kx::message reply = busExchange(copy);
-    // A failed page ends this list; what was gathered so far is kept.
-    if (kx::isError(reply)) return;
-    if (const std::vector<kx::message>* objects = reply.findMessageArray(kx::kObjects)) {
-      for (const kx::message& object : *objects)
-        if (source.convert) source.convert(object, &cache_);
-    }
-    if (!reply.has(kx::kContinue)) return;
-    previous = std::move(reply);
-  }
+  // A failed page ends this list; what was gathered so far is kept.
+  busWalkList(request, [&](const kx::message& object) {
+    if (source.convert) source.convert(object, &cache_);
+    return true;
+  });
 }
 
 void GetAllProvider::updateCache() {

@@ -94,6 +94,26 @@ kx::message busExchange(kx::message& request) {
   return looper->exchangeMessage(request, kBusExchangeTimeout);
 }
 
+void busWalkList(const kx::message& request,
+                 const std::function<bool(const kx::message& object)>& visit) {
+  bool haveMark = false;
+  uint32_t mark = 0;
+  for (unsigned page = 0; page < kMaxListPages; ++page) {
+    // A fresh copy each time: the exchange adds its own fields.
+    kx::message copy = request;
+    if (haveMark) copy.setU32(kx::kContinue, mark);
+    kx::message reply = busExchange(copy);
+    if (kx::isError(reply)) return;
+    if (const std::vector<kx::message>* objects = reply.findMessageArray(kx::kObjects)) {
+      for (const kx::message& object : *objects)
+        if (!visit(object)) return;
+    }
+    haveMark = reply.has(kx::kContinue);
+    if (!haveMark) return;
+    mark = reply.getU32(kx::kContinue);
+  }
+}
+
 SingleProvider::SingleProvider() : CacheUpdateTimeout(kProviderIdleTicks, kProviderAgeTicks) {}
 
 SingleProvider::~SingleProvider() { delete cached_; }
@@ -148,25 +168,13 @@ Data* GetFirstProvider::getData() {
   kx::message request;
   request.setCommand(kx::kCmdGetAll);
   request.setDstPath(path_);
-  kx::message previous;
-  for (unsigned page = 0; page < kMaxListPages; ++page) {
-    kx::message copy = request;
-    if (previous.has(kx::kContinue)) copy.setU32(kx::kContinue, previous.getU32(kx::kContinue));
-    kx::message reply = busExchange(copy);
-    if (kx::isError(reply)) return nullptr;
-    if (const std::vector<kx::message>* objects = reply.findMessageArray(kx::kObjects)) {
-      for (const kx::message& object : *objects) {
-        Data* record = convert_ ? convert_(object) : nullptr;
-        if (record) {
-          firstObjId_ = object.getU32(kx::kObjId, kNoObject);
-          return record;
-        }
-      }
-    }
-    if (!reply.has(kx::kContinue)) return nullptr;
-    previous = std::move(reply);
-  }
-  return nullptr;
+  Data* record = nullptr;
+  busWalkList(request, [&](const kx::message& object) {
+    record = convert_ ? convert_(object) : nullptr;
+    if (record) firstObjId_ = object.getU32(kx::kObjId, kNoObject);
+    return record == nullptr;
+  });
+  return record;
 }
 
 bool GetFirstProvider::setData(Data*) { return false; }

@@ -6,6 +6,7 @@
 #define DATA_PROVIDERS_H_
 
 #include <cstdint>
+#include <functional>
 #include <vector>
 
 #include "engine/data.h"
@@ -109,6 +110,13 @@ kx::message busExchange(kx::message& request);
 // a real list is far shorter (tens of thousands of objects at most, many
 // per page).
 constexpr unsigned kMaxListPages = 100000;
+
+// Reads the list that request (a get-all, 0xfe0004) names, page by page:
+// each page echoes the continuation mark (0xfe0003) of the one before, up
+// to kMaxListPages pages.  visit sees every object in list order until it
+// returns false.  A failed page ends the walk; what was visited stays.
+void busWalkList(const kx::message& request,
+                 const std::function<bool(const kx::message& object)>& visit);
 
 // SingleProvider: a DataProvider that caches one record for a short while.
 //

@@ -22,6 +22,8 @@ constexpr uint32_t ID_COMMUNITIES = 1;
 constexpr const char* kSettingsStore = "/sarn/store/snmpd";
 constexpr const char* kCommunityStore = "/sarn/store/snmp-communities";
 constexpr uint32_t kSettingsObject = 0;
+// The version number the agent writes into the object files of its stores.
+constexpr unsigned kStoreVersion = 5;
 
 // Settings record, in the order the agent writes it.
 constexpr uint32_t kCommunity = 0x20000004;

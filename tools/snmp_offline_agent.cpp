@@ -11,7 +11,6 @@
 #include "kx/transport.h"
 #include "tools/arg_parse.h"
 #include "tools/snmp_values.h"
-#include "tools/store_command.h"
 
 namespace kxctl {
 namespace snmp {

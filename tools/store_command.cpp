@@ -7,6 +7,7 @@
 
 #include "kx/message_json.h"
 #include "kx/platform.h"
+#include "kx/snmp_keys.h"
 #include "kx/store.h"
 #include "tools/arg_parse.h"
 #include "tools/command.h"
@@ -98,7 +99,7 @@ int StoreCommand::run(Session& session, const std::vector<std::string>& args) {
 int StoreCommand::dump(Session& session, const std::string& path) {
   std::string dir = kx::rootPath(path);
   if (!isDirectory(dir)) return session.fail(name(), "no store at " + dir);
-  kx::Store store(path, kStoreVersion);
+  kx::Store store(path, ::snmp::kStoreVersion);
   // Written by hand: a JSON object would order the ids as text ("10" < "2").
   std::string text = "{";
   for (const auto& [id, object] : store.loadAll()) {
@@ -115,7 +116,7 @@ int StoreCommand::put(Session& session, const std::string& path, uint32_t id,
   kx::message change;
   std::string err;
   if (!parseFields(fields, change, err)) return session.usage(name(), "put: " + err);
-  kx::Store store(path, kStoreVersion);
+  kx::Store store(path, ::snmp::kStoreVersion);
   kx::message object;
   store.load(id, object);  // absent: start from an empty object
   object.merge(change);
@@ -129,7 +130,7 @@ int StoreCommand::put(Session& session, const std::string& path, uint32_t id,
 int StoreCommand::rm(Session& session, const std::string& path, uint32_t id) {
   std::string dir = kx::rootPath(path);
   if (!isDirectory(dir)) return session.fail(name(), "no store at " + dir);
-  kx::Store store(path, kStoreVersion);
+  kx::Store store(path, ::snmp::kStoreVersion);
   if (!store.remove(id)) {
     return session.fail(name(), "no object " + std::to_string(id) + " in " + dir);
   }

@@ -19,10 +19,6 @@
 
 namespace kxctl {
 
-// The version number written into object files, the one the agent's own
-// stores use.
-constexpr unsigned kStoreVersion = 5;
-
 // A store path must be absolute and must not climb out of the root.
 bool checkStorePath(const std::string& path, std::string& err);
 

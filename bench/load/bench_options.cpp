@@ -15,13 +15,14 @@ bool parseCount(const char* text, uint64_t least, uint64_t most, uint64_t* out) 
 }
 
 int parseOptions(int argc, char** argv, const char* program, const char* usage,
-                 const OptionTaker& take) {
+                 const OptionTaker& take, const FlagTaker& flag) {
   for (int i = 1; i < argc; ++i) {
     const std::string arg = argv[i];
     if (arg == "--help" || arg == "-h") {
       std::fputs(usage, stdout);
       return 0;
     }
+    if (flag && flag(arg)) continue;
     const std::string why =
         i + 1 < argc ? take(arg, argv[i + 1]) : "is not an option, or lacks its value";
     if (why.empty()) {

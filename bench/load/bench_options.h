@@ -20,12 +20,16 @@ bool parseCount(const char* text, uint64_t least, uint64_t most, uint64_t* out);
 // from 1 to 50, not 'x'").
 using OptionTaker = std::function<std::string(const std::string& name, const char* value)>;
 
+// Takes an option that has no value (a flag): true when name is one.
+using FlagTaker = std::function<bool(const std::string& name)>;
+
 // Goes through argv: --help or -h prints usage on standard output and
-// yields 0; every other option goes to take with its value.  A missing
-// value or what take refuses prints "program: option reason" on standard
-// error and yields kUsageError.  -1 when all were taken.
+// yields 0; a flag goes to flag (when given), every other option to take
+// with its value.  A missing value or what take refuses prints "program:
+// option reason" on standard error and yields kUsageError.  -1 when all
+// were taken.
 int parseOptions(int argc, char** argv, const char* program, const char* usage,
-                 const OptionTaker& take);
+                 const OptionTaker& take, const FlagTaker& flag = nullptr);
 
 }  // namespace bench
 

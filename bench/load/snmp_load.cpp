@@ -36,6 +36,7 @@
 #include <vector>
 
 #include "bench/load/agent_peers.h"
+#include "bench/load/bench_options.h"
 #include "bench/load/load_cells.h"
 #include "bench/load/load_window.h"
 #include "bench/load/peer_process.h"
@@ -61,7 +62,6 @@ constexpr uint64_t kNetSnmpRequests = 100000;
 // The memory top-up never takes longer than this per agent.
 constexpr auto kTopUpLimit = std::chrono::seconds(60);
 constexpr auto kAskTimeout = std::chrono::milliseconds(3000);
-constexpr int kUsageError = 2;
 
 volatile sig_atomic_t stopRequested = 0;
 void onStop(int) { stopRequested = 1; }
@@ -86,56 +86,34 @@ const char kUsage[] =
     "  --netsnmp PATH net-snmp's agent (default /usr/sbin/snmpd)\n"
     "  --v2c-only     leave the v3 cells out (a quicker run)\n";
 
-int parseOptions(int argc, char** argv, Options* o) {
-  for (int i = 1; i < argc; ++i) {
-    const std::string arg = argv[i];
-    if (arg == "--help" || arg == "-h") {
-      std::fputs(kUsage, stdout);
-      return 0;
-    }
-    if (arg == "--v2c-only") {
-      o->v2cOnly = true;
-      continue;
-    }
-    if (i + 1 >= argc) {
-      std::fprintf(stderr, "snmp_load: unknown option or missing value: %s (try --help)\n",
-                   arg.c_str());
-      return kUsageError;
-    }
-    const char* v = argv[++i];
+// "" when the option is taken, else what is wrong with it.
+std::string takeOption(const std::string& arg, const char* v, Options* o) {
+  uint64_t n = 0;
+  if (arg == "--seconds") {
     char* end = nullptr;
-    if (arg == "--seconds") {
-      o->seconds = std::strtod(v, &end);
-      if (*end || !(o->seconds > 0 && o->seconds <= 60)) {
-        std::fprintf(stderr, "snmp_load: --seconds wants a number from 0 to 60, not '%s'\n", v);
-        return kUsageError;
-      }
-    } else if (arg == "--rounds") {
-      const long n = std::strtol(v, &end, 10);
-      if (*end || n < 1 || n > kMaxRounds) {
-        std::fprintf(stderr, "snmp_load: --rounds wants a count from 1 to %d, not '%s'\n",
-                     kMaxRounds, v);
-        return kUsageError;
-      }
-      o->rounds = static_cast<int>(n);
-    } else if (arg == "--requests") {
-      o->requests = std::strtoull(v, &end, 10);
-      if (*end || o->requests == 0 || *v == '-') {
-        std::fprintf(stderr, "snmp_load: --requests wants a positive count, not '%s'\n", v);
-        return kUsageError;
-      }
-    } else if (arg == "--snmpd") {
-      o->ours.snmpd = v;
-    } else if (arg == "--kxctl") {
-      o->ours.kxctl = v;
-    } else if (arg == "--netsnmp") {
-      o->netsnmp = v;
-    } else {
-      std::fprintf(stderr, "snmp_load: unknown option %s (try --help)\n", arg.c_str());
-      return kUsageError;
+    o->seconds = std::strtod(v, &end);
+    if (*end || !(o->seconds > 0 && o->seconds <= 60)) {
+      return "wants a number from 0 to 60, not '" + std::string(v) + "'";
     }
+  } else if (arg == "--rounds") {
+    if (!bench::parseCount(v, 1, kMaxRounds, &n)) {
+      return "wants a count from 1 to " + std::to_string(kMaxRounds) + ", not '" + v + "'";
+    }
+    o->rounds = static_cast<int>(n);
+  } else if (arg == "--requests") {
+    if (!bench::parseCount(v, 1, UINT64_MAX, &o->requests)) {
+      return "wants a positive count, not '" + std::string(v) + "'";
+    }
+  } else if (arg == "--snmpd") {
+    o->ours.snmpd = v;
+  } else if (arg == "--kxctl") {
+    o->ours.kxctl = v;
+  } else if (arg == "--netsnmp") {
+    o->netsnmp = v;
+  } else {
+    return "is not an option";
   }
-  return -1;
+  return "";
 }
 
 const std::vector<bench::Operation> kOperations = {
@@ -224,7 +202,14 @@ bool servesSysDescr(Server* s) {
 
 int main(int argc, char** argv) {
   Options opts;
-  const int status = parseOptions(argc, argv, &opts);
+  const int status = bench::parseOptions(
+      argc, argv, "snmp_load", kUsage,
+      [&](const std::string& arg, const char* v) { return takeOption(arg, v, &opts); },
+      [&](const std::string& arg) {
+        if (arg != "--v2c-only") return false;
+        opts.v2cOnly = true;
+        return true;
+      });
   if (status >= 0) return status;
   std::setvbuf(stdout, nullptr, _IOLBF, 0);
 #ifndef NDEBUG

@@ -11,12 +11,10 @@ namespace bench {
 
 namespace {
 
-// The PDU of a request: request-id, error fields 0, one binding.
-void writePdu(OutStream& out, const RequestSpec& spec) {
+// The request's one binding: NULL, or for a SET the OCTET STRING value.
+snmp_request::Binding binding(const RequestSpec& spec) {
   using snmp_request::Binding;
-  snmp_request::writePdu(
-      out, spec.pduTag, spec.id,
-      {spec.pduTag == ber::kSetRequest ? Binding(spec.name, spec.value) : Binding(spec.name)});
+  return spec.pduTag == ber::kSetRequest ? Binding(spec.name, spec.value) : Binding(spec.name);
 }
 
 // Reads the PDU at the cursor and its first binding, if any.
@@ -56,13 +54,10 @@ uint32_t EngineClock::now() const {
 std::vector<uint8_t> encodeRequest(const Identity& identity, const EngineClock& engine,
                                    const RequestSpec& spec) {
   if (identity.version != kSnmpV3) {
-    OutStream out;
-    out.startSeq(ber::kSequence);
-    out.add(identity.version, ber::kInteger);
-    out.add(identity.name, ber::kOctetString);
-    writePdu(out, spec);
-    out.endSeq();
-    return out.bytes();
+    // Request ids stay below 2^31 (kMaxRequestId): as an int they encode
+    // as they would unsigned.
+    return snmp_request::communityRequest(identity.version, identity.name, spec.pduTag,
+                                          {binding(spec)}, static_cast<int>(spec.id));
   }
   V3ServerInfo remote;
   remote.engineID = engine.state.engineID;
@@ -72,8 +67,9 @@ std::vector<uint8_t> encodeRequest(const Identity& identity, const EngineClock& 
                   identity.privProtocol, spec.id);
   const uint32_t time = engine.now();
   info.engineTime = time > spec.lagSeconds ? time - spec.lagSeconds : 0;
-  return v3Message(info, identity.authKey, identity.privKey,
-                   [&](OutStream& out) { writePdu(out, spec); });
+  return v3Message(info, identity.authKey, identity.privKey, [&](OutStream& out) {
+    snmp_request::writePdu(out, spec.pduTag, spec.id, {binding(spec)});
+  });
 }
 
 bool readSoakReply(const uint8_t* data, size_t n, const KeysFor& keysFor, SoakReply* out) {

@@ -42,13 +42,6 @@ void CommunityKeep::init() {
   items.push_back(item);
 }
 
-CommunityKeep::Item* CommunityKeep::findById(uint32_t id) {
-  for (Item* item : items) {
-    if (item->id == id) return item;
-  }
-  return nullptr;
-}
-
 bool CommunityKeep::nameTaken(const std::string& name, const Item* except) const {
   return std::any_of(items.begin(), items.end(),
                      [&](const Item* item) { return item != except && item->name == name; });

@@ -48,9 +48,6 @@ class CommunityKeep : public kx::Handler, public CommunityList {
   // Every configurable field and the id.
   static kx::message getCfg(const Item& item);
 
-  // The item with this id, or null.
-  Item* findById(uint32_t id);
-
   // Bus commands.  Refusals are error replies (kx::errorMsg) and leave the
   // list and the store untouched.
   //

@@ -68,8 +68,8 @@ class SnmpLooper : public kx::Looper, public V3ServerInfo {
   // list order; other ids (the start-up generator) are skipped.
   void startSubscribers();
   // Builds the trap for event and sends it to the trap target (see
-  // traps/trap_sender.h for what is sent and every line written when
-  // nothing is).
+  // sendTrap in traps/create_trap.h for what is sent and every line
+  // written when nothing is).
   void send_trap(const kx::message& event);
   // The settings traps are built from, as they stand now.
   TrapSettings trapSettings() const;

@@ -17,6 +17,13 @@ CommunityList::iterator CommunityList::find(const std::string& name) {
   return items.end();
 }
 
+CommunityList::Item* CommunityList::findById(uint32_t id) const {
+  for (Item* item : items) {
+    if (item->id == id) return item;
+  }
+  return nullptr;
+}
+
 void CommunityList::regenerateKeys(const std::string& engineID) {
   for (Item* item : items) item->regenerateKeys(engineID);
 }

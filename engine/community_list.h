@@ -65,6 +65,8 @@ class CommunityList {
   // The first item whose name equals name byte for byte (case-sensitive,
   // same length), or items.end().
   iterator find(const std::string& name);
+  // The item with this id, or null.
+  Item* findById(uint32_t id) const;
 
   // Derives every item's keys anew for engineID (Item::regenerateKeys).
   void regenerateKeys(const std::string& engineID);

@@ -50,6 +50,16 @@ constexpr Operation kOperations[] = {
     {ber::kSetRequest, snmpSet, &CommunityList::Item::writeAccess, kReadOnly},
 };
 
+// The key an unknown user's MAC is checked with: MD5 over an empty key.
+// Made by the first such request that authenticates (libcrypto is loaded
+// by then) and kept, rather than set up again per request; never freed,
+// since libcrypto may be torn down at exit before statics are.
+const HmacKey& unknownUserKey() {
+  static HmacKey* const key = new HmacKey;
+  if (key->empty()) key->assign(Key(), methods[kUnknownUserMethod].digest());
+  return *key;
+}
+
 const Operation* findOperation(int requestTag) {
   for (const Operation& operation : kOperations) {
     if (operation.requestTag == requestTag) return &operation;
@@ -198,17 +208,11 @@ bool answerV3(Context& ctx, uint32_t peer) {
   }
   // Deliberately, an unknown user is checked against empty keys (so a MAC
   // from it is a wrong digest) before it is reported as unknown.
-  HmacKey unknownKey;
-  const Key noKey;
+  const HmacKey noKey;
   const PrivKey noPrivKey;
-  if (info.level >= kAuthNoPriv) {
-    if (item != nullptr) {
-      item->ensureKeys(ctx.v3Server->engineID);
-    } else {
-      unknownKey.assign(noKey, methods[kUnknownUserMethod].digest());
-    }
-  }
-  const HmacKey& authKey = item ? item->authKey : unknownKey;
+  const bool authenticates = info.level >= kAuthNoPriv;
+  if (authenticates && item != nullptr) item->ensureKeys(ctx.v3Server->engineID);
+  const HmacKey& authKey = item ? item->authKey : authenticates ? unknownUserKey() : noKey;
   const uint32_t authMethod = item ? item->authMethod : kUnknownUserMethod;
   const PrivKey& privKey = item ? item->privKey : noPrivKey;
   const uint32_t privProtocol = item ? item->encryptionProtocol : 0;

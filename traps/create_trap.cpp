@@ -76,14 +76,6 @@ constexpr unsigned kSnmpV2TrapPdu = 0xA7;
 const OID kSysUpTime0("1.3.6.1.2.1.1.3.0");
 const OID kSnmpTrapOid0("1.3.6.1.6.3.1.1.4.1.0");
 
-CommunityList::Item* findCommunity(uint32_t id) {
-  if (communityKeep == nullptr) return nullptr;
-  for (CommunityList::Item* item : communityKeep->items) {
-    if (item->id == id) return item;
-  }
-  return nullptr;
-}
-
 // The notification the first willing maker describes; false when none is.
 bool makeNotification(const kx::message& event, std::vector<VariableBinding>& bindings,
                       OID& trapOid, int& generic, int& specific) {
@@ -117,7 +109,8 @@ int createTrap(Context& ctx, const kx::message& event, uint32_t agentAddress,
   out.startSeq(ber::kSequence);
   out.add(static_cast<int>(settings.version), ber::kInteger);
 
-  CommunityList::Item* item = findCommunity(settings.community);
+  CommunityList::Item* item =
+      communityKeep != nullptr ? communityKeep->findById(settings.community) : nullptr;
   if (item == nullptr) {
     std::fprintf(stderr, "createTrap: bad community\n");
     return 0;

@@ -69,19 +69,13 @@ void primeLinkStates() {
   kx::message request;
   request.setDstPath(kLinkEventPath);
   request.setCommand(kListWithStates);
-  for (unsigned page = 0; page < kMaxListPages; ++page) {
-    const kx::message reply = busExchange(request);
-    if (kx::isError(reply)) return;
-    if (const std::vector<kx::message>* objects = reply.findMessageArray(kx::kObjects)) {
-      for (const kx::message& o : *objects) {
-        if (!o.has(kx::kObjId) || !o.has(kLinkFlags) || !o.has(kLinkState)) continue;
-        if (o.getU32(kLinkFlags) & kUnwatchedFlag) continue;
-        linkStates.emplace(o.getU32(kx::kObjId), o.getU32(kLinkState) & kPrimedStateMask);
-      }
+  busWalkList(request, [](const kx::message& o) {
+    if (o.has(kx::kObjId) && o.has(kLinkFlags) && o.has(kLinkState) &&
+        (o.getU32(kLinkFlags) & kUnwatchedFlag) == 0) {
+      linkStates.emplace(o.getU32(kx::kObjId), o.getU32(kLinkState) & kPrimedStateMask);
     }
-    if (!reply.has(kx::kContinue)) return;
-    request.setU32(kx::kContinue, reply.getU32(kx::kContinue));
-  }
+    return true;
+  });
 }
 
 void interfacesSubscribe() {

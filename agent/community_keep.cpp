@@ -6,8 +6,6 @@
 
 namespace {
 
-// The store's format version, recorded in every object file.
-constexpr unsigned kStoreVersion = 5;
 // Ids handed out: everything but 0xffffffff, which means "no community".
 constexpr uint32_t kFirstId = 0;
 constexpr uint32_t kLastId = static_cast<uint32_t>(-2);
@@ -17,7 +15,7 @@ constexpr uint32_t kNoStart = 0xffffffff;
 }  // namespace
 
 CommunityKeep::CommunityKeep()
-    : store_(snmp::kCommunityStore, kStoreVersion), ids_(kFirstId, kLastId) {}
+    : store_(snmp::kCommunityStore, snmp::kStoreVersion), ids_(kFirstId, kLastId) {}
 
 // The items are deleted by CommunityList.
 CommunityKeep::~CommunityKeep() = default;

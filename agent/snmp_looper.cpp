@@ -14,8 +14,6 @@ namespace {
 // The bus looper takes thirteen construction parameters; the agent passes
 // them all as zero.
 constexpr size_t kLooperParams = 13;
-// Format version of the settings store.
-constexpr unsigned kStoreVersion = 5;
 
 // Bus access policies of the agent's service.
 constexpr uint32_t kPolicies[][2] = {{1, 128}, {100, 704}};
@@ -24,7 +22,7 @@ constexpr uint32_t kPolicies[][2] = {{1, 128}, {100, 704}};
 
 SnmpLooper::SnmpLooper()
     : kx::Looper(snmp::kServiceId, std::vector<unsigned>(kLooperParams, 0)),
-      store(snmp::kSettingsStore, kStoreVersion),
+      store(snmp::kSettingsStore, snmp::kStoreVersion),
       community(snmp::kDefaultCommunity),
       batch_(c_buf, kReceiveBufferSize) {
   std::fprintf(stderr, "communityKeep = new CommunityKeep;\n");

@@ -125,7 +125,7 @@ int main(int argc, char** argv) {
   std::fprintf(stderr, "loop->init();\n");
   loop->init();
 
-  buildSystemMib([loop] { return loop->getConfig(); });
+  buildSystemMib({&loop->contact, &loop->location});
   buildIpMib();
   buildBridgeMib();
   buildInterfacesMib();

@@ -93,7 +93,7 @@ World& world() {
   addCommunity("public", false);
   addCommunity("private", true);
   w.startRouter();
-  buildSystemMib([agent = w.agent] { return agent->getConfig(); });
+  buildSystemMib({&w.agent->contact, &w.agent->location});
   buildIpMib();
   buildBridgeMib();
   buildInterfacesMib();

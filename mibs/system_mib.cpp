@@ -15,7 +15,6 @@
 #include "engine/data_provider.h"
 #include "engine/leafs.h"
 #include "kx/message.h"
-#include "kx/snmp_keys.h"
 
 namespace {
 
@@ -228,9 +227,9 @@ Data* processorRow() {
 }
 
 Data* ConfigInfoProvider::get() {
-  const kx::message settings = source_ ? source_() : kx::message();
-  contact = settings.getString(snmp::kContact);
-  location = settings.getString(snmp::kLocation);
+  // Assignments: the strings keep their storage from one read to the next.
+  contact = *source_.contact;
+  location = *source_.location;
   return this;
 }
 
@@ -271,7 +270,7 @@ GetProvider* settingsProvider(GetProvider::Convert convert, std::vector<unsigned
 
 void buildSystemGroup(GetProvider* resources, GetProvider* identity,
                       ConfigInfoProvider::Source settings) {
-  auto* config = new ConfigInfoProvider(std::move(settings));
+  auto* config = new ConfigInfoProvider(settings);
   addScalarConstStringLeaf(kSystem + 1, kSysDescr, kOctetString);
   addScalarConstOIDLeaf(kSystem + 2, kEnterprise, kObjectId);
   addScalarLeaf(kSystem + 3, new DataNumPacker(dataMember(&ResourceData::uptime), kTimeTicks),
@@ -385,7 +384,7 @@ void buildSystemMib(ConfigInfoProvider::Source settings) {
   auto* resources = settingsProvider(ResourceData::build, kResourcePath);
   resourceProvider = resources;
   auto* identity = settingsProvider(Ident::build, kIdentityPath);
-  buildSystemGroup(resources, identity, std::move(settings));
+  buildSystemGroup(resources, identity, settings);
   buildHostResources(resources);
   buildSoftwareAndControl();
   buildScriptTable();

@@ -6,7 +6,6 @@
 
 #include <cstdint>
 #include <ctime>
-#include <functional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -190,21 +189,24 @@ Data* memoryRow();
 Data* processorRow();
 
 // ConfigInfoProvider: sysContact and sysLocation, read from the agent's own
-// settings, which main hands over as a source of the settings record.
+// settings, whose two strings main hands over where they live.
 //
-// The provider is its own record: get() refreshes the two strings from the
-// settings message and returns this object.  The settings are changed over
-// the bus, never through SNMP: set() always refuses.
+// The provider is its own record: get() copies the two strings in (into
+// storage kept from the last read) and returns this object.  The settings
+// are changed over the bus, never through SNMP: set() always refuses.
 class ConfigInfoProvider : public DataProvider, public Data {
  public:
-  // Where the settings record comes from: the agent's, as it stands now.
-  using Source = std::function<kx::message()>;
+  // Where the agent keeps the two settings (not owned; they outlive the
+  // provider).
+  struct Source {
+    const std::string* contact;
+    const std::string* location;
+  };
 
-  // Without a source the two strings stay empty.
-  explicit ConfigInfoProvider(Source source = nullptr) : source_(std::move(source)) {}
+  // REQUIRES: both pointers set.
+  explicit ConfigInfoProvider(Source source) : source_(source) {}
 
-  // Copies string 0x2 into contact and string 0x3 into location; never
-  // null.
+  // Copies the agent's contact and location in; never null.
   Data* get() override;
   // Refuses: false.
   bool set(Data*) override { return false; }
@@ -221,7 +223,7 @@ class ConfigInfoProvider : public DataProvider, public Data {
 // system-control, script and address groups.
 
 // Registers every object of these groups in the MIB tree; sysContact and
-// sysLocation are read from settings, the agent's settings record.  Call
+// sysLocation are read from settings, where the agent keeps them.  Call
 // once at start-up, before the first request.  Everything it allocates
 // lives for the rest of the process.
 void buildSystemMib(ConfigInfoProvider::Source settings);
